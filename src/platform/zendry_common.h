@@ -26,8 +26,8 @@ typedef struct BrokerConfig {
 
 /*
  * Sends one request to the wifi manager and waits for its reply, which is written to
- * reply_buffer (at most reply_capacity bytes). Returns 0 when a reply was written; otherwise
- * reply_buffer is as it was.
+ * reply_buffer (at most reply_capacity bytes). Returns 0 when a reply was written; otherwise,
+ * at the latest after 5 seconds, reply_buffer is as it was.
  */
 int32_t qv_ctrl_send_wifi_mgr_msg(const void* request, uint32_t request_length, void* reply_buffer,
                                   uint32_t reply_capacity);
@@ -53,24 +53,28 @@ int32_t uciDelete(const char* package, const char* section, const char* option);
 /* Writes a package back. Returns 0 when the new file, whole, stands in place of the old one. */
 int32_t uciCommit(const char* package);
 
-/* Returns -1 when the package has no section of this type and name, 0 when it has one. */
+/*
+ * Returns -1 when the package has no section of this type and name, 0 when it has one, and any
+ * other value when the package cannot be read.
+ */
 int32_t uciSectionExist(const char* package, const char* section, const char* name);
 
 /*
  * The broker entry of package "system": section "conf", name "broker". These calls open, commit
  * and close the store themselves and must not be made between uciInit and uciDestroy. They
- * return 0 on success.
+ * return 0 on success. A host that does not fit or a port outside 1 to 65535 is neither stored
+ * nor read back; settings is then as it was.
  */
 int32_t uci_add_section_system_config(const char* section, const char* name);
 int32_t uci_set_system_broker_config(const char* name, BrokerConfig settings);
 int32_t uci_get_system_broker_config(const char* name, BrokerConfig* settings);
 
-/* Records the connection status: 0 not connected, 1 connected. */
+/* Records the connection status in the entry, if there is one: 0 not connected, 1 connected. */
 int32_t uci_set_system_broker_status(int32_t status);
 
 /*
  * Fetches the named file from the download server to "/tmp/qv_firmware.img". Returns 0 when the
- * whole file is there, any other value otherwise.
+ * whole file is there, any other value otherwise; an older image is gone in either case.
  */
 int32_t file_request(const char* server, int32_t port, const char* file_name);
 

@@ -1,0 +1,234 @@
+/*
+ * The firmware image over HTTP. It is written beside its name and takes the name only when it is
+ * whole, and an older image goes first: the device's memory does not hold two, and what lies at
+ * the name can be flashed without a further look.
+ */
+#include "platform/scoped_fd.h"
+#include "platform/zendry_common.h"
+#include "platform/zendry_common/file_io.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <curl/curl.h>
+#include <fcntl.h>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <strings.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char* image_path = "/tmp/qv_firmware.img";
+constexpr const char* partial_path = "/tmp/qv_firmware.img.part";
+
+constexpr long connect_limit_s = 10;
+constexpr long slow_limit_s = 30; // this long below slow_rate, and the transfer is given up
+constexpr long slow_rate = 1;     // bytes per second
+constexpr long http_ok = 200;
+
+struct CurlText {
+    void operator()(char* text) const {
+        curl_free(text);
+    }
+};
+
+/* The library's global state and one transfer handle; made and ended under the download lock. */
+class Curl {
+public:
+    Curl() {
+        if (curl_global_init(CURL_GLOBAL_NOTHING) == CURLE_OK) { // no TLS: plain HTTP only
+            handle_ = curl_easy_init();
+        }
+    }
+    Curl(const Curl&) = delete;
+    Curl& operator=(const Curl&) = delete;
+    ~Curl() {
+        curl_easy_cleanup(handle_);
+        curl_global_cleanup();
+    }
+    [[nodiscard]] CURL* handle() const {
+        return handle_;
+    }
+
+private:
+    CURL* handle_ = nullptr;
+};
+
+/* The partial file, removed at the end unless it has become the image. */
+class PartialImage {
+public:
+    PartialImage()
+        : fd_(open(partial_path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                   S_IRUSR | S_IWUSR)),
+          pending_(fd_.valid()) {}
+    PartialImage(const PartialImage&) = delete;
+    PartialImage& operator=(const PartialImage&) = delete;
+    ~PartialImage() {
+        if (pending_) {
+            unlink(partial_path);
+        }
+    }
+    [[nodiscard]] int fd() const {
+        return fd_.get();
+    }
+    /* Returns 0 or an errno. */
+    [[nodiscard]] int become_image() {
+        if (fsync(fd_.get()) != 0 || rename(partial_path, image_path) != 0) {
+            return errno;
+        }
+        pending_ = false;
+        return 0;
+    }
+
+private:
+    ScopedFd fd_;
+    bool pending_;
+};
+
+struct Transfer {
+    CURL* curl = nullptr;
+    int fd = -1;
+    int write_error = 0;  /* errno */
+    bool chunked = false; /* the body marks its own end */
+};
+
+long http_status(CURL* curl) {
+    long status = 0;
+    curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
+    return status;
+}
+
+size_t on_header(char* data, size_t /*one*/, size_t count, void* user) {
+    constexpr std::string_view chunked = "Transfer-Encoding: chunked";
+    if (count >= chunked.size() && strncasecmp(data, chunked.data(), chunked.size()) == 0) {
+        static_cast<Transfer*>(user)->chunked = true;
+    }
+    return count;
+}
+
+/* Anything but the count ends the transfer: no use in an error page, or with a full disk. */
+size_t on_body(char* data, size_t /*one*/, size_t count, void* user) {
+    auto* transfer = static_cast<Transfer*>(user);
+    if (http_status(transfer->curl) != http_ok) {
+        return 0;
+    }
+    transfer->write_error = zendry::write_all(transfer->fd, {data, count});
+    return transfer->write_error == 0 ? count : 0;
+}
+
+/* The tools that the agent runs meanwhile must not inherit the connection. */
+curl_socket_t on_open_socket(void* /*user*/, curlsocktype /*purpose*/, curl_sockaddr* address) {
+    return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+}
+
+/* Redirects are not followed, and the address is http: no other scheme can come in. */
+bool prepare(Transfer& transfer, const std::string& url) {
+    CURL* curl = transfer.curl;
+    const auto set = [curl](CURLoption option, auto value) {
+        return curl_easy_setopt(curl, option, value) == CURLE_OK;
+    };
+    return set(CURLOPT_URL, url.c_str()) && set(CURLOPT_PATH_AS_IS, 1L) &&
+           set(CURLOPT_PROXY, "") && // not even one that the environment names
+           set(CURLOPT_NOSIGNAL, 1L) && set(CURLOPT_FOLLOWLOCATION, 0L) &&
+           set(CURLOPT_CONNECTTIMEOUT, connect_limit_s) &&
+           set(CURLOPT_LOW_SPEED_LIMIT, slow_rate) && set(CURLOPT_LOW_SPEED_TIME, slow_limit_s) &&
+           set(CURLOPT_OPENSOCKETFUNCTION, &on_open_socket) &&
+           set(CURLOPT_HEADERFUNCTION, &on_header) && set(CURLOPT_HEADERDATA, &transfer) &&
+           set(CURLOPT_WRITEFUNCTION, &on_body) && set(CURLOPT_WRITEDATA, &transfer);
+}
+
+/* Runs the transfer. Returns why the body is not known to be whole; empty when it is. */
+std::string run(Transfer& transfer) {
+    const CURLcode result = curl_easy_perform(transfer.curl);
+    if (transfer.write_error != 0) {
+        return strerror(transfer.write_error);
+    }
+    if (const long status = http_status(transfer.curl); status != 0 && status != http_ok) {
+        return "HTTP status " + std::to_string(status);
+    }
+    if (result != CURLE_OK) {
+        return curl_easy_strerror(result);
+    }
+    // A body that ends with the connection cannot be told from one that was cut short.
+    curl_off_t length = -1;
+    curl_easy_getinfo(transfer.curl, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+    return length < 0 && !transfer.chunked ? "the server did not tell the length" : "";
+}
+
+/* A host name or IPv4 address: nothing in it can add a user, a path or another port. */
+bool is_plain_host(std::string_view host) {
+    constexpr std::string_view allowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
+                                         "0123456789.-_";
+    return !host.empty() && host.find_first_not_of(allowed) == std::string_view::npos;
+}
+
+bool remove_if_there(const char* path) {
+    return unlink(path) == 0 || errno == ENOENT;
+}
+
+/* Fetches url to the image's place. Returns the reason of a failure; empty when it is there. */
+std::string fetch(CURL* curl, const std::string& url) {
+    PartialImage partial;
+    if (partial.fd() < 0) {
+        return strerror(errno);
+    }
+    Transfer transfer;
+    transfer.curl = curl;
+    transfer.fd = partial.fd();
+    if (!prepare(transfer, url)) {
+        return "out of memory";
+    }
+    if (std::string reason = run(transfer); !reason.empty()) {
+        return reason;
+    }
+    const int error = partial.become_image();
+    return error != 0 ? strerror(error) : "";
+}
+
+int32_t refuse(const char* reason) {
+    printf("QV_ERR: firmware download refused: %s\n", reason);
+    return -1;
+}
+
+} // namespace
+
+int32_t file_request(const char* server, int32_t port, const char* file_name) {
+    // Two transfers at once would write into each other's partial file.
+    static std::mutex downloading;
+    const std::unique_lock<std::mutex> alone(downloading, std::try_to_lock);
+    if (!alone.owns_lock()) {
+        return refuse("another one is under way");
+    }
+    if (!remove_if_there(image_path) || !remove_if_there(partial_path)) {
+        return refuse("the older image cannot be removed");
+    }
+    if (server == nullptr || !is_plain_host(server)) {
+        return refuse("server name not valid");
+    }
+    if (port < 1 || port > UINT16_MAX) {
+        return refuse("port not valid");
+    }
+    if (file_name == nullptr || *file_name == '\0') {
+        return refuse("no file name");
+    }
+    const Curl curl;
+    const std::unique_ptr<char, CurlText> name(
+        curl.handle() != nullptr ? curl_easy_escape(curl.handle(), file_name, 0) : nullptr);
+    if (name == nullptr) {
+        return refuse("out of memory");
+    }
+    // Every byte but letters, digits and -._~ is escaped: the name is one segment of the path.
+    const std::string url =
+        std::string("http://") + server + ":" + std::to_string(port) + "/" + name.get();
+    const std::string reason = fetch(curl.handle(), url);
+    if (!reason.empty()) {
+        printf("QV_ERR: firmware download of %s failed: %s\n", url.c_str(), reason.c_str());
+    }
+    return reason.empty() ? 0 : -1;
+}

@@ -1,0 +1,59 @@
+/*
+ * The uci* calls: the calling thread's session, and arguments checked for null.
+ */
+#include "platform/zendry_common.h"
+#include "platform/zendry_common/uci_session.h"
+
+#include <memory>
+
+namespace {
+
+// Ends with the thread, so that a thread which forgot uciDestroy locks nobody out.
+thread_local std::unique_ptr<zendry::UciSession> session;
+
+zendry::UciDocument* open_package(const char* package) {
+    return session != nullptr && package != nullptr ? session->package(package) : nullptr;
+}
+
+} // namespace
+
+int32_t uciInit(void) {
+    if (session != nullptr) {
+        return -1;
+    }
+    session = zendry::UciSession::open();
+    return session != nullptr ? 0 : -1;
+}
+
+void uciDestroy(void) {
+    session.reset();
+}
+
+int32_t uciSet(const char* package, const char* section, const char* option, const char* value) {
+    zendry::UciDocument* document = open_package(package);
+    if (document == nullptr || section == nullptr || option == nullptr || value == nullptr) {
+        return -1;
+    }
+    return document->set(section, option, value) ? 0 : -1;
+}
+
+int32_t uciDelete(const char* package, const char* section, const char* option) {
+    zendry::UciDocument* document = open_package(package);
+    if (document == nullptr || section == nullptr || option == nullptr) {
+        return -1;
+    }
+    return document->remove(section, option) ? 0 : -1;
+}
+
+int32_t uciCommit(const char* package) {
+    return session != nullptr && package != nullptr && session->commit(package) ? 0 : -1;
+}
+
+int32_t uciSectionExist(const char* package, const char* section, const char* name) {
+    const zendry::UciDocument* document = open_package(package);
+    if (document == nullptr || section == nullptr || name == nullptr) {
+        return -2; // not -1: a caller must not take a broken package for one without the section
+    }
+    const zendry::UciSection* found = document->find(name);
+    return found != nullptr && found->name == name && found->type == section ? 0 : -1;
+}

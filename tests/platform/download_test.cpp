@@ -1,0 +1,202 @@
+/*
+ * Downloads from a server of the test's own. They write "/tmp/qv_firmware.img" and run only
+ * where /tmp is not the host's.
+ */
+#include "platform/scoped_fd.h"
+#include "platform/zendry_common.h"
+
+#include <arpa/inet.h>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <netinet/in.h>
+#include <string>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char* image = "/tmp/qv_firmware.img";
+constexpr const char* partial = "/tmp/qv_firmware.img.part";
+
+std::string content(const char* path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/* Descriptors of this process, other than its standard ones, that a child would inherit. */
+int inheritable_sockets() {
+    int count = 0;
+    for (int fd = 3; fd < 64; ++fd) {
+        const int flags = fcntl(fd, F_GETFD);
+        sockaddr_storage address{};
+        socklen_t size = sizeof address;
+        const bool inet = getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size) == 0 &&
+                          address.ss_family == AF_INET;
+        count += flags >= 0 && (flags & FD_CLOEXEC) == 0 && inet ? 1 : 0;
+    }
+    return count;
+}
+
+class Download : public testing::Test {
+protected:
+    void SetUp() override {
+        if (getenv("QV_SIMULATED_AP") == nullptr) {
+            GTEST_SKIP() << "writes /tmp/qv_firmware.img: only in the simulated access point";
+        }
+        listener_.reset(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof address;
+        ASSERT_EQ(bind(listener_.get(), reinterpret_cast<sockaddr*>(&address), size), 0);
+        ASSERT_EQ(listen(listener_.get(), 4), 0);
+        ASSERT_EQ(getsockname(listener_.get(), reinterpret_cast<sockaddr*>(&address), &size), 0);
+        port_ = ntohs(address.sin_port);
+    }
+    // Answers one request with head and then the block so many times over, and cuts the line.
+    void serve(const std::string& head, const std::string& block = "", int repeats = 1) {
+        server_ = std::thread([=, this] {
+            const ScopedFd connection(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+            char byte = 0;
+            request_.clear();
+            while (!request_.ends_with("\r\n\r\n") && recv(connection.get(), &byte, 1, 0) == 1) {
+                request_.push_back(byte);
+            }
+            inherited_ = inheritable_sockets();
+            send(connection.get(), head.data(), head.size(), MSG_NOSIGNAL);
+            for (int i = 0; i < repeats; ++i) {
+                send(connection.get(), block.data(), block.size(), MSG_NOSIGNAL);
+            }
+        });
+    }
+    int32_t request(const char* name) {
+        std::ofstream(image) << "stale";
+        std::ofstream(partial) << "stale";
+        const int32_t result = file_request("127.0.0.1", port_, name);
+        server_.join();
+        EXPECT_FALSE(std::filesystem::exists(partial));
+        return result;
+    }
+
+    ScopedFd listener_;
+    std::thread server_;
+    int32_t port_ = 0;
+    std::string request_;
+    int inherited_ = -1;
+};
+
+TEST_F(Download, OnlyAWholeBodyWithStatus200BecomesTheImage) {
+    const struct {
+        const char* answer;
+        const char* image; // null: none
+    } table[] = {
+        {"HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nimage", "image"},
+        {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nimage\r\n0\r\n\r\n", "image"},
+        {"HTTP/1.1 200 OK\r\nContent-Length: 6\r\n\r\nimage", nullptr},
+        {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nimage\r\n", nullptr},
+        {"HTTP/1.1 200 OK\r\n\r\nimage", nullptr},
+        {"HTTP/1.1 404 Not Found\r\nContent-Length: 5\r\n\r\nerror", nullptr},
+        {"HTTP/1.1 206 Partial Content\r\nContent-Length: 5\r\n\r\nimage", nullptr},
+        {"HTTP/1.1 204 No Content\r\n\r\n", nullptr},
+        {"HTTP/1.1 302 Found\r\nLocation: file:///etc/hostname\r\nContent-Length: 0\r\n\r\n",
+         nullptr},
+        {"HTTP/1.1 200 OK\r\nConte", nullptr},
+        {"image", nullptr},
+        {"", nullptr},
+    };
+    // A proxy named by the environment must not be asked; nobody listens there.
+    setenv("http_proxy", "http://127.0.0.1:1", 1);
+    for (const auto& row : table) {
+        serve(row.answer);
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(request("fw.img") == 0, row.image != nullptr) << row.answer;
+        fflush(stdout);
+        const std::string log = testing::internal::GetCapturedStdout();
+        EXPECT_EQ(log.starts_with("QV_ERR: "), row.image == nullptr) << log;
+        EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), row.image == nullptr ? 1 : 0) << log;
+        EXPECT_EQ(std::filesystem::exists(image), row.image != nullptr) << row.answer;
+        EXPECT_EQ(content(image), row.image != nullptr ? row.image : "");
+        EXPECT_EQ(inherited_, 0);
+    }
+}
+
+TEST_F(Download, TheNameIsOneEscapedSegment) {
+    const struct {
+        const char* name;
+        const char* line;
+    } table[] = {
+        {"fw-1.0_a~.img", "GET /fw-1.0_a~.img HTTP/1.1\r\n"},
+        {"a b/../c?d#e%2f", "GET /a%20b%2F..%2Fc%3Fd%23e%252f HTTP/1.1\r\n"},
+        {"x\r\nHost: y", "GET /x%0D%0AHost%3A%20y HTTP/1.1\r\n"},
+        {"..", "GET /.. HTTP/1.1\r\n"},
+    };
+    for (const auto& row : table) {
+        serve("HTTP/1.1 200 OK\r\nContent-Length: 1\r\n\r\n", "i");
+        EXPECT_EQ(request(row.name), 0);
+        EXPECT_TRUE(request_.starts_with(row.line)) << request_;
+    }
+}
+
+TEST_F(Download, RefusedArgumentsLeaveNoStaleImage) {
+    const struct {
+        const char* server;
+        int32_t port;
+        const char* name;
+    } table[] = {
+        {"127.0.0.1", 0, "fw"},
+        {"127.0.0.1", -1, "fw"},
+        {"127.0.0.1", 65536, "fw"},
+        {"127.0.0.1", 1, "fw"},
+        {"", port_, "fw"},
+        {"127.0.0.1", port_, ""},
+        {"u@127.0.0.1", port_, "fw"},
+        {"127.0.0.1/x?", port_, "fw"},
+    };
+    for (const auto& row : table) {
+        std::ofstream(image) << "stale";
+        EXPECT_NE(file_request(row.server, row.port, row.name), 0) << row.server << row.port;
+        EXPECT_FALSE(std::filesystem::exists(image));
+    }
+}
+
+TEST_F(Download, LargeImagesPassThroughLittleMemory) {
+    constexpr int mebibytes = 64;
+    const std::string block(1024UL * 1024UL, 'x');
+    serve("HTTP/1.1 200 OK\r\nContent-Length: 1\r\n\r\nx");
+    ASSERT_EQ(request("warm"), 0); // what the libraries keep is not the transfer's
+    serve("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(mebibytes * block.size()) +
+              "\r\n\r\n",
+          block, mebibytes);
+    rusage before{};
+    rusage after{};
+    getrusage(RUSAGE_SELF, &before);
+    ASSERT_EQ(request("big"), 0);
+    getrusage(RUSAGE_SELF, &after);
+    EXPECT_EQ(std::filesystem::file_size(image), mebibytes * block.size());
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    // Two copies of the block are the server's own.
+    EXPECT_LE(after.ru_maxrss - before.ru_maxrss, 3 * 1024) << "KiB";
+#endif
+}
+
+TEST_F(Download, AFullDiskIsAFailure) {
+    const std::filesystem::space_info space = std::filesystem::space("/tmp");
+    if (space.capacity > 256UL * 1024UL * 1024UL) {
+        GTEST_SKIP() << "/tmp too large to fill";
+    }
+    const std::string block(1024UL * 1024UL, 'x');
+    const int blocks = static_cast<int>(space.capacity / block.size()) + 1;
+    serve("HTTP/1.1 200 OK\r\nContent-Length: " +
+              std::to_string(static_cast<size_t>(blocks) * block.size()) + "\r\n\r\n",
+          block, blocks);
+    EXPECT_NE(request("fw"), 0);
+    EXPECT_FALSE(std::filesystem::exists(image));
+}
+
+} // namespace

@@ -1,0 +1,224 @@
+#include "platform/zendry_common.h"
+#include "scratch_root.h"
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <string>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+constexpr const char* system_text = "config system\n\toption hostname 'ap'\n\n"
+                                    "config conf 'broker'\n"
+                                    "\toption host '10.0.0.1'\n"
+                                    "\toption port '1883'\n";
+
+class UciStore : public ScratchRoot {
+protected:
+    // Sets and commits one option in a session of its own.
+    static int32_t store(const char* section, const char* option, const std::string& value) {
+        if (uciInit() != 0) {
+            return -2;
+        }
+        int32_t result = uciSet("system", section, option, value.c_str());
+        if (result == 0) {
+            result = uciCommit("system");
+        }
+        uciDestroy();
+        return result;
+    }
+    struct stat about() const {
+        struct stat result {};
+        EXPECT_EQ(stat(package_path("system").c_str(), &result), 0);
+        return result;
+    }
+    size_t files_in_store() const {
+        const std::filesystem::directory_iterator folder(root_ + "/etc/config");
+        return static_cast<size_t>(std::distance(begin(folder), end(folder)));
+    }
+};
+
+TEST_F(UciStore, CommitKeepsModeAndLeavesNoOtherFile) {
+    write_package("system", system_text);
+    ASSERT_EQ(chmod(package_path("system").c_str(), 0640), 0);
+    ASSERT_EQ(store("@system[0]", "equipment_notes", "roof"), 0);
+    EXPECT_EQ(about().st_mode & 07777U, 0640U);
+    EXPECT_EQ(files_in_store(), 1U);
+    EXPECT_NE(
+        read_package("system").find("\toption hostname 'ap'\n\toption equipment_notes 'roof'\n"),
+        std::string::npos);
+}
+
+TEST_F(UciStore, UncommittedChangesAreForgotten) {
+    write_package("system", system_text);
+    ASSERT_EQ(uciInit(), 0);
+    EXPECT_EQ(uciInit(), -1); // not twice in one thread, and without waiting for itself
+    EXPECT_EQ(uci_set_system_broker_status(1), -1);
+    EXPECT_EQ(uciSet("system", "broker", "host", "x"), 0);
+    uciDestroy();
+    EXPECT_EQ(read_package("system"), system_text);
+    EXPECT_EQ(uciSet("system", "broker", "host", "x"), -1);
+    EXPECT_EQ(uciCommit("system"), -1);
+}
+
+TEST_F(UciStore, BadPackagesAreReportedAndNeverWritten) {
+    const std::string broken = "config conf 'broker'\n\toption host 'x\n";
+    write_package("system", broken);
+    std::filesystem::create_directory(package_path("folder"));
+    testing::internal::CaptureStdout();
+    ASSERT_EQ(uciInit(), 0);
+    EXPECT_EQ(uciSectionExist("system", "conf", "broker"), -2);
+    EXPECT_EQ(uciSet("system", "broker", "host", "y"), -1);
+    EXPECT_EQ(uciDelete("system", "broker", "host"), -1);
+    EXPECT_EQ(uciCommit("system"), -1);
+    EXPECT_EQ(uciCommit("folder"), -1);
+    for (const char* name : {"../config/system", "", ".", "a/b", ".system"}) {
+        EXPECT_EQ(uciCommit(name), -1) << name;
+        EXPECT_EQ(uciSectionExist(name, "conf", "broker"), -2) << name;
+    }
+    EXPECT_EQ(uciSectionExist("absent", "conf", "broker"), -1);
+    uciDestroy();
+    fflush(stdout);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "QV_ERR: " + package_path("system") + ":2: quote not closed\n" +
+                  "QV_ERR: " + package_path("folder") + ": Invalid argument\n");
+    EXPECT_EQ(read_package("system"), broken);
+}
+
+// A file size limit stands in for the full disk, and works for root as well.
+TEST_F(UciStore, AFullDiskKeepsTheOldFile) {
+    write_package("system", system_text);
+    const pid_t child = fork();
+    if (child == 0) {
+        signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit{64, 64};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        _exit(store("broker", "host", "10.0.0.2") == -1 ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(read_package("system"), system_text);
+    EXPECT_EQ(files_in_store(), 1U);
+}
+
+TEST_F(UciStore, AKillLeavesAWholeFileAndNoLock) {
+    write_package("system", system_text);
+    const std::string values[] = {std::string(20000, 'a'), std::string(9000, 'b')};
+    for (int round = 0; round < 40; ++round) {
+        const pid_t child = fork();
+        if (child == 0) {
+            for (size_t i = 0;; ++i) {
+                store("broker", "host", values[i % 2]);
+            }
+        }
+        usleep(static_cast<useconds_t>(300 + round * 397 % 7000));
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+        const std::string text = read_package("system");
+        const bool whole = text == system_text ||
+                           text.find(values[0] + "'\n") != std::string::npos ||
+                           text.find(values[1] + "'\n") != std::string::npos;
+        ASSERT_TRUE(whole && text.ends_with("\toption port '1883'\n")) << text.size();
+    }
+    EXPECT_EQ(store("broker", "host", "10.0.0.3"), 0);
+    EXPECT_EQ(files_in_store(), 1U); // what a kill left behind was used up
+}
+
+// Each worker adds one to a number in the file; a lost update shows in the sum.
+TEST_F(UciStore, SessionsExcludeThreadsAndProcesses) {
+    constexpr int rounds = 25;
+    write_package("system", "config system\n\tlist count 1\n");
+    const auto work = [this] {
+        for (int i = 0; i < rounds; ++i) {
+            ASSERT_EQ(uciInit(), 0);
+            const std::string text = read_package("system");
+            const int count = atoi(text.c_str() + text.find_first_of("0123456789"));
+            std::this_thread::sleep_for(std::chrono::microseconds(100));
+            uciSet("system", "@system[0]", "count", std::to_string(count + 1).c_str());
+            uciCommit("system");
+            uciDestroy();
+        }
+    };
+    const pid_t child = fork();
+    if (child == 0) {
+        work();
+        _exit(0);
+    }
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 2; ++i) {
+        threads.emplace_back(work);
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    waitpid(child, nullptr, 0);
+    EXPECT_EQ(read_package("system"), "config system\n\toption count '76'\n");
+}
+
+TEST_F(UciStore, BrokerEntryIsCreatedStoredAndReadBack) {
+    write_package("system", "config system\n");
+    EXPECT_EQ(uci_set_system_broker_status(0), -1); // creates nothing
+    EXPECT_EQ(read_package("system"), "config system\n");
+    EXPECT_EQ(uci_add_section_system_config("conf", "broker"), 0);
+    BrokerConfig settings{1883, "127.0.0.1"};
+    EXPECT_EQ(uci_set_system_broker_config("broker", settings), 0);
+    EXPECT_EQ(uci_set_system_broker_status(1), 0);
+    EXPECT_EQ(read_package("system"), "config system\n\nconfig conf 'broker'\n"
+                                      "\toption host '127.0.0.1'\n\toption port '1883'\n"
+                                      "\toption status '1'\n");
+    settings = {};
+    ASSERT_EQ(uci_get_system_broker_config("broker", &settings), 0);
+    EXPECT_STREQ(settings.host, "127.0.0.1");
+    EXPECT_EQ(settings.port, 1883);
+    memset(settings.host, 'x', sizeof settings.host); // no terminator
+    EXPECT_EQ(uci_set_system_broker_config("broker", settings), -1);
+
+    const struct stat before = about();
+    EXPECT_EQ(uci_set_system_broker_status(1), 0);
+    EXPECT_EQ(about().st_ino, before.st_ino);
+    EXPECT_EQ(uci_set_system_broker_status(0), 0);
+    EXPECT_NE(about().st_ino, before.st_ino);
+}
+
+TEST_F(UciStore, UnusableBrokerSettingsAreRefused) {
+    const struct {
+        const char* options;
+        bool good;
+    } table[] = {
+        {"option host 12345678901234567890123; option port 65535", true},
+        {"option host 123456789012345678901234; option port 1883", false},
+        {"option host ''; option port 1883", false},
+        {"option host 'a\nb'; option port 1883", false},
+        {"list host a; option port 1883", false},
+        {"option port 1883", false},
+        {"option host a", false},
+        {"option host a; option port 0", false},
+        {"option host a; option port 65536", false},
+        {"option host a; option port -1", false},
+        {"option host a; option port 1883x", false},
+        {"option host a; option port ' 1883'", false},
+        {"option host a; option port 99999999999999999999", false},
+    };
+    for (const auto& row : table) {
+        write_package("system", std::string("config conf broker; ") + row.options);
+        BrokerConfig settings{7, "kept"};
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(uci_get_system_broker_config("broker", &settings), row.good ? 0 : -1);
+        fflush(stdout);
+        const std::string log = testing::internal::GetCapturedStdout();
+        EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), row.good ? 0 : 1) << row.options;
+        EXPECT_EQ(settings.port, row.good ? 65535 : 7) << row.options;
+        EXPECT_STREQ(settings.host, row.good ? "12345678901234567890123" : "kept");
+    }
+}
+
+} // namespace
