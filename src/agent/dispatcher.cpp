@@ -1,0 +1,88 @@
+#include "agent/dispatcher.h"
+
+#include "agent/context.h"
+#include "agent/identity.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <unistd.h>
+
+namespace {
+
+const Command* find_command(const AgentContext& context, int32_t type) {
+    const auto row = std::ranges::find(context.commands, type, &Command::type);
+    return row == context.commands.end() ? nullptr : &*row;
+}
+
+/// Queued commands are dropped while a firmware job runs.
+bool firmware_job_running(AgentContext& context) {
+    const std::lock_guard guard(context.lock);
+    return context.busy == 1;
+}
+
+bool refresh_identity(AgentContext& context, const Command& command) {
+    if (qv_get_device_info(context) < 0) {
+        puts(command.identity_failure);
+        return false;
+    }
+    return true;
+}
+
+/// Returns false when the thread must end.
+bool finish(AgentContext& context, const Command& command) {
+    switch (command.ending) {
+    case CommandEnding::normal: qv_agent_set_state(context, AGENT_STATE_RUN); return true;
+    case CommandEnding::broker_reconnect:
+        qv_agent_set_state(context, AGENT_STATE_CONNECT);
+        return true;
+    case CommandEnding::refresh_identity:
+        if (!refresh_identity(context, command)) {
+            return false;
+        }
+        qv_agent_set_state(context, AGENT_STATE_RUN);
+        return true;
+    case CommandEnding::reconnect:
+        if (!refresh_identity(context, command)) {
+            return false;
+        }
+        qv_agent_set_state(context, AGENT_STATE_CONNECT);
+        return true;
+    }
+    return true;
+}
+
+/// Returns false when the thread must end.
+bool process(AgentContext& context, const ControllerMsg& message) {
+    printf("process_msg->type %d\n", message.type);
+    const Command* const command = find_command(context, message.type);
+    if (command == nullptr) {
+        puts("qv_agent_controller_thread: unknown msg type");
+        qv_agent_set_state(context, AGENT_STATE_RUN);
+        return true;
+    }
+    if (command->busy_first) {
+        qv_agent_set_state(context, AGENT_STATE_BUSY);
+    }
+    command->handler(*message.ctx, message.payload.get(), message.len);
+    return finish(context, *command);
+}
+
+} // namespace
+
+void* qv_agent_controller_thread(void* agent_context) {
+    auto& context = *static_cast<AgentContext*>(agent_context);
+    bool identity_known = true;
+    while (identity_known && !qv_agent_stopping(context)) {
+        const ControllerMsgPtr message = msg_queue_pop(context.queue);
+        if (message == nullptr) {
+            if (!qv_agent_stopping(context)) {
+                sleep(1);
+            }
+            continue;
+        }
+        if (!firmware_job_running(context)) {
+            identity_known = process(context, *message);
+        }
+    }
+    return nullptr;
+}

@@ -1,0 +1,9 @@
+// The controller thread: runs queued commands one at a time, in arrival order.
+#ifndef QV_AGENT_DISPATCHER_H
+#define QV_AGENT_DISPATCHER_H
+
+/// Thread entry (argument: the agent context). Ends when the agent stops, or when the identity
+/// cannot be read after a command that needs it; commands are then queued but no longer handled.
+void* qv_agent_controller_thread(void* agent_context);
+
+#endif
