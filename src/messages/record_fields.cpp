@@ -1,0 +1,97 @@
+#include "messages/record_fields.h"
+
+#include "messages/mac_text.h"
+#include "messages/text.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+
+namespace {
+
+std::string_view text_of(std::span<const std::byte> record, const RecordField& field) {
+    const std::span<const std::byte> bytes = record.subspan(field.offset, field.width);
+    return qv_field_text({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+}
+
+template <class T>
+T number_of(std::span<const std::byte> record, const RecordField& field) {
+    T value;
+    memcpy(&value, record.subspan(field.offset, sizeof value).data(), sizeof value);
+    return value;
+}
+
+JsonPtr new_mac(std::span<const std::byte> record, const RecordField& field) {
+    char text[MAC_TEXT_SIZE] = {};
+    qv_mac_to_string(text, sizeof text,
+                     reinterpret_cast<const uint8_t*>(record.subspan(field.offset, 6).data()));
+    return JsonPtr(json_object_new_string(text));
+}
+
+JsonPtr new_member(std::span<const std::byte> record, const RecordField& field) {
+    switch (field.type) {
+    case RecordFieldType::text: return qv_json_new_text(text_of(record, field));
+    case RecordFieldType::mac: return new_mac(record, field);
+    case RecordFieldType::u8:
+        return JsonPtr(json_object_new_int(number_of<uint8_t>(record, field)));
+    case RecordFieldType::u16:
+        return JsonPtr(json_object_new_int(number_of<uint16_t>(record, field)));
+    case RecordFieldType::i32:
+        return JsonPtr(json_object_new_int(number_of<int32_t>(record, field)));
+    case RecordFieldType::computed: return field.compute(record);
+    }
+    return nullptr;
+}
+
+} // namespace
+
+bool qv_record_to_json(json_object* object, std::span<const std::byte> record,
+                       std::span<const RecordField> fields) {
+    return std::ranges::all_of(fields, [&](const RecordField& field) {
+        return qv_json_add(object, field.key, new_member(record, field));
+    });
+}
+
+bool qv_append_record(json_object* array, std::span<const std::byte> record,
+                      std::span<const RecordField> fields) {
+    JsonPtr object(json_object_new_object());
+    return object != nullptr && qv_record_to_json(object.get(), record, fields) &&
+           qv_json_append(array, std::move(object));
+}
+
+void qv_set_record_text(std::span<std::byte> record, const RecordField& field, json_object* value) {
+    const char* const text = json_object_get_string(value);
+    if (text != nullptr) {
+        const std::span<std::byte> bytes = record.subspan(field.offset, field.width);
+        qv_set_field_text({reinterpret_cast<char*>(bytes.data()), bytes.size()}, text);
+    }
+}
+
+const RecordField* qv_find_record_field(std::span<const RecordField> fields, const char* key) {
+    const auto row = std::ranges::find_if(
+        fields, [key](const RecordField& field) { return strcmp(field.key, key) == 0; });
+    return row == fields.end() ? nullptr : &*row;
+}
+
+void qv_json_to_record(json_object* object, std::span<std::byte> record,
+                       std::span<const RecordField> fields) {
+    if (json_object_is_type(object, json_type_object) == 0) {
+        return;
+    }
+    json_object_object_foreach(object, key, value) {
+        const RecordField* const field = qv_find_record_field(fields, key);
+        if (field != nullptr && field->type == RecordFieldType::text) {
+            qv_set_record_text(record, *field, value);
+        }
+    }
+}
+
+void qv_print_record(std::span<const std::byte> record, std::span<const RecordField> fields) {
+    for (const RecordField& field : fields) {
+        if (field.label != nullptr) {
+            const std::string_view text = text_of(record, field);
+            printf("%s: %.*s\n", field.label, static_cast<int>(text.size()), text.data());
+        }
+    }
+}

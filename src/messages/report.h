@@ -1,0 +1,80 @@
+// Reports: the common envelope, the shape of a catalogue row and the one builder over the
+// catalogue.
+#ifndef QV_MESSAGES_REPORT_H
+#define QV_MESSAGES_REPORT_H
+
+#include "messages/json_scope.h"
+#include "platform/owned_text.h"
+
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+struct AgentContext;
+
+enum ReportKindNumber : int32_t {
+    REPORT_DEVICE_DISCOVERY = 1,
+    REPORT_SYSTEM_STATS = 4,
+    REPORT_AP_STATS = 5,
+    REPORT_STA_STATS = 6,
+    REPORT_RADIO_STATS = 7,
+    REPORT_INTERFACE_STATS = 8,
+    REPORT_UCI_SYSTEM = 9,
+    REPORT_UCI_VAP_LIST = 10,
+    REPORT_UCI_RADIO_LIST = 11,
+    REPORT_UCI_NETWORK_LAN = 12,
+    REPORT_UCI_NETWORK_WAN = 13,
+    REPORT_UCI_NETWORK_WAN6 = 14,
+    REPORT_UPDATA_STATS = 15,
+};
+
+/// The text of one report. It starts with room for 10240 bytes and grows with the report.
+class ReportBuffer {
+public:
+    /// Before a build of REPORT_UPDATA_STATS the status stands in the first four bytes.
+    void set_status(int32_t status);
+    int32_t status() const;
+
+    /// Takes a copy of the text with a NUL behind it. False, unchanged, when memory is out.
+    bool assign(std::string_view text);
+
+    /// NUL-terminated; empty before the first assign.
+    const char* text() const;
+
+private:
+    std::array<char, 10240> small_{};
+    OwnedText grown_; ///< instead of small_, for a report that does not fit it
+};
+
+enum class ReportBody : uint8_t { object, array, status };
+
+/// Fills an empty body; false drops the report.
+using ReportFill = bool(AgentContext& context, json_object* body);
+
+/// One row of the catalogue.
+struct ReportKind {
+    int32_t kind;         ///< ReportKindNumber; 0 for a report with an entry point of its own
+    int32_t type;         ///< "type" in the envelope
+    const char* data_key; ///< the one member of "data"
+    ReportBody body;
+    ReportFill* fill = nullptr; ///< none for a status
+    bool has_ip = true;         ///< whether the envelope carries "ip"
+};
+
+/// Builds the report of a kind from the context's catalogue: the text goes into `buffer`, its
+/// length without the NUL into `length`. Returns -1 for a kind that the catalogue does not hold,
+/// otherwise 0; when memory is out there is no report, and buffer and length stay as they were.
+int32_t qv_json_build_msg(AgentContext& context, int32_t kind, ReportBuffer& buffer,
+                          uint32_t& length);
+
+/// The same for a report outside the catalogue, given its row and finished body.
+int32_t qv_json_build_msg_with_body(AgentContext& context, const ReportKind& row, JsonPtr body,
+                                    ReportBuffer& buffer, uint32_t& length);
+
+/// Wall-clock time in milliseconds since 1970-01-01 00:00:00 UTC.
+uint64_t qv_get_timestamp_ms();
+
+/// Body of REPORT_DEVICE_DISCOVERY: the MAC address.
+bool qv_fill_device_discovery(AgentContext& context, json_object* body);
+
+#endif
