@@ -1,0 +1,41 @@
+// Inbound messages between the library's callback and the handler.
+#ifndef QV_BROKER_INBOX_H
+#define QV_BROKER_INBOX_H
+
+#include <memory>
+#include <mosquitto.h>
+
+/// One received message with its own copy of topic and payload, the payload NUL-terminated.
+class InboundMessage {
+public:
+    /// A copy of the library's message, or none when memory is out.
+    static std::unique_ptr<InboundMessage> copy_of(const mosquitto_message& message);
+
+    ~InboundMessage();
+    InboundMessage(const InboundMessage&) = delete;
+    InboundMessage& operator=(const InboundMessage&) = delete;
+
+    const mosquitto_message& message() const {
+        return message_;
+    }
+
+    std::unique_ptr<InboundMessage> next;
+
+private:
+    InboundMessage() = default;
+    mosquitto_message message_{};
+};
+
+/// First-in-first-out list of one thread.
+class Inbox {
+public:
+    void push(std::unique_ptr<InboundMessage> message);
+    /// The oldest message, or none.
+    std::unique_ptr<InboundMessage> pop();
+
+private:
+    std::unique_ptr<InboundMessage> head_;
+    InboundMessage* tail_ = nullptr;
+};
+
+#endif

@@ -1,0 +1,57 @@
+#include "broker/intake.h"
+
+#include "agent/context.h"
+#include "messages/json_field.h"
+
+#include <algorithm>
+#include <cstdio>
+
+HdrResult qv_json_parse_msg_hdr(MsgHdr& header, const char* text, uint32_t length) {
+    const JsonPtr root = inet_recv_request(text, length);
+    if (map_json_field_to_value(root.get(), FIELD_TYPE_INT, "type", &header.type) == 0) {
+        return HdrResult::no_type;
+    }
+    if (map_json_field_to_value(root.get(), FIELD_TYPE_UINT64, "timestamp", &header.ts) == 0) {
+        return HdrResult::no_timestamp;
+    }
+    return HdrResult::complete;
+}
+
+namespace {
+
+int32_t queue(AgentContext& context, int32_t type, const char* text, uint32_t length) {
+    ControllerMsgPtr message = qv_new_controller_msg(context, type, text, length);
+    if (message == nullptr) {
+        return -1;
+    }
+    msg_queue_push(context.queue, std::move(message));
+    qv_agent_set_state(context, AGENT_STATE_RUN);
+    return 0;
+}
+
+void run_at_once(AgentContext& context, const IntakeCommand& command, const char* text,
+                 uint32_t length) {
+    if (command.busy_first) {
+        qv_agent_set_state(context, AGENT_STATE_BUSY);
+    }
+    command.handler(context, text, length);
+}
+
+} // namespace
+
+int32_t qv_agent_recv_msg(AgentContext& context, const char* /*topic*/, const char* text,
+                          uint32_t length) {
+    MsgHdr hdr;
+    if (qv_json_parse_msg_hdr(hdr, text, length) == HdrResult::no_type) {
+        return -1;
+    }
+    printf("hdr.type: %d, hdr.ts: %llu\n", hdr.type, static_cast<unsigned long long>(hdr.ts));
+    const auto command = std::ranges::find(context.intake_commands, hdr.type, &IntakeCommand::type);
+    if (command != context.intake_commands.end()) {
+        run_at_once(context, *command, text, length);
+        if (!command->queued_too) {
+            return 0;
+        }
+    }
+    return queue(context, hdr.type, text, length);
+}

@@ -1,0 +1,31 @@
+// Intake of inbound messages: reads the header and handles the message at once or queues it.
+#ifndef QV_BROKER_INTAKE_H
+#define QV_BROKER_INTAKE_H
+
+#include <cstdint>
+
+struct AgentContext;
+
+struct MsgHdr {
+    int32_t type = 0; ///< "type", a number or a decimal string
+    uint64_t ts = 0;  ///< "timestamp", milliseconds since 1970; 0 when it cannot be read
+};
+
+enum class HdrResult : int32_t {
+    complete = 0,
+    no_type = -1,      ///< not JSON, or no "type"
+    no_timestamp = -2, ///< the type alone
+};
+
+/// Reads the header of a message text of `length` bytes. A member that is missing prints the
+/// field reader's line and stays as it was.
+HdrResult qv_json_parse_msg_hdr(MsgHdr& header, const char* text, uint32_t length);
+
+/// Receives every non-empty inbound payload, on the network thread: runs the commands of the
+/// context's intake table, queues the others for the controller thread and sets AGENT_STATE_RUN.
+/// A message without a readable type is dropped. `text` is NUL-terminated, valid during the call.
+/// Returns 0, or -1 when the message could not be read or queued.
+int32_t qv_agent_recv_msg(AgentContext& context, const char* topic, const char* text,
+                          uint32_t length);
+
+#endif
