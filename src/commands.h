@@ -1,0 +1,15 @@
+// The tables of every command that the agent answers.
+#ifndef QV_COMMANDS_H
+#define QV_COMMANDS_H
+
+#include "agent/command.h"
+
+#include <span>
+
+/// Run by the controller thread.
+extern const std::span<const Command> qv_commands;
+
+/// Run by the intake, on the network thread.
+extern const std::span<const IntakeCommand> qv_intake_commands;
+
+#endif

@@ -1,0 +1,88 @@
+// qvagent: management agent of a wireless access point.
+#include "agent/context.h"
+#include "agent/dispatcher.h"
+#include "agent/identity.h"
+#include "broker/session.h"
+#include "commands.h"
+#include "report_kinds.h"
+#include "state_machine.h"
+
+#include <csignal>
+#include <cstdio>
+
+namespace {
+
+/// Every thread inherits the mask; the signals then reach the thread that waits for them.
+sigset_t block_stop_signals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGTERM);
+    sigaddset(&signals, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    return signals;
+}
+
+struct SignalWatch {
+    AgentContext& context;
+    sigset_t signals;
+};
+
+/// Thread entry (argument: a SignalWatch): turns the first signal into the stop flag.
+void* signal_thread(void* argument) {
+    const auto& watch = *static_cast<SignalWatch*>(argument);
+    int number = 0;
+    sigwait(&watch.signals, &number);
+    qv_agent_stop(watch.context);
+    qv_mqtt_interrupt(watch.context);
+    return nullptr;
+}
+
+void start_threads(AgentContext& context) {
+    qv_local_socket_open(context.event_socket_config, context.event_socket);
+    context.reader.start("qv-events", qv_local_recv_thread, &context);
+    context.controller.start("qv-controller", qv_agent_controller_thread, &context);
+}
+
+int32_t run(AgentContext& context) {
+    if (qv_get_device_info(context) < 0) {
+        puts("Fail to fetch device mac addr..");
+        return -1;
+    }
+    return qv_agent_state_machine(context);
+}
+
+/// A handler or tool that is under way ends by itself, and what it reports still goes out.
+void stop_threads(AgentContext& context) {
+    qv_agent_stop(context);
+    context.controller.join();
+    context.worker.join();
+    qv_mqtt_close(context);
+    context.reader.join();
+}
+
+} // namespace
+
+int main() {
+    // A log reader sees each line when it happens, also through a pipe.
+    setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+
+    static MqttSession session;
+    static AgentContext qva;
+    qva.session = &session;
+    qva.commands = qv_commands;
+    qva.intake_commands = qv_intake_commands;
+    qva.report_kinds = qv_report_kinds;
+    msg_queue_init(qva.queue);
+
+    SignalWatch watch{qva, block_stop_signals()};
+    Thread signals;
+    signals.start("qv-signals", signal_thread, &watch);
+
+    start_threads(qva);
+    const int32_t result = run(qva);
+    stop_threads(qva);
+    signals.signal(SIGTERM);
+    signals.join();
+    msg_queue_destroy(qva.queue);
+    return result;
+}

@@ -1,0 +1,24 @@
+// Reports that the controller asks for by command.
+#ifndef QV_REPORTS_ON_REQUEST_H
+#define QV_REPORTS_ON_REQUEST_H
+
+#include "agent/command.h"
+#include "broker/send_report.h"
+
+#include <cstdio>
+
+inline constexpr char RADIO_STATS_ERROR[] = "QV_ERR: failed to fetch radio stats..";
+inline constexpr char SYSTEM_STATS_ERROR[] = "QV_ERR: failed to fetch system stats..";
+
+/// Handler that publishes the report of one kind; `show_payload` prints the command text first.
+/// Always returns 0.
+template <int32_t kind, bool show_payload, const char* error_line>
+int32_t qv_report_on_request(AgentContext& context, const char* payload, uint32_t /*length*/) {
+    if constexpr (show_payload) {
+        printf("SUB MSG:payload=%s\n", payload);
+    }
+    qv_send_report(context, kind, error_line);
+    return 0;
+}
+
+#endif
