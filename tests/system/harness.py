@@ -20,6 +20,8 @@ import paho.mqtt.client as mqtt
 AP_DIR = pathlib.Path(os.environ.get("AP_DIR", "/nonexistent"))
 ZENDRY_ROOT = pathlib.Path(os.environ.get("ZENDRY_ROOT", "/nonexistent"))
 BUILD_DIR = pathlib.Path(os.environ.get("QV_BUILD_DIR", "/nonexistent"))
+# A foreign agent's command begins with the emulator that runs it.
+AGENT = shlex.split(os.environ.get("QV_AGENT", "")) or [str(BUILD_DIR / "qvagent")]
 REPORT_TOPIC = "qv/dev_to_controller"
 
 DISCOVERY = 1000
@@ -86,7 +88,7 @@ class Agent:
         self.log = Timeline()
         self.errors = Timeline()
         self.process = subprocess.Popen(
-            [str(BUILD_DIR / "qvagent")],
+            AGENT,
             stdin=subprocess.DEVNULL,
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,
