@@ -5,6 +5,7 @@
 #include "platform/scoped_fd.h"
 #include "platform/zendry_common.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <cstdlib>
 #include <fcntl.h>
@@ -16,6 +17,7 @@
 #include <string>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <thread>
 #include <unistd.h>
 
@@ -29,7 +31,7 @@ std::string content(const char* path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-/* Descriptors of this process, other than its standard ones, that a child would inherit. */
+/* Connections that a child of this process would inherit. */
 int inheritable_sockets() {
     int count = 0;
     for (int fd = 3; fd < 64; ++fd) {
@@ -56,6 +58,8 @@ protected:
         socklen_t size = sizeof address;
         ASSERT_EQ(bind(listener_.get(), reinterpret_cast<sockaddr*>(&address), size), 0);
         ASSERT_EQ(listen(listener_.get(), 4), 0);
+        const timeval limit{5, 0}; // a request that never comes fails the test, not the run
+        ASSERT_EQ(setsockopt(listener_.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit), 0);
         ASSERT_EQ(getsockname(listener_.get(), reinterpret_cast<sockaddr*>(&address), &size), 0);
         port_ = ntohs(address.sin_port);
     }

@@ -1,7 +1,7 @@
 #include "platform/zendry_common.h"
 #include "scratch_root.h"
 
-#include <atomic>
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstring>
@@ -12,7 +12,6 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
-#include <vector>
 
 namespace {
 
@@ -153,9 +152,9 @@ TEST_F(UciStore, SessionsExcludeThreadsAndProcesses) {
         work();
         _exit(0);
     }
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 2; ++i) {
-        threads.emplace_back(work);
+    std::thread threads[2];
+    for (std::thread& thread : threads) {
+        thread = std::thread(work);
     }
     for (std::thread& thread : threads) {
         thread.join();
@@ -165,16 +164,16 @@ TEST_F(UciStore, SessionsExcludeThreadsAndProcesses) {
 }
 
 TEST_F(UciStore, BrokerEntryIsCreatedStoredAndReadBack) {
-    write_package("system", "config system\n");
     EXPECT_EQ(uci_set_system_broker_status(0), -1); // creates nothing
-    EXPECT_EQ(read_package("system"), "config system\n");
+    EXPECT_EQ(files_in_store(), 0U);
     EXPECT_EQ(uci_add_section_system_config("conf", "broker"), 0);
     BrokerConfig settings{1883, "127.0.0.1"};
     EXPECT_EQ(uci_set_system_broker_config("broker", settings), 0);
     EXPECT_EQ(uci_set_system_broker_status(1), 0);
-    EXPECT_EQ(read_package("system"), "config system\n\nconfig conf 'broker'\n"
+    EXPECT_EQ(read_package("system"), "config conf 'broker'\n"
                                       "\toption host '127.0.0.1'\n\toption port '1883'\n"
                                       "\toption status '1'\n");
+    EXPECT_EQ(about().st_mode & 07777U, 0600U);
     settings = {};
     ASSERT_EQ(uci_get_system_broker_config("broker", &settings), 0);
     EXPECT_STREQ(settings.host, "127.0.0.1");

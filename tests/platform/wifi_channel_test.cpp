@@ -4,9 +4,9 @@
 
 #include <chrono>
 #include <cstring>
-#include <poll.h>
 #include <string>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <thread>
 
@@ -31,6 +31,8 @@ protected:
         listener_.reset(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
         ASSERT_EQ(bind(listener_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
         ASSERT_EQ(listen(listener_.get(), 1), 0);
+        const timeval limit{5, 0}; // a caller that never comes fails the test, not the run
+        ASSERT_EQ(setsockopt(listener_.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit), 0);
     }
     void answer_with(int length) {
         listen_at_socket();

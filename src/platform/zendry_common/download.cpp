@@ -122,7 +122,10 @@ size_t on_body(char* data, size_t /*one*/, size_t count, void* user) {
     return transfer->write_error == 0 ? count : 0;
 }
 
-/* The tools that the agent runs meanwhile must not inherit the connection. */
+/*
+ * The tools that the agent runs meanwhile must not inherit the connection. (libcurl's wake-up
+ * socket pair is out of reach; it carries no data and ends with the transfer.)
+ */
 curl_socket_t on_open_socket(void* /*user*/, curlsocktype /*purpose*/, curl_sockaddr* address) {
     return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
 }

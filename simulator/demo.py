@@ -1,0 +1,153 @@
+#!/usr/bin/python3
+"""Shows the agent at its main job: plays the controller inside a simulated access point.
+
+Started by scripts/demo. Exit status 0 when every report of the tour came (--once), or when a
+viewer ended it with Ctrl-C; 1 otherwise.
+"""
+import argparse
+import json
+import os
+import queue
+import signal
+import subprocess
+import sys
+import time
+
+import paho.mqtt.client as mqtt
+
+REPORTS = "qv/dev_to_controller"
+DISCOVERY, SYSTEM_STATS = 1000, 1003
+NAMES = {DISCOVERY: "device discovery", SYSTEM_STATS: "system statistics"}
+GET_SYSTEM_STATS = 1034
+
+
+class Screen:
+    def __init__(self):
+        self._colour = sys.stdout.isatty() and "NO_COLOR" not in os.environ
+        self._started = time.monotonic()
+
+    def _paint(self, code, text):
+        return f"\033[{code}m{text}\033[0m" if self._colour else text
+
+    def _line(self, mark, text):
+        elapsed = time.monotonic() - self._started
+        print(f"{self._paint(2, f'{elapsed:7.1f} s')}  {mark}  {text}", flush=True)
+
+    def note(self, text):
+        self._line(" ", text)
+
+    def command(self, text):
+        self._line(self._paint(33, "→"), self._paint(33, text))
+
+    def report(self, report):
+        kind = report.get("type")
+        name = NAMES.get(kind, "report")
+        self._line(self._paint(32, "←"), self._paint("1;32", f"{name} (type {kind})"))
+        envelope = [f"{key} {report[key]}" for key in ("macaddr", "ip", "hwname", "fwname")
+                    if key in report]
+        print(f"{'':14}{self._paint(2, ', '.join(envelope))}")
+        for name, body in report.get("data", {}).items():
+            self._body(name, body)
+        sys.stdout.flush()
+
+    @staticmethod
+    def _body(name, body):
+        if not isinstance(body, dict):
+            print(f"{'':14}{name} = {json.dumps(body, ensure_ascii=False)}")
+            return
+        width = max(map(len, body), default=0)
+        for key, value in body.items():
+            print(f"{'':14}{key:{width}}  {json.dumps(value, ensure_ascii=False)}")
+
+
+class Controller:
+    def __init__(self, topic):
+        self.reports = queue.Queue()
+        self._topic = topic
+        version = getattr(mqtt, "CallbackAPIVersion", None)
+        self._client = mqtt.Client(*([version.VERSION1] if version else []))
+        self._client.on_connect = lambda client, *_: client.subscribe(REPORTS)
+        self._client.on_message = lambda _c, _u, message: self.reports.put(message.payload)
+        self._client.connect("127.0.0.1", 1883)
+        self._client.loop_start()
+
+    def send(self, kind):
+        command = {"type": kind, "timestamp": int(time.time() * 1000)}
+        self._client.publish(self._topic, json.dumps(command))
+
+    def next_report(self, timeout=None):
+        """The next report, or None when none came in time."""
+        try:
+            return json.loads(self.reports.get(timeout=timeout))
+        except queue.Empty:
+            return None
+
+
+def wait_for(controller, screen, kind, timeout):
+    """Shows reports until one of a kind has come. Returns whether it came in time."""
+    deadline = time.monotonic() + timeout
+    while (left := deadline - time.monotonic()) > 0:
+        report = controller.next_report(left)
+        if report is not None:
+            screen.report(report)
+            if report.get("type") == kind:
+                return True
+    print(f"demo failed: no {NAMES[kind]} report within {timeout} s", file=sys.stderr)
+    return False
+
+
+def tour(controller, screen):
+    if not wait_for(controller, screen, DISCOVERY, 15):
+        return 1
+    screen.command(f"command {GET_SYSTEM_STATS}: the first word ends the announcements")
+    controller.send(GET_SYSTEM_STATS)
+    return 0 if wait_for(controller, screen, SYSTEM_STATS, 10) else 1
+
+
+def show_for_ever(controller, screen):
+    while True:
+        report = controller.next_report()
+        screen.report(report)
+
+
+def interrupt(*_):
+    for number in (signal.SIGINT, signal.SIGTERM):
+        signal.signal(number, signal.SIG_IGN)  # ending is under way
+    raise KeyboardInterrupt
+
+
+def main():
+    options = argparse.ArgumentParser(description=__doc__)
+    options.add_argument("--once", action="store_true", help="end after the tour")
+    options.add_argument("--log", required=True, help="file for the agent's log")
+    options.add_argument("agent", help="the agent's executable")
+    arguments = options.parse_args()
+    signal.signal(signal.SIGINT, interrupt)
+    signal.signal(signal.SIGTERM, interrupt)
+
+    screen = Screen()
+    controller = Controller("qv/device_" + os.environ["AP_MAC"])
+    with open(arguments.log, "wb") as log:
+        agent = subprocess.Popen([arguments.agent], stdout=log, stderr=log)
+    screen.note(f"agent started; its log: {arguments.log}")
+    try:
+        status = tour(controller, screen)
+        if status == 0 and not arguments.once:
+            screen.note("from here on the agent reports by itself, about every 10 s (Ctrl-C ends)")
+            show_for_ever(controller, screen)
+    except KeyboardInterrupt:
+        status = 1 if arguments.once else 0
+        print()
+    agent.terminate()
+    try:
+        ended = agent.wait(10)
+    except subprocess.TimeoutExpired:
+        agent.kill()
+        ended = agent.wait()
+    if ended != 0:
+        print(f"demo failed: the agent ended with status {ended}", file=sys.stderr)
+        status = 1
+    return status
+
+
+sys.exit(main())

@@ -1,0 +1,76 @@
+import os
+import pathlib
+import shutil
+
+import harness
+import pytest
+
+
+@pytest.fixture(scope="session", autouse=True)
+def simulated_ap_only(request):
+    """The tests start and end device tools and daemons: never outside a simulated one."""
+    inside = os.environ.get("QV_SIMULATED_AP") == "1"
+    launcher_only = all(item.path.name == "test_launcher.py" for item in request.session.items)
+    assert inside or launcher_only, "run through scripts/test"
+
+
+@pytest.fixture
+def store():
+    """A freshly seeded configuration store."""
+    seeds = pathlib.Path(__file__).resolve().parents[2] / "simulator/store"
+    for seed in seeds.iterdir():
+        shutil.copy(seed, harness.ZENDRY_ROOT / "etc/config")
+
+
+@pytest.fixture
+def stopped_broker():
+    broker = harness.Broker()
+    yield broker
+    broker.close()
+
+
+@pytest.fixture
+def broker(stopped_broker):
+    return stopped_broker.start()
+
+
+@pytest.fixture
+def wifi_manager():
+    manager = harness.WifiManager()
+    yield manager.start()
+    manager.close()
+
+
+@pytest.fixture
+def idle_controller():
+    """A controller that is not connected yet."""
+    controller = harness.Controller("qv/device_" + os.environ["AP_MAC"])
+    yield controller
+    controller.close()
+
+
+@pytest.fixture
+def controller(broker, idle_controller):
+    return idle_controller.connect()
+
+
+@pytest.fixture
+def start_agent(store):
+    """Starts agents; each must be ended cleanly, by the test or here."""
+    agents = []
+
+    def start():
+        agents.append(harness.Agent())
+        return agents[-1]
+
+    yield start
+    for agent in agents:
+        agent.close()
+
+
+@pytest.fixture
+def agent(broker, wifi_manager, start_agent):
+    """An agent with a session and nobody who has spoken to it yet."""
+    running = start_agent()
+    broker.wait_subscribed()
+    return running

@@ -1,0 +1,383 @@
+"""What the system tests drive and look at: the agent under test, the broker, a controller, the
+wifi manager, the configuration store and the device tools of one simulated access point.
+
+Every wait has a deadline; a test that would hang fails instead.
+"""
+import itertools
+import json
+import os
+import pathlib
+import re
+import shlex
+import signal
+import socket
+import subprocess
+import threading
+import time
+
+import paho.mqtt.client as mqtt
+
+AP_DIR = pathlib.Path(os.environ.get("AP_DIR", "/nonexistent"))
+ZENDRY_ROOT = pathlib.Path(os.environ.get("ZENDRY_ROOT", "/nonexistent"))
+BUILD_DIR = pathlib.Path(os.environ.get("QV_BUILD_DIR", "/nonexistent"))
+REPORT_TOPIC = "qv/dev_to_controller"
+
+DISCOVERY = 1000
+SYSTEM_STATS = 1003
+
+SANITIZER = re.compile(r"Sanitizer|runtime error:")
+
+
+class Deadline(AssertionError):
+    """What a test waited for did not come in time."""
+
+
+class Timeline:
+    """Things in the order of arrival, each with its monotonic time."""
+
+    def __init__(self):
+        self._items = []
+        self._changed = threading.Condition()
+
+    def add(self, item):
+        with self._changed:
+            self._items.append((time.monotonic(), item))
+            self._changed.notify_all()
+
+    def mark(self):
+        """A position behind everything that has arrived."""
+        with self._changed:
+            return len(self._items)
+
+    def items(self, since=0):
+        with self._changed:
+            return self._items[since:]
+
+    def wait(self, wanted, timeout, since=0, count=1, what="item"):
+        """Returns the time and value of the count-th wanted item from position since on."""
+        deadline = time.monotonic() + timeout
+        with self._changed:
+            while True:
+                hits = [(at, item) for at, item in self._items[since:] if wanted(item)]
+                if len(hits) >= count:
+                    return hits[count - 1]
+                left = deadline - time.monotonic()
+                if left <= 0:
+                    tail = "\n".join(str(item)[:300] for _, item in self._items[-30:])
+                    raise Deadline(f"no {what} within {timeout} s; the last of them:\n{tail}")
+                self._changed.wait(left)
+
+
+def poll(test, timeout, what):
+    """Returns the first true value of test()."""
+    deadline = time.monotonic() + timeout
+    while time.monotonic() < deadline:
+        value = test()
+        if value:
+            return value
+        time.sleep(0.01)
+    raise Deadline(f"{what} not seen within {timeout} s")
+
+
+class Agent:
+    """The agent under test. Its log lines arrive in .log with their times."""
+
+    def __init__(self):
+        self.log = Timeline()
+        self.errors = Timeline()
+        self.process = subprocess.Popen(
+            [str(BUILD_DIR / "qvagent")],
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+        )
+        self.started = time.monotonic()
+        self._end_examined = False
+        self._readers = [
+            threading.Thread(target=self._read, args=pipe, daemon=True)
+            for pipe in ((self.process.stdout, self.log), (self.process.stderr, self.errors))
+        ]
+        for reader in self._readers:
+            reader.start()
+
+    @staticmethod
+    def _read(pipe, timeline):
+        for line in pipe:
+            timeline.add(line.decode(errors="replace").rstrip("\n"))
+
+    def wait_line(self, pattern, timeout, since=0, count=1):
+        wanted = re.compile(pattern)
+        return self.log.wait(wanted.search, timeout, since, count, f"log line /{pattern}/")
+
+    def lines(self, pattern, since=0):
+        wanted = re.compile(pattern)
+        return [(at, line) for at, line in self.log.items(since) if wanted.search(line)]
+
+    def wait_in_order(self, beginnings, timeout=2, since=0):
+        """Until the log has lines with these beginnings in this order, others between or not."""
+        deadline = time.monotonic() + timeout
+        for beginning in beginnings:
+            left = max(0.0, deadline - time.monotonic())
+            at, _ = self.wait_line("^" + re.escape(beginning), left, since)
+            since = 1 + next(
+                index
+                for index, (when, line) in enumerate(self.log.items())
+                if index >= since and when == at and line.startswith(beginning)
+            )
+
+    def exit_status(self, timeout):
+        try:
+            status = self.process.wait(timeout)
+        except subprocess.TimeoutExpired:
+            raise Deadline(f"agent still running after {timeout} s") from None
+        self._end_examined = True
+        for reader in self._readers:
+            reader.join(5)
+        return status
+
+    def stop(self, timeout=8, signal_number=signal.SIGTERM):
+        """Asks the agent to end. Returns its exit status and the seconds that it took."""
+        asked = time.monotonic()
+        self.process.send_signal(signal_number)
+        return self.exit_status(timeout), time.monotonic() - asked
+
+    def close(self):
+        """Ends the agent if it runs, and checks that nothing went wrong unseen."""
+        try:
+            if self.process.poll() is None:
+                status, _ = self.stop()
+                assert status == 0, f"agent ended with status {status}"
+            assert self._end_examined, f"agent ended unasked with {self.process.returncode}"
+        finally:
+            if self.process.poll() is None:
+                self.process.kill()
+            self.exit_status(5)
+        faults = [line for _, line in self.errors.items() if SANITIZER.search(line)]
+        assert not faults, "\n".join(line for _, line in self.errors.items())
+
+
+class Broker:
+    """The access point's mosquitto, started and ended at will; its log outlives restarts."""
+
+    CONFIG = AP_DIR / "mosquitto.conf"
+    LOG = AP_DIR / "mosquitto.log"
+
+    def __init__(self):
+        self.process = None
+        self.LOG.unlink(missing_ok=True)
+
+    def start(self):
+        self.process = subprocess.Popen(
+            ["mosquitto", "-c", str(self.CONFIG)],
+            stdout=subprocess.DEVNULL,
+            stderr=subprocess.DEVNULL,
+        )
+        poll(self._listens, 5, "broker")
+        return self
+
+    @staticmethod
+    def _listens():
+        try:
+            socket.create_connection(("127.0.0.1", 1883), 1).close()
+            return True
+        except OSError:
+            return False
+
+    def kill(self):
+        """Ends the broker without a farewell to its clients."""
+        self.process.kill()
+        self.process.wait(5)
+        self.process = None
+
+    def close(self):
+        if self.process is not None:
+            self.kill()
+
+    def count(self, pattern):
+        log = self.LOG.read_text(errors="replace") if self.LOG.exists() else ""
+        return len(re.findall(pattern, log))
+
+    # The agent names no client identifier, so the broker gives it one of its own.
+    def agent_sessions(self):
+        return self.count(r"New client connected from \S+ as auto-")
+
+    def agent_subscriptions(self):
+        return self.count(r"Received SUBSCRIBE from auto-")
+
+    def wait_subscribed(self, count=1, timeout=8):
+        """Until the agent has subscribed so often; its own log is ahead of the broker."""
+        poll(lambda: self.agent_subscriptions() >= count, timeout, f"subscription {count}")
+
+    def agent_farewells(self):
+        return self.count(r"Received DISCONNECT from auto-")
+
+
+class Controller:
+    """The controller's side of the broker. Reports arrive as dictionaries in .reports."""
+
+    def __init__(self, topic):
+        self.topic = topic
+        self.reports = Timeline()
+        self._ready = threading.Event()
+        version = getattr(mqtt, "CallbackAPIVersion", None)
+        self._client = mqtt.Client(*([version.VERSION1] if version else []), client_id="controller")
+        self._client.on_connect = lambda client, *_: client.subscribe(REPORT_TOPIC)
+        self._client.on_subscribe = lambda *_: self._ready.set()
+        self._client.on_disconnect = lambda *_: self._ready.clear()
+        self._client.on_message = lambda _c, _u, message: self._keep(message.payload)
+        self._client.reconnect_delay_set(1, 1)
+
+    def _keep(self, payload):
+        try:
+            self.reports.add(json.loads(payload))
+        except ValueError:
+            self.reports.add({"type": None, "raw": payload})
+
+    def connect(self):
+        self._client.connect("127.0.0.1", 1883)
+        self._client.loop_start()
+        self.wait_ready()
+        return self
+
+    def wait_ready(self, timeout=5):
+        if not self._ready.wait(timeout):
+            raise Deadline("controller has no session")
+
+    def reconnect(self):
+        """A session with a broker that has just come up, without the client's own pause."""
+        self._client.loop_stop()
+        self._ready.clear()
+        self.connect()
+
+    def send(self, command):
+        """Sends a command: a type number, a dictionary or raw bytes."""
+        if isinstance(command, int):
+            command = {"type": command, "timestamp": int(time.time() * 1000)}
+        payload = command if isinstance(command, bytes) else json.dumps(command)
+        self._client.publish(self.topic, payload)
+
+    def wait_report(self, kind, timeout, since=0, count=1):
+        def wanted(report):
+            return report.get("type") == kind
+
+        return self.reports.wait(wanted, timeout, since, count, f"report {kind}")
+
+    def times(self, kind, since=0):
+        return [at for at, report in self.reports.items(since) if report.get("type") == kind]
+
+    def close(self):
+        self._client.loop_stop()
+        self._client.disconnect()
+
+
+class WifiManager:
+    """The simulated wifi manager, with faults switched while it runs."""
+
+    BEHAVE = AP_DIR / "wifi_manager.behave"
+    SOCKET = ZENDRY_ROOT / "var/run/wifi_manager.sock"
+
+    def __init__(self):
+        self.process = None
+        self.log = Timeline()
+        self.behave("")
+
+    def start(self):
+        self.process = subprocess.Popen(
+            [str(BUILD_DIR / "wifi_manager_sim")], stdout=subprocess.PIPE, text=True
+        )
+        reader = threading.Thread(target=self._read, args=(self.process.stdout,), daemon=True)
+        reader.start()
+        poll(self.SOCKET.is_socket, 5, "wifi manager")
+        return self
+
+    def _read(self, pipe):
+        for line in pipe:
+            self.log.add(line.rstrip("\n"))
+
+    def behave(self, faults):
+        """Faults as lines of "<message identifier or all> <fault>", none when empty."""
+        fresh = self.BEHAVE.with_suffix(".new")
+        fresh.write_text(faults + "\n")
+        fresh.replace(self.BEHAVE)
+
+    def wait_request(self, message, timeout, since=0):
+        return self.log.wait(
+            lambda line: f" id={message} " in line, timeout, since, what=f"request {message}"
+        )
+
+    def stop(self):
+        if self.process is None:
+            return
+        self.process.terminate()
+        status = self.process.wait(5)
+        self.process = None
+        assert status == 0, f"wifi manager ended with status {status}"
+
+    close = stop
+
+
+class StandInBroker:
+    """Holds port 1883 in the broker's place and meets every connection in one chosen way."""
+
+    def __init__(self, meet):
+        self.accepted = []
+        self._meet = meet
+        self._socket = socket.create_server(("127.0.0.1", 1883), backlog=64)
+        self._thread = threading.Thread(target=self._serve, daemon=True)
+        self._thread.start()
+
+    def _serve(self):
+        kept = []  # a connection that is not closed on purpose stays open
+        while True:
+            try:
+                connection, _ = self._socket.accept()
+            except OSError:
+                return
+            self.accepted.append(time.monotonic())
+            kept.append(connection)
+            try:
+                self._meet(connection)
+            except OSError:
+                pass
+
+    def close(self):
+        self._socket.shutdown(socket.SHUT_RDWR)
+        self._socket.close()
+        self._thread.join(5)
+
+
+def store_option(package, section, option):
+    """The value of one option of a named section in the configuration store, or None."""
+    current = None
+    for line in (ZENDRY_ROOT / "etc/config" / package).read_text().splitlines():
+        words = shlex.split(line, comments=True)
+        if words[:1] == ["config"]:
+            current = words[2] if len(words) > 2 else None
+        elif words[:1] == ["option"] and current == section and words[1] == option:
+            return words[2]
+    return None
+
+
+def edit_store(package, old, new):
+    """Replaces a piece of text in a package, as an outside tool would: atomically."""
+    path = ZENDRY_ROOT / "etc/config" / package
+    text = path.read_text()
+    assert old in text, f"{old!r} is not in {path}"
+    fresh = path.with_suffix(".edited")
+    fresh.write_text(text.replace(old, new))
+    fresh.replace(path)
+
+
+def tool_calls():
+    """What the device tools were called with, oldest first."""
+    calls = AP_DIR / "tools/calls"
+    return [json.loads(line) for line in calls.read_text().splitlines()] if calls.exists() else []
+
+
+def sanitized():
+    cache = (BUILD_DIR / "CMakeCache.txt").read_text()
+    return bool(re.search(r"^QV_SANITIZE:\w+=\S", cache, re.M))
+
+
+def gaps(times):
+    return [later - earlier for earlier, later in itertools.pairwise(times)]

@@ -1,0 +1,80 @@
+"""An agent comes up, announces itself until it is spoken to, then reports on its own."""
+import os
+
+import harness
+import pytest
+from harness import DISCOVERY, SYSTEM_STATS, gaps
+
+MAC = os.environ.get("AP_MAC")
+ADDRESS = os.environ.get("AP_IP", "").split("/")[0]
+ENVELOPE = ["type", "flag", "fwname", "hwname", "timestamp", "macaddr", "ip", "data"]
+
+
+def cpu_seconds(agent):
+    with open(f"/proc/{agent.process.pid}/schedstat", encoding="ascii") as file:
+        return int(file.read().split()[0]) / 1e9
+
+
+def test_announces_until_spoken_to_then_reports_every_ten_seconds(controller, agent):
+    controller.wait_report(DISCOVERY, 18, count=3)
+    assert all(4 < gap < 6 for gap in gaps(controller.times(DISCOVERY)))
+    _, discovery = controller.reports.items()[0]
+    assert list(discovery) == [key for key in ENVELOPE if key != "ip"]
+    assert discovery["macaddr"] == MAC
+    assert discovery["data"] == {"device_discovery_macaddr": {"macaddr": MAC}}
+
+    controller.send(1034)
+    _, stats = controller.wait_report(SYSTEM_STATS, 2)
+    spoken = controller.reports.mark()
+    assert list(stats) == ENVELOPE
+    assert (stats["macaddr"], stats["ip"]) == (MAC, ADDRESS)
+    assert stats["data"]["system_stats"]["hw_name"] == "KX7310"
+
+    # The first of the agent's own reports comes with the main loop's next pass.
+    controller.wait_report(SYSTEM_STATS, 6, spoken)
+    before = cpu_seconds(agent)
+    controller.wait_report(SYSTEM_STATS, 24, spoken, count=3)
+    used = cpu_seconds(agent) - before
+    times = controller.times(SYSTEM_STATS, spoken)
+    assert all(8.9 < gap < 11.1 for gap in gaps(times)), times
+    assert not controller.times(DISCOVERY, spoken)
+    # Each report followed the periodic pair, in its order.
+    pair = [line for _, line in agent.lines(r"^process_msg->type 103[45]")][-2:]
+    assert [line.split()[-1] for line in pair] == ["1035", "1034"]
+    if not harness.sanitized():
+        assert used < 0.002 * (times[-1] - times[0]), f"{used} s of CPU while idle"
+
+
+@pytest.mark.parametrize("command", [{"type": "1034", "timestamp": 1}, {"type": 1034}])
+def test_first_contact_log(controller, agent, command):
+    controller.send(command)
+    controller.wait_report(SYSTEM_STATS, 3)
+    agent.wait_in_order(
+        [
+            f"device_macaddr: {MAC}",
+            f"ipaddr---------{ADDRESS}",
+            "sm->state:1",
+            "qva->broker: 127.0.0.1",
+            "qva->broker: 1883",
+            "127.0.0.1 1883",
+            "Successfully subscribed to topic",
+            f"SUB TOPIC=qv/device_{MAC}",
+            f"hdr.type: 1034, hdr.ts: {command.get('timestamp', 0)}",
+            "process_msg->type 1034",
+            "SUB MSG:payload=",
+            "qv_get_system_stats: HW Name: KX7310",
+            "PUB MSG: topic=qv/dev_to_controller len=",
+        ]
+    )
+    assert harness.store_option("system", "broker", "status") == "1"
+
+
+def test_unconfigured_device_speaks_to_its_own_broker(broker, wifi_manager, start_agent):
+    path = harness.ZENDRY_ROOT / "etc/config/system"
+    kept = path.read_text().split("config conf 'broker'")[0]
+    path.write_text(kept)
+    start_agent()
+    broker.wait_subscribed()
+    assert harness.store_option("system", "broker", "host") == "127.0.0.1"
+    assert harness.store_option("system", "broker", "port") == "1883"
+    assert harness.store_option("system", "ntp", "enabled") == "1"

@@ -1,0 +1,255 @@
+"""The simulated access point itself. These tests run outside of one and start their own."""
+import os
+import pathlib
+import pty
+import shutil
+import signal
+import subprocess
+import time
+
+import pytest
+
+REPO = pathlib.Path(__file__).resolve().parents[2]
+BUILD = pathlib.Path(os.environ.get("QV_BUILD_DIR", REPO / "build"))
+LAUNCHER = REPO / "simulator/simulated-ap"
+
+
+def start(*command, launcher=LAUNCHER, options=(), **more):
+    return subprocess.Popen(
+        [str(launcher), "--build", str(BUILD), *options, "--", *command],
+        stdout=subprocess.PIPE,
+        stderr=subprocess.STDOUT,
+        text=True,
+        **more,
+    )
+
+
+def run(*command, timeout=30, **more):
+    process = start(*command, **more)
+    try:
+        output, _ = process.communicate(timeout=timeout)
+    finally:
+        process.kill()
+    return process.returncode, output
+
+
+def script(text, **more):
+    return run("bash", "-c", text, **more)
+
+
+def processes_with(marker):
+    """Running processes that carry a marker in their command line."""
+    found = []
+    for entry in pathlib.Path("/proc").glob("[0-9]*/cmdline"):
+        try:
+            if marker.encode() in entry.read_bytes():
+                found.append(entry.parent.name)
+        except OSError:
+            pass
+    return found
+
+
+def wait_gone(marker, timeout=5):
+    deadline = time.monotonic() + timeout
+    while processes_with(marker):
+        assert time.monotonic() < deadline, f"{marker} is still running"
+        time.sleep(0.02)
+
+
+def test_device_is_set_up():
+    status, output = script(
+        """
+        set -e
+        cat /tmp/sysinfo/board_name
+        cat /sys/class/net/br-lan/address 2>/dev/null || ip -o link show br-lan
+        ip -o -4 address show dev br-lan
+        test -s "$ZENDRY_ROOT/etc/config/system" -a -s "$ZENDRY_ROOT/etc/config/wireless"
+        test -S "$ZENDRY_ROOT/var/run/wifi_manager.sock"
+        exec 3<>/dev/tcp/127.0.0.1/1883
+        echo ready $QV_SIMULATED_AP $ZENDRY_ROOT
+        """,
+        options=["--mac", "02:aa:bb:cc:dd:ee", "--ip", "10.1.2.3/16", "--board", "ap-x"],
+    )
+    assert status == 0, output
+    for wanted in ("ap-x\n", "02:aa:bb:cc:dd:ee", "10.1.2.3/16", "ready 1 /tmp/ap"):
+        assert wanted in output, output
+
+
+def test_parts_can_be_left_out():
+    status, output = script(
+        """
+        ip link show br-lan && exit 10
+        test -e $AP_DIR/mosquitto.pid -o -e $AP_DIR/wifi_manager.pid && exit 11
+        exit 0
+        """,
+        options=["--no-bridge", "--no-broker", "--no-wifi-manager"],
+    )
+    assert status == 0, output
+
+
+def test_host_is_out_of_reach(tmp_path):
+    marker = tmp_path / "marker"
+    home = pathlib.Path.home() / f".simulated-ap-{os.getpid()}"
+    status, output = script(
+        f"""
+        touch /tmp/inside-only /run/inside-only
+        for target in /etc/x-{os.getpid()} {home} {REPO}/x {BUILD}/x {marker}; do
+            if touch $target 2>/dev/null && [[ $target != /tmp/* ]]; then echo wrote $target; fi
+        done
+        [[ -w /proc/sysrq-trigger || -w /proc/sys/kernel/printk ]] && echo wrote /proc
+        for kind in user mnt net pid ipc; do readlink /proc/self/ns/$kind; done
+        ip -o link | grep -vE ': (lo|br-lan)[:@]'
+        ls /proc | grep -cE '^[0-9]+$'
+        """
+    )
+    assert status == 0
+    assert "wrote" not in output, output
+    # The host's clock and power belong to its own user namespace.
+    for kind in ("user", "mnt", "net", "pid", "ipc"):
+        assert f"{kind}:[" in output and os.readlink(f"/proc/self/ns/{kind}") not in output
+    assert int(output.split()[-1]) < 12, output  # processes in sight
+    assert not marker.exists() and not home.exists()
+    assert not pathlib.Path("/tmp/inside-only").exists()
+
+
+def test_device_tools_only_record():
+    status, output = script(
+        """
+        echo 3 >$AP_DIR/tools/sysupgrade.status
+        echo 0.3 >$AP_DIR/tools/wifi.delay
+        reboot
+        date -s '2024-01-01 10:00:00'
+        printf 'one two\\nsecret "x"\\n' | passwd root
+        updata_rootfs.sh /tmp/qv_firmware.img
+        sysupgrade -n image; echo status $?
+        before=${EPOCHREALTIME/./}
+        wifi reload
+        echo took $(((${EPOCHREALTIME/./} - before) / 1000))
+        cat $AP_DIR/tools/calls
+        """
+    )
+    assert status == 0, output
+    assert "status 3" in output
+    took = int(output.split("took ")[1].split()[0])
+    assert 300 <= took < 3000
+    for call in (
+        '{"tool": "reboot", "args": []}',
+        '{"tool": "date", "args": ["-s", "2024-01-01 10:00:00"]}',
+        '{"tool": "passwd", "args": ["root"], "stdin": "one two\\nsecret \\"x\\"\\n"}',
+        '{"tool": "updata_rootfs.sh", "args": ["/tmp/qv_firmware.img"]}',
+        '{"tool": "sysupgrade", "args": ["-n", "image"]}',
+        '{"tool": "wifi", "args": ["reload"]}',
+    ):
+        assert call in output, output
+
+
+@pytest.mark.parametrize(
+    "command, expected",
+    [
+        (["bash", "-c", "exit 7"], 7),
+        (["true"], 0),
+        (["bash", "-c", "kill -KILL $$"], 128 + signal.SIGKILL),
+        (["no-such-command"], 127),
+    ],
+)
+def test_exit_status_is_the_commands(command, expected):
+    assert run(*command)[0] == expected
+
+
+@pytest.mark.parametrize(
+    "arguments, line",
+    [
+        ([], "no command given"),
+        (["--frobnicate", "--", "true"], "unknown argument --frobnicate"),
+        (["--mac"], "--mac needs a value"),
+        (["--build", "/nonexistent", "--", "true"], "wifi_manager_sim is missing"),
+    ],
+)
+def test_setup_failures_say_why(arguments, line):
+    done = subprocess.run([LAUNCHER, *arguments], capture_output=True, text=True, timeout=10)
+    assert done.returncode == 125
+    assert line in done.stderr
+    assert done.stderr.count("\n") == 1
+
+
+@pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT])
+def test_signals_reach_the_command(number):
+    process = start("bash", "-c", "trap 'exit 9' TERM INT; echo up; while :; do sleep 0.05; done")
+    assert process.stdout.readline() == "up\n"
+    process.send_signal(number)
+    process.communicate(timeout=5)
+    assert process.returncode == 9
+
+
+@pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT])
+def test_signals_to_the_whole_group_let_the_command_finish(number):
+    """As a terminal's Ctrl-C or a supervisor's end of a job."""
+    process = start(
+        "bash",
+        "-c",
+        "trap 'ended=1' TERM INT; echo up; until [[ $ended ]]; do sleep 0.05; done; sleep 0.3; exit 9",
+        start_new_session=True,
+    )
+    assert process.stdout.readline() == "up\n"
+    os.killpg(process.pid, number)
+    process.communicate(timeout=5)
+    assert process.returncode == 9
+
+
+def test_interrupt_key_reaches_the_command_once():
+    child, terminal = pty.fork()
+    if child == 0:
+        count = "trap 'n+=x' INT; echo up; for i in {1..10}; do sleep 0.1; done; exit ${#n}"
+        os.execv(LAUNCHER, [LAUNCHER, "--build", BUILD, "--", "bash", "-c", count])
+    with open(terminal, "rb+", buffering=0) as keyboard:
+        assert keyboard.readline() == b"up\r\n"
+        keyboard.write(b"\x03")
+        _, status = os.waitpid(child, 0)
+    assert os.waitstatus_to_exitcode(status) == 1
+
+
+def test_killed_launcher_leaves_nothing():
+    marker = f"marker-{os.getpid()}-{time.monotonic_ns()}"
+    process = start("bash", "-c", f"sleep 600 & setsid sleep 600 & echo up; wait; : {marker}")
+    assert process.stdout.readline() == "up\n"
+    assert processes_with(marker)
+    process.kill()
+    process.wait(5)
+    wait_gone(marker)
+    assert process.stdout.read() == ""  # every holder of the pipe is gone
+
+
+def test_several_side_by_side():
+    text = "echo $0 >/tmp/mine; echo up; read; cat /tmp/mine"
+    both = [start("bash", "-c", text, name, stdin=subprocess.PIPE) for name in ("one", "two")]
+    for process in both:
+        assert process.stdout.readline() == "up\n"
+    outputs = [process.communicate("\n", timeout=10)[0] for process in both]
+    assert outputs == ["one\n", "two\n"]
+    assert [process.returncode for process in both] == [0, 0]
+
+
+def test_works_from_a_clone_under_tmp(tmp_path):
+    clone = tmp_path / "a clone"
+    build = clone / "build"
+    shutil.copytree(REPO / "simulator", clone / "simulator", symlinks=True)
+    build.mkdir()
+    shutil.copy(BUILD / "wifi_manager_sim", build)
+    done = subprocess.run(
+        ["simulator/simulated-ap", "--", "bash", "-c", 'pwd; ls; date; touch x; ls "$(dirname "$PWD")"'],
+        cwd=clone,
+        capture_output=True,
+        text=True,
+        timeout=30,
+    )
+    assert done.stdout.splitlines() == [str(clone), "build", "simulator", clone.name], done.stderr
+    assert "Read-only file system" in done.stderr
+
+
+def test_writable_folder_is_the_only_one(tmp_path):
+    open_folder, closed = tmp_path / "open", tmp_path / "closed"
+    open_folder.mkdir()
+    closed.mkdir()
+    script(f"echo out >{open_folder}/x; echo out >{closed}/x", options=["--writable", open_folder])
+    assert (open_folder / "x").read_text() == "out\n"
+    assert not (closed / "x").exists()

@@ -1,0 +1,63 @@
+"""How the agent ends, and that it leaves nothing half done."""
+import signal
+import subprocess
+import time
+
+import harness
+import pytest
+from harness import SYSTEM_STATS, poll
+
+
+@pytest.fixture
+def no_bridge():
+    def rename(old, new):
+        subprocess.run(["ip", "link", "set", old, "down"], check=True)
+        subprocess.run(["ip", "link", "set", old, "name", new], check=True)
+        subprocess.run(["ip", "link", "set", new, "up"], check=True)
+
+    rename("br-lan", "br-away")
+    yield
+    rename("br-away", "br-lan")
+
+
+def test_without_bridge_there_is_no_identity(broker, start_agent, no_bridge):
+    agent = start_agent()
+    assert agent.exit_status(3) == 255
+    assert agent.lines(r"^Fail to fetch device mac addr\.\.$")
+    assert broker.agent_sessions() == 0
+
+
+@pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT], ids=["TERM", "INT"])
+@pytest.mark.parametrize("spoken_to", [False, True], ids=["announcing", "running"])
+def test_idle_agent_ends_within_a_second(controller, broker, agent, spoken_to, number):
+    if spoken_to:
+        controller.send(1034)
+        controller.wait_report(SYSTEM_STATS, 2)
+    time.sleep(0.5)  # let it come to rest
+    status, seconds = agent.stop(signal_number=number)
+    assert status == 0
+    assert seconds < 1
+    poll(lambda: broker.agent_farewells() == 1, 1, "DISCONNECT")
+    assert harness.store_option("system", "broker", "status") == "0"
+
+
+def test_sigterm_while_a_command_runs(controller, broker, wifi_manager, agent):
+    wifi_manager.behave("4 silent")
+    controller.send(1034)
+    controller.send(1034)  # waits in the queue, and is not begun any more
+    wifi_manager.wait_request(4, 2)
+    status, seconds = agent.stop()
+    assert status == 0
+    assert seconds < 6  # the exchange under way is bounded by 5 s
+    assert len([line for _, line in wifi_manager.log.items() if " id=4 " in line]) == 1
+    poll(lambda: broker.agent_farewells() == 1, 1, "DISCONNECT")
+
+
+def test_started_again_it_takes_over_the_event_socket(broker, wifi_manager, start_agent):
+    first = start_agent()
+    broker.wait_subscribed(1)
+    first.process.kill()  # leaves its socket file behind
+    first.exit_status(2)
+    second = start_agent()
+    broker.wait_subscribed(2)
+    assert not [line for _, line in second.errors.items() if "bind" in line.lower()]

@@ -1,0 +1,108 @@
+"""Brokers that are absent, hostile or mute, and SIGTERM while the agent tries."""
+import socket
+import struct
+import subprocess
+
+import harness
+import pytest
+from harness import gaps, poll
+
+MUTE_HOST = "192.168.1.77"
+REFUSED = bytes([0x20, 2, 0, 5])  # CONNACK, not authorised
+ACCEPTED = bytes([0x20, 2, 0, 0])
+
+
+def drop(connection):
+    connection.close()
+
+
+def reset(connection):
+    connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+    connection.close()
+
+
+def after_connect(reply):
+    def meet(connection):
+        connection.settimeout(5)
+        connection.recv(1024)
+        connection.sendall(reply)
+        connection.close()
+
+    return meet
+
+
+@pytest.fixture
+def mute_host(store):
+    """A neighbour whose address resolves and who swallows every packet."""
+    command = ["dev", "br-lan", "lladdr", "02:00:00:00:00:77", "nud", "permanent"]
+    subprocess.run(["ip", "neighbour", "replace", MUTE_HOST, *command], check=True)
+    harness.edit_store("system", "option host '127.0.0.1'", f"option host '{MUTE_HOST}'")
+    return MUTE_HOST
+
+
+def test_broker_comes_up_later(stopped_broker, wifi_manager, start_agent, idle_controller):
+    agent = start_agent()
+    agent.wait_line("^COULD NOT CONNECT: ", 7, count=3)
+    attempts = [at for at, _ in agent.lines("^127.0.0.1 1883$")]
+    assert all(1.8 < gap < 2.6 for gap in gaps(attempts)), attempts
+    assert harness.store_option("system", "broker", "status") == "0"
+    stopped_broker.start()
+    idle_controller.connect()
+    stopped_broker.wait_subscribed(timeout=3)
+    idle_controller.wait_report(harness.DISCOVERY, 4)
+    assert stopped_broker.agent_sessions() == 1
+    assert harness.store_option("system", "broker", "status") == "1"
+
+
+@pytest.mark.parametrize(
+    "meet, logged",
+    [
+        (drop, "^Disconnected from MQTT broker|^COULD NOT CONNECT"),
+        (reset, "^Disconnected from MQTT broker|^COULD NOT CONNECT"),
+        (after_connect(REFUSED), "^Error with result code: 5$"),
+        (after_connect(ACCEPTED), "^Disconnected from MQTT broker with result code: "),
+        (after_connect(b"\xff" * 64), "^Disconnected from MQTT broker|^COULD NOT CONNECT"),
+    ],
+    ids=["drops", "resets", "refuses", "accepts then drops", "answers garbage"],
+)
+def test_hostile_broker_is_not_stormed(start_agent, stopped_broker, meet, logged):
+    listener = harness.StandInBroker(meet)
+    try:
+        agent = start_agent()
+        poll(lambda: len(listener.accepted) >= 3, 12, "third attempt")
+    finally:
+        listener.close()
+    assert all(gap > 1.9 for gap in gaps(listener.accepted)), listener.accepted
+    agent.wait_line(logged, 2)
+    # The agent is none the worse for it.
+    stopped_broker.start()
+    stopped_broker.wait_subscribed(timeout=6)
+
+
+def test_mute_host_is_retried_and_left(mute_host, broker, wifi_manager, start_agent):
+    agent = start_agent()
+    first, _ = agent.wait_line("^COULD NOT CONNECT: ", 10.5)
+    assert first - agent.started < 10.5
+    harness.edit_store("system", mute_host, "127.0.0.1")
+    broker.wait_subscribed(timeout=4)
+
+
+@pytest.mark.parametrize("broker_kind", ["absent", "mute", "accepts and says nothing"])
+def test_sigterm_while_connecting(start_agent, broker_kind, request):
+    listener = None
+    if broker_kind == "mute":
+        request.getfixturevalue("mute_host")
+    elif broker_kind != "absent":
+        listener = harness.StandInBroker(lambda connection: None)
+    agent = start_agent()
+    agent.wait_line("^sm->state:1$", 3)
+    if listener:
+        poll(lambda: listener.accepted, 3, "connection")
+    else:
+        agent.wait_line("^qva->broker: 1883$", 3)
+    status, seconds = agent.stop()
+    if listener:
+        listener.close()
+    assert status == 0
+    assert seconds < 3
+    assert harness.store_option("system", "broker", "status") == "0"

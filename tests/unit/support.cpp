@@ -1,0 +1,184 @@
+#include "support.h"
+
+#include "commands.h"
+#include "messages/report.h"
+#include "report_kinds.h"
+#include "wifimgr/messages.h"
+
+#include <algorithm>
+#include <cstring>
+
+FakeZendry& fake() {
+    static FakeZendry instance;
+    return instance;
+}
+
+namespace {
+
+template <class... Texts>
+int32_t record_call(const char* name, Texts... texts) {
+    std::string call = name;
+    ((call += " ", call += texts), ...);
+    fake().calls.push_back(call);
+    return 0;
+}
+
+} // namespace
+
+int32_t qv_ctrl_send_wifi_mgr_msg(const void* request, uint32_t request_length, void* reply_buffer,
+                                  uint32_t reply_capacity) {
+    const auto* const bytes = static_cast<const uint8_t*>(request);
+    fake().requests.emplace_back(bytes, bytes + request_length);
+    const auto scripted = fake().replies.find(bytes[1]);
+    if (scripted == fake().replies.end()) {
+        return -1;
+    }
+    Bytes reply = request_image(bytes[0], bytes[1], scripted->second);
+    reply[1] = static_cast<uint8_t>(reply[1] + (fake().wrong_id ? 1 : 0));
+    memcpy(reply_buffer, reply.data(),
+           std::min({reply.size(), size_t{fake().reply_size}, size_t{reply_capacity}}));
+    return 0;
+}
+
+int32_t uciInit() {
+    record_call("uciInit");
+    return fake().uci_init_result;
+}
+void uciDestroy() {
+    record_call("uciDestroy");
+}
+int32_t uciSet(const char* package, const char* section, const char* option, const char* value) {
+    return record_call("uciSet", package, section, option, value);
+}
+int32_t uciDelete(const char* package, const char* section, const char* option) {
+    return record_call("uciDelete", package, section, option);
+}
+int32_t uciCommit(const char* package) {
+    return record_call("uciCommit", package);
+}
+int32_t uciSectionExist(const char* package, const char* section, const char* name) {
+    record_call("uciSectionExist", package, section, name);
+    return fake().broker_entry ? 0 : -1;
+}
+int32_t uci_add_section_system_config(const char* section, const char* name) {
+    fake().broker_entry = true;
+    return record_call("uci_add_section_system_config", section, name);
+}
+int32_t uci_set_system_broker_config(const char* name, BrokerConfig settings) {
+    fake().broker = settings;
+    return record_call("uci_set_system_broker_config", name);
+}
+int32_t uci_get_system_broker_config(const char* name, BrokerConfig* settings) {
+    *settings = fake().broker;
+    return record_call("uci_get_system_broker_config", name);
+}
+int32_t uci_set_system_broker_status(int32_t status) {
+    return record_call("uci_set_system_broker_status", std::to_string(status));
+}
+int32_t file_request(const char* server, int32_t port, const char* file_name) {
+    record_call("file_request", server, std::to_string(port), file_name);
+    return fake().file_request_result;
+}
+
+Image& Image::text(size_t offset, std::string_view text) {
+    std::ranges::copy(text, bytes_.begin() + static_cast<ptrdiff_t>(offset));
+    return *this;
+}
+
+Image& Image::number(size_t offset, uint32_t value, size_t width) {
+    for (size_t i = 0; i < width; ++i) {
+        bytes_.at(offset + i) = static_cast<uint8_t>(value >> (8 * i));
+    }
+    return *this;
+}
+
+Image& Image::bytes(size_t offset, const Bytes& values) {
+    std::ranges::copy(values, bytes_.begin() + static_cast<ptrdiff_t>(offset));
+    return *this;
+}
+
+Bytes request_image(uint8_t module, uint8_t id, const Bytes& payload) {
+    return Image(8 + payload.size())
+        .bytes(0, {module, id, 0, 0})
+        .number(4, static_cast<uint32_t>(payload.size()), 4)
+        .bytes(8, payload);
+}
+
+AgentTest::AgentTest() {
+    fake() = {};
+    context.commands = qv_commands;
+    context.intake_commands = qv_intake_commands;
+    context.report_kinds = qv_report_kinds;
+    context.identity.macaddr = {0x00, 0x11, 0x22, 0xaa, 0xbb, 0xcc};
+    strcpy(context.identity.ipaddr.data(), "192.168.1.1");
+    msg_queue_init(context.queue);
+}
+
+AgentTest::~AgentTest() {
+    msg_queue_destroy(context.queue);
+}
+
+int32_t AgentTest::run_command(int32_t type, const std::string& payload) {
+    const auto command = std::ranges::find(context.commands, type, &Command::type);
+    if (command == context.commands.end()) {
+        ADD_FAILURE() << "no command " << type;
+        return 0;
+    }
+    int32_t result = 0;
+    log = log_of([&] {
+        result = command->handler(context, payload.c_str(), static_cast<uint32_t>(payload.size()));
+    });
+    return result;
+}
+
+std::string AgentTest::report_data(int32_t kind) {
+    ReportBuffer buffer;
+    uint32_t length = 0;
+    log = log_of([&] { EXPECT_EQ(qv_json_build_msg(context, kind, buffer, length), 0); });
+    const std::string text = buffer.text();
+    EXPECT_EQ(text.size(), length);
+    const std::string before_data = "\"data\": ";
+    const size_t start = text.find(before_data);
+    if (start == std::string::npos) {
+        ADD_FAILURE() << "no data in " << text;
+        return {};
+    }
+    // Up to the blank and brace that close the envelope.
+    return text.substr(start + before_data.size(), text.size() - 2 - (start + before_data.size()));
+}
+
+namespace {
+
+constexpr std::string_view PUBLISHED = "PUB MSG: topic=qv/dev_to_controller len=";
+
+template <class Take>
+void for_each_line(const std::string& log, Take&& take) {
+    for (size_t start = 0; start < log.size();) {
+        const size_t end = std::min(log.find('\n', start), log.size() - 1) + 1;
+        take(std::string_view(log).substr(start, end - start));
+        start = end;
+    }
+}
+
+} // namespace
+
+std::vector<std::string> published(const std::string& log) {
+    std::vector<std::string> texts;
+    for_each_line(log, [&](std::string_view line) {
+        if (line.starts_with(PUBLISHED)) {
+            const size_t start = line.find(" msg=") + 5;
+            texts.emplace_back(line.substr(start, line.size() - start - 1));
+        }
+    });
+    return texts;
+}
+
+std::string without_reports(const std::string& log) {
+    std::string rest;
+    for_each_line(log, [&](std::string_view line) {
+        if (!line.starts_with(PUBLISHED)) {
+            rest += line;
+        }
+    });
+    return rest;
+}

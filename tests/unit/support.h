@@ -1,0 +1,89 @@
+// What the unit tests share: a fake support library, an agent context, the log and reports.
+#ifndef QV_TESTS_UNIT_SUPPORT_H
+#define QV_TESTS_UNIT_SUPPORT_H
+
+#include "agent/context.h"
+
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+using Bytes = std::vector<uint8_t>;
+
+/// The support library as the tests script it. Reset by AgentTest before each test.
+struct FakeZendry {
+    /// Payload of the reply to each message identifier. A message without one gets no reply.
+    std::map<uint8_t, Bytes> replies;
+    bool wrong_id = false;     ///< replies carry another identifier
+    uint32_t reply_size = ~0U; ///< replies are cut to this size, header included
+
+    std::vector<Bytes> requests;    ///< as they arrived
+    std::vector<std::string> calls; ///< "uciSet system @system[0] name value", ...
+    int32_t uci_init_result = 0;
+    bool broker_entry = true;
+    BrokerConfig broker{1883, "127.0.0.1"};
+    int32_t file_request_result = 0;
+
+    /// Message `id` is answered with a header alone, as apply messages are.
+    void acknowledge(uint8_t id) {
+        replies[id] = {};
+    }
+};
+
+FakeZendry& fake();
+
+/// Bytes of a record image: zeros, then texts and numbers put at offsets.
+class Image {
+public:
+    explicit Image(size_t size) : bytes_(size) {}
+    Image& text(size_t offset, std::string_view text);
+    /// Little-endian, as the device stores numbers.
+    Image& number(size_t offset, uint32_t value, size_t width);
+    Image& bytes(size_t offset, const Bytes& values);
+    operator Bytes() const {
+        return bytes_;
+    }
+
+private:
+    Bytes bytes_;
+};
+
+/// Request as it must arrive: header of that family and identifier, then the payload.
+Bytes request_image(uint8_t module, uint8_t id, const Bytes& payload);
+
+/// A context as the start-up makes it, without threads and without a session: what is published
+/// is seen in the log.
+class AgentTest : public testing::Test {
+protected:
+    AgentTest();
+    ~AgentTest() override;
+
+    /// Standard output of the action.
+    template <class Action>
+    std::string log_of(Action&& action) {
+        testing::internal::CaptureStdout();
+        action();
+        fflush(stdout);
+        return testing::internal::GetCapturedStdout();
+    }
+
+    /// Runs the handler of a command of the agent's table; the log is kept in `log`.
+    int32_t run_command(int32_t type, const std::string& payload);
+
+    /// "data" of the report of a kind, as serialised.
+    std::string report_data(int32_t kind);
+
+    AgentContext context;
+    std::string log;
+};
+
+/// Texts of the reports published in a log, in order.
+std::vector<std::string> published(const std::string& log);
+
+/// The log without its "PUB MSG" lines.
+std::string without_reports(const std::string& log);
+
+#endif

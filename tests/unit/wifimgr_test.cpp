@@ -1,0 +1,83 @@
+#include "messages/record_fields.h"
+#include "messages/report.h"
+#include "reports/system_stats.h"
+#include "support.h"
+#include "wifimgr/channel.h"
+
+using ChannelTest = AgentTest;
+
+TEST_F(ChannelTest, RequestsCarryTheFamilyOfTheirMessage) {
+    for (const WifiMgrMessage& message : WIFI_MGR_MESSAGES) {
+        const uint8_t id = message.id;
+        const bool system = id == 10 || id == 11;
+        const bool network = id == 13 || id == 14 || (id >= 17 && id <= 20);
+        const uint8_t module = system ? 2 : network ? 3 : 1;
+        fake().requests.clear();
+        EXPECT_EQ(qv_wifi_mgr_apply(message.id, {}), -1);
+        EXPECT_EQ(fake().requests.at(0), request_image(module, id, {})) << int{id};
+        fake().acknowledge(id);
+        EXPECT_EQ(qv_wifi_mgr_apply(message.id, {}), 0);
+    }
+}
+
+TEST_F(ChannelTest, OnlyAReplyOfTheSameIdentifierCounts) {
+    fake().replies[4] = Image(472).text(0, "hardware").number(468, 0xFFFFFFFF, 4);
+    const struct {
+        bool wrong_id;
+        uint32_t size;
+        bool accepted;
+        int32_t uptime;
+    } rows[] = {
+        {false, ~0U, true, -1},
+        {true, ~0U, false, 7},
+        {false, 8 + 471, true, 0x00FFFFFF}, // short: what is missing reads as zeros
+        {false, 8, true, 0},
+        {false, 1, false, 7},
+        {false, 0, false, 7},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.size);
+        fake().wrong_id = row.wrong_id;
+        fake().reply_size = row.size;
+        SystemStats record{};
+        record.uptime = 7;
+        log = log_of([&] { EXPECT_EQ(qv_get_system_stats(record), 0); });
+        EXPECT_EQ(record.uptime, row.uptime);
+        EXPECT_EQ(log.empty(), !row.accepted) << log;
+    }
+    EXPECT_EQ(fake().requests.at(0), (Bytes{1, 4, 0, 0, 0, 0, 0, 0}));
+}
+
+TEST_F(ChannelTest, SystemStatsReport) {
+    const std::string full(64, 'n');
+    fake().replies[4] = Image(472)
+                            .text(0, "KX7310")
+                            .text(64, "fw 1/2")
+                            .text(128, full) // no terminator within the field
+                            .text(192, "model")
+                            .text(256, "5.4.164")
+                            .text(320, "0.10 0.20")
+                            .text(384, "h\xC3\xA4ngt \xFF")
+                            .number(448, 37, 4)
+                            .number(452, 249856, 4)
+                            .number(456, 100, 4)
+                            .number(460, 0x80000000, 4)
+                            .number(464, 5, 4)
+                            .number(468, 86400, 4);
+    EXPECT_EQ(report_data(REPORT_SYSTEM_STATS),
+              R"({ "system_stats": { "hw_name": "KX7310", "fwinfo": "fw 1\/2", "hostname": ")" +
+                  full +
+                  R"(", "cpu_usage": 37, "max_memory": 249856, "max_memory_used": 100, )"
+                  R"("max_disk_space": -2147483648, "max_disk_space_used": 5, "uptime": 86400, )"
+                  R"("model": "model", "kernel_version": "5.4.164", "loadavg": "0.10 0.20", )"
+                  "\"equipment_notes\": \"hängt \uFFFD\" } }");
+    EXPECT_EQ(log, "qv_get_system_stats: HW Name: KX7310\n");
+
+    fake().replies.clear();
+    EXPECT_EQ(report_data(REPORT_SYSTEM_STATS),
+              R"({ "system_stats": { "hw_name": "", "fwinfo": "", "hostname": "", )"
+              R"("cpu_usage": 0, "max_memory": 0, "max_memory_used": 0, "max_disk_space": 0, )"
+              R"("max_disk_space_used": 0, "uptime": 0, "model": "", "kernel_version": "", )"
+              R"("loadavg": "", "equipment_notes": "" } })");
+    EXPECT_EQ(log, "");
+}
