@@ -7,6 +7,8 @@
 #include "reports/sta_stats.h"
 #include "reports/system_stats.h"
 #include "settings/system_config.h"
+#include "wireless/radio_config.h"
+#include "wireless/vap_config.h"
 
 namespace {
 
@@ -57,6 +59,16 @@ constexpr ReportKind REPORT_KINDS[] = {
      .data_key = "uci_system",
      .body = ReportBody::object,
      .fill = fill<SystemConfigRecord, qv_get_system_config, qv_system_config_to_json>},
+    {.kind = REPORT_UCI_VAP_LIST,
+     .type = 1009,
+     .data_key = "uci_vap_list",
+     .body = ReportBody::array,
+     .fill = fill<VapList, qv_get_vap_config, qv_vap_config_to_json>},
+    {.kind = REPORT_UCI_RADIO_LIST,
+     .type = 1010,
+     .data_key = "uci_radio_list",
+     .body = ReportBody::array,
+     .fill = fill<RadioList, qv_get_radio_config, qv_radio_config_to_json>},
     {.kind = REPORT_UCI_NETWORK_LAN,
      .type = 1011,
      .data_key = "uci_network_lan",

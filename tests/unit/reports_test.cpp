@@ -136,6 +136,7 @@ TEST_F(ReportsTest, CountsKeepToTheRoomOfTheirRecord) {
     } rows[] = {
         {REPORT_STA_STATS, 3, 9220, 255, 255},     {REPORT_AP_STATS, 2, 6244, 30, 24},
         {REPORT_INTERFACE_STATS, 6, 2041, 12, 10}, {REPORT_RADIO_STATS, 12, 74, 5, 3},
+        {REPORT_UCI_RADIO_LIST, 5, 308, 4, 3},     {REPORT_UCI_VAP_LIST, 16, 23972, 255, 8},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.kind);
@@ -159,6 +160,7 @@ TEST_F(ReportsTest, AnswerTheirCommand) {
         {1024, true, "{ \"type\": 1005, ", "\"data\": { \"sta_stats_list\": [ ] } }"},
         {1025, true, "{ \"type\": 1006, ", "\"data\": { \"radio_stats_list\": [ ] } }"},
         {1026, true, "{ \"type\": 1007, ", "\"data\": { \"interface_stats_list\": [ ] } }"},
+        {1028, false, "{ \"type\": 1009, ", "\"data\": { \"uci_vap_list\": [ ] } }"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.command);
