@@ -175,8 +175,8 @@ int32_t qv_json_parse_msg_get_general_data(std::span<char> destination, const ch
     const GeneralDataText data = qv_json_parse_msg_general_data(text);
     GeneralData result = GeneralData::absent;
     if (data.present) {
-        result = store_text(destination, data.text.data()) ? GeneralData::stored
-                                                           : GeneralData::too_long;
+        result =
+            store_text(destination, data.text.data()) ? GeneralData::stored : GeneralData::too_long;
     }
     if (outcome != nullptr) {
         *outcome = result;
