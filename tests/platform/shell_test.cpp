@@ -96,14 +96,15 @@ TEST(Shell, ReadsNoMoreThanThereIsRoomFor) {
 }
 
 TEST(Shell, ServesSeveralThreadsAtOnce) {
-    std::vector<std::thread> threads;
-    for (int number = 0; number < 8; ++number) {
-        threads.emplace_back([number] {
+    std::array<std::thread, 8> threads;
+    for (int number = 0; std::thread & thread : threads) {
+        thread = std::thread([number] {
             for (int round = 0; round < 10; ++round) {
                 const std::string command = "exit " + std::to_string(number);
                 EXPECT_EQ(qv_run_shell(command.c_str()), number << 8);
             }
         });
+        ++number;
     }
     for (std::thread& thread : threads) {
         thread.join();

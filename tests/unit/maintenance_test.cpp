@@ -300,13 +300,15 @@ TEST_F(MaintenanceTest, Clock) {
         const std::string payload =
             std::string(R"({"data":{"timestamp":5},"timestamp":)") + row.timestamp + "}";
         EXPECT_EQ(run_command(1015, payload), 0);
-        const std::string command =
-            row.time == nullptr ? "" : "date -s \"" + std::string(row.time) + "\"";
-        EXPECT_EQ(log,
-                  "SUB MSG: payload=" + payload + "\n" +
-                      (row.time == nullptr
-                           ? "QV_ERR: clock not set: no timestamp that is a date\n"
-                           : "QV: update time command: " + command + "\nshell: " + command + "\n"));
+        std::string expected = "SUB MSG: payload=" + payload + "\n";
+        if (row.time == nullptr) {
+            expected += "QV_ERR: clock not set: no timestamp that is a date\n";
+        } else {
+            const std::string command = "date -s \"" + std::string(row.time) + "\"\n";
+            expected.append("QV: update time command: ").append(command);
+            expected.append(SHELL_LINE).append(command);
+        }
+        EXPECT_EQ(log, expected);
     }
     run_command(1015, "{}");
     EXPECT_TRUE(fake_shell().commands.empty());
@@ -440,9 +442,8 @@ TEST_F(MaintenanceTest, EquipmentNotes) {
                                             "uciSet system @system[0] equipment_notes " + row.notes,
                                             "uciCommit system", "uciDestroy"}));
         const std::string line = "QV: update equipment_notes data: " + row.notes + "\n";
-        EXPECT_NE(log.find(" }\n" + (row.cut_line + line) + line + "qv_set_equipment_notes: uci"),
-                  log.npos)
-            << log;
+        const std::string before = std::string(" }\n") + row.cut_line;
+        EXPECT_NE(log.find(before + line + line + "qv_set_equipment_notes: uci"), log.npos) << log;
         EXPECT_EQ(context.state, AGENT_STATE_RUN);
     }
     EXPECT_EQ(context.queue.count, static_cast<int32_t>(std::size(rows)));
