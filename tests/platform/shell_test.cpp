@@ -52,7 +52,7 @@ private:
 
 TEST(Shell, ReturnsTheStatusOfSystem) {
     for (const char* command : {"exit 0", "exit 3", "exit 255", "kill -9 $$", "kill -15 $$",
-                                "qv-no-such-command 2>/dev/null", "true | false", "("}) {
+                                "qv-no-such-command 2>/dev/null", "true | false"}) {
         const std::string quiet = std::string("exec 2>/dev/null; ") + command;
         EXPECT_EQ(qv_run_shell(quiet.c_str()), system(quiet.c_str())) << command;
     }
