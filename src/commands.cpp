@@ -1,8 +1,10 @@
 #include "commands.h"
 
 #include "messages/report.h"
+#include "network/network_config.h"
 #include "platform/zendry_common.h"
 #include "reports/on_request.h"
+#include "settings/system_config.h"
 #include "wifimgr/channel.h"
 
 #include <cstdio>
@@ -29,10 +31,39 @@ int32_t refresh_wifi_stats(AgentContext& /*context*/, const char* /*payload*/,
 
 constexpr Command COMMANDS[] = {
     {.type = 1000, .busy_first = false, .handler = show_payload},
+    {.type = 1003, .busy_first = true, .handler = qv_set_system_config},
+    {.type = 1011,
+     .busy_first = true,
+     .handler = qv_set_network_lan,
+     .ending = CommandEnding::reconnect},
+    {.type = 1012,
+     .busy_first = true,
+     .handler = qv_set_network_wan,
+     .ending = CommandEnding::reconnect},
+    {.type = 1013,
+     .busy_first = true,
+     .handler = qv_set_network_wan6,
+     .ending = CommandEnding::reconnect},
     {.type = 1014,
      .busy_first = true,
      .handler = forget_broker_status,
      .ending = CommandEnding::broker_reconnect},
+    {.type = 1027,
+     .busy_first = true,
+     .handler = qv_report_on_request<REPORT_UCI_SYSTEM, true, SYSTEM_STATS_ERROR>},
+    {.type = 1029,
+     .busy_first = true,
+     .handler = qv_report_on_request<REPORT_UCI_NETWORK_LAN, false, SYSTEM_STATS_ERROR>,
+     .ending = CommandEnding::reconnect,
+     .identity_failure = "Fail to fetch device mac addr .."},
+    {.type = 1030,
+     .busy_first = true,
+     .handler = qv_report_on_request<REPORT_UCI_NETWORK_WAN, false, SYSTEM_STATS_ERROR>,
+     .ending = CommandEnding::reconnect},
+    {.type = 1031,
+     .busy_first = true,
+     .handler = qv_report_on_request<REPORT_UCI_NETWORK_WAN6, false, SYSTEM_STATS_ERROR>,
+     .ending = CommandEnding::refresh_identity},
     {.type = 1034,
      .busy_first = true,
      .handler = qv_report_on_request<REPORT_SYSTEM_STATS, true, RADIO_STATS_ERROR>},

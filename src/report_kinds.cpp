@@ -1,6 +1,8 @@
 #include "report_kinds.h"
 
+#include "network/network_config.h"
 #include "reports/system_stats.h"
+#include "settings/system_config.h"
 
 namespace {
 
@@ -26,6 +28,26 @@ constexpr ReportKind REPORT_KINDS[] = {
      .data_key = "system_stats",
      .body = ReportBody::object,
      .fill = fill<SystemStats, qv_get_system_stats, qv_system_stats_to_json>},
+    {.kind = REPORT_UCI_SYSTEM,
+     .type = 1008,
+     .data_key = "uci_system",
+     .body = ReportBody::object,
+     .fill = fill<SystemConfigRecord, qv_get_system_config, qv_system_config_to_json>},
+    {.kind = REPORT_UCI_NETWORK_LAN,
+     .type = 1011,
+     .data_key = "uci_network_lan",
+     .body = ReportBody::object,
+     .fill = fill<LanConfigRecord, qv_get_network_lan, qv_network_lan_to_json>},
+    {.kind = REPORT_UCI_NETWORK_WAN,
+     .type = 1012,
+     .data_key = "uci_network_wan",
+     .body = ReportBody::object,
+     .fill = fill<WanConfigRecord, qv_get_network_wan, qv_network_wan_to_json>},
+    {.kind = REPORT_UCI_NETWORK_WAN6,
+     .type = 1013,
+     .data_key = "uci_network_wan6",
+     .body = ReportBody::object,
+     .fill = fill<Wan6ConfigRecord, qv_get_network_wan6, qv_network_wan6_to_json>},
     {.kind = REPORT_UPDATA_STATS,
      .type = 1015,
      .data_key = "updata_stats",

@@ -113,17 +113,17 @@ class Agent:
         wanted = re.compile(pattern)
         return [(at, line) for at, line in self.log.items(since) if wanted.search(line)]
 
-    def assert_in_order(self, beginnings, since=0):
-        """The log has lines with these beginnings in this order, others between them or not."""
-        position = 0
-        lines = [line for _, line in self.log.items(since)]
+    def wait_in_order(self, beginnings, timeout=2, since=0):
+        """Until the log has lines with these beginnings in this order, others between or not."""
+        deadline = time.monotonic() + timeout
         for beginning in beginnings:
-            while position < len(lines) and not lines[position].startswith(beginning):
-                position += 1
-            assert position < len(lines), f"{beginning!r} is not where it should be:\n" + "\n".join(
-                lines
+            left = max(0.0, deadline - time.monotonic())
+            at, _ = self.wait_line("^" + re.escape(beginning), left, since)
+            since = 1 + next(
+                index
+                for index, (when, line) in enumerate(self.log.items())
+                if index >= since and when == at and line.startswith(beginning)
             )
-            position += 1
 
     def exit_status(self, timeout):
         try:

@@ -49,7 +49,7 @@ def test_announces_until_spoken_to_then_reports_every_ten_seconds(controller, ag
 def test_first_contact_log(controller, agent, command):
     controller.send(command)
     controller.wait_report(SYSTEM_STATS, 3)
-    agent.assert_in_order(
+    agent.wait_in_order(
         [
             f"device_macaddr: {MAC}",
             f"ipaddr---------{ADDRESS}",

@@ -46,7 +46,7 @@ def test_session_follows_the_configuration(broker, controller, agent):
     broker.start()
     harness.edit_store("system", "127.0.0.9", "127.0.0.1")
     broker.wait_subscribed(2)
-    agent.assert_in_order(
+    agent.wait_in_order(
         [
             "Disconnected from MQTT broker with result code: ",
             "qva->broker: 127.0.0.9",
@@ -57,6 +57,6 @@ def test_session_follows_the_configuration(broker, controller, agent):
             f"device_macaddr: {MAC}",
             "Successfully subscribed to topic",
         ],
-        mark,
+        since=mark,
     )
     poll(lambda: harness.store_option("system", "broker", "status") == "1", 2, "status 1")
