@@ -13,7 +13,7 @@
 namespace {
 
 constexpr size_t SHORT_RECORD = 16;
-constexpr size_t LONG_REPLY = 64 * 1024; // above every capacity offered
+constexpr size_t LONG_REPLY = 65536; // above every capacity offered
 
 constexpr std::array<std::pair<std::string_view, Fault>, 6> FAULTS = {{
     {"refuse", Fault::refuse},

@@ -19,6 +19,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <optional>
 #include <span>
 #include <string>
@@ -33,8 +34,8 @@
 
 namespace {
 
-constexpr size_t MAX_PACKET = 64 * 1024; // above every request
-constexpr uint8_t REFUSED = 0;           // identifier of the reply to a refused request
+constexpr size_t MAX_PACKET = 65536; // above every request
+constexpr uint8_t REFUSED = 0;       // identifier of the reply to a refused request
 
 using Clock = std::chrono::steady_clock;
 
@@ -249,10 +250,7 @@ bool set_up(Simulation& simulation, const Options& options) {
     return true;
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
-    std::setvbuf(stdout, nullptr, _IOLBF, 0);
+int serve_until_stopped(int argc, char** argv) {
     Options options;
     CLI::App app("Plays the wifi manager of a simulated access point");
     describe(app, options);
@@ -271,4 +269,16 @@ int main(int argc, char** argv) {
     run(listener, stop, simulation);
     unlink(options.socket.c_str());
     return EXIT_SUCCESS;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
+    try {
+        return serve_until_stopped(argc, argv);
+    } catch (const std::exception& failure) { // of the libraries: out of memory at worst
+        std::fprintf(stderr, "%s\n", failure.what());
+        return EXIT_FAILURE;
+    }
 }
