@@ -149,7 +149,7 @@ def test_device_tools_only_record():
         (["bash", "-c", "exit 7"], 7),
         (["true"], 0),
         (["bash", "-c", "kill -KILL $$"], 128 + signal.SIGKILL),
-        (["no-such-command"], 127),
+        (["/no/such/command"], 127),
     ],
 )
 def test_exit_status_is_the_commands(command, expected):
