@@ -6,6 +6,11 @@
 #include "reports/on_request.h"
 #include "settings/system_config.h"
 #include "wifimgr/channel.h"
+#include "wireless/ap_configs.h"
+#include "wireless/general_data.h"
+#include "wireless/maclist.h"
+#include "wireless/radio_config.h"
+#include "wireless/vap_config.h"
 
 #include <cstdio>
 
@@ -31,7 +36,12 @@ int32_t refresh_wifi_stats(AgentContext& /*context*/, const char* /*payload*/,
 
 constexpr Command COMMANDS[] = {
     {.type = 1000, .busy_first = false, .handler = show_payload},
+    {.type = 1001, .busy_first = true, .handler = qv_set_ap_configs},
     {.type = 1003, .busy_first = true, .handler = qv_set_system_config},
+    {.type = 1004, .busy_first = true, .handler = qv_set_vap_config_1004},
+    {.type = 1005, .busy_first = true, .handler = qv_set_radio_config},
+    {.type = 1006, .busy_first = true, .handler = qv_set_vap_config_1006},
+    {.type = 1007, .busy_first = true, .handler = qv_set_vap_config_1007},
     {.type = 1011,
      .busy_first = true,
      .handler = qv_set_network_lan,
@@ -48,9 +58,28 @@ constexpr Command COMMANDS[] = {
      .busy_first = true,
      .handler = forget_broker_status,
      .ending = CommandEnding::broker_reconnect},
+    {.type = 1018, .busy_first = true, .handler = qv_report_maclist_status},
+    {.type = 1019, .busy_first = true, .handler = qv_set_maclist},
+    {.type = 1020, .busy_first = true, .handler = qv_delete_maclist},
+    {.type = 1022, .busy_first = true, .handler = qv_set_general_data},
+    {.type = 1023,
+     .busy_first = true,
+     .handler = qv_report_on_request<REPORT_AP_STATS, true, RADIO_STATS_ERROR>},
+    {.type = 1024,
+     .busy_first = true,
+     .handler = qv_report_on_request<REPORT_STA_STATS, true, RADIO_STATS_ERROR>},
+    {.type = 1025,
+     .busy_first = true,
+     .handler = qv_report_on_request<REPORT_RADIO_STATS, true, RADIO_STATS_ERROR>},
+    {.type = 1026,
+     .busy_first = true,
+     .handler = qv_report_on_request<REPORT_INTERFACE_STATS, true, RADIO_STATS_ERROR>},
     {.type = 1027,
      .busy_first = true,
      .handler = qv_report_on_request<REPORT_UCI_SYSTEM, true, SYSTEM_STATS_ERROR>},
+    {.type = 1028,
+     .busy_first = true,
+     .handler = qv_report_on_request<REPORT_UCI_VAP_LIST, false, SYSTEM_STATS_ERROR>},
     {.type = 1029,
      .busy_first = true,
      .handler = qv_report_on_request<REPORT_UCI_NETWORK_LAN, false, SYSTEM_STATS_ERROR>,
