@@ -111,6 +111,8 @@ def show_for_ever(controller, screen):
 
 
 def interrupt(*_):
+    for number in (signal.SIGINT, signal.SIGTERM):
+        signal.signal(number, signal.SIG_IGN)  # ending is under way
     raise KeyboardInterrupt
 
 
@@ -120,6 +122,7 @@ def main():
     options.add_argument("--log", required=True, help="file for the agent's log")
     options.add_argument("agent", help="the agent's executable")
     arguments = options.parse_args()
+    signal.signal(signal.SIGINT, interrupt)
     signal.signal(signal.SIGTERM, interrupt)
 
     screen = Screen()

@@ -4,9 +4,16 @@
 #include "maintenance/fw_flash.h"
 #include "maintenance/fw_upgrade.h"
 #include "messages/report.h"
+#include "network/network_config.h"
 #include "platform/zendry_common.h"
 #include "reports/on_request.h"
+#include "settings/system_config.h"
 #include "wifimgr/channel.h"
+#include "wireless/ap_configs.h"
+#include "wireless/general_data.h"
+#include "wireless/maclist.h"
+#include "wireless/radio_config.h"
+#include "wireless/vap_config.h"
 
 #include <cstdio>
 
@@ -32,14 +39,67 @@ int32_t refresh_wifi_stats(AgentContext& /*context*/, const char* /*payload*/,
 
 constexpr Command COMMANDS[] = {
     {.type = 1000, .busy_first = false, .handler = show_payload},
+    {.type = 1001, .busy_first = true, .handler = qv_set_ap_configs},
     {.type = 1002, .busy_first = true, .handler = qv_fw_upgrade_with_notice},
+    {.type = 1003, .busy_first = true, .handler = qv_set_system_config},
+    {.type = 1004, .busy_first = true, .handler = qv_set_vap_config_1004},
+    {.type = 1005, .busy_first = true, .handler = qv_set_radio_config},
+    {.type = 1006, .busy_first = true, .handler = qv_set_vap_config_1006},
+    {.type = 1007, .busy_first = true, .handler = qv_set_vap_config_1007},
+    {.type = 1011,
+     .busy_first = true,
+     .handler = qv_set_network_lan,
+     .ending = CommandEnding::reconnect},
+    {.type = 1012,
+     .busy_first = true,
+     .handler = qv_set_network_wan,
+     .ending = CommandEnding::reconnect},
+    {.type = 1013,
+     .busy_first = true,
+     .handler = qv_set_network_wan6,
+     .ending = CommandEnding::reconnect},
     {.type = 1014,
      .busy_first = true,
      .handler = forget_broker_status,
      .ending = CommandEnding::broker_reconnect},
     {.type = 1015, .busy_first = true, .handler = qv_set_system_time},
     {.type = 1016, .busy_first = true, .handler = qv_set_admin_password},
+    {.type = 1018, .busy_first = true, .handler = qv_report_maclist_status},
+    {.type = 1019, .busy_first = true, .handler = qv_set_maclist},
+    {.type = 1020, .busy_first = true, .handler = qv_delete_maclist},
     {.type = 1021, .busy_first = true, .handler = qv_wifi_reload},
+    {.type = 1022, .busy_first = true, .handler = qv_set_general_data},
+    {.type = 1023,
+     .busy_first = true,
+     .handler = qv_report_on_request<REPORT_AP_STATS, true, RADIO_STATS_ERROR>},
+    {.type = 1024,
+     .busy_first = true,
+     .handler = qv_report_on_request<REPORT_STA_STATS, true, RADIO_STATS_ERROR>},
+    {.type = 1025,
+     .busy_first = true,
+     .handler = qv_report_on_request<REPORT_RADIO_STATS, true, RADIO_STATS_ERROR>},
+    {.type = 1026,
+     .busy_first = true,
+     .handler = qv_report_on_request<REPORT_INTERFACE_STATS, true, RADIO_STATS_ERROR>},
+    {.type = 1027,
+     .busy_first = true,
+     .handler = qv_report_on_request<REPORT_UCI_SYSTEM, true, SYSTEM_STATS_ERROR>},
+    {.type = 1028,
+     .busy_first = true,
+     .handler = qv_report_on_request<REPORT_UCI_VAP_LIST, false, SYSTEM_STATS_ERROR>},
+    {.type = 1029,
+     .busy_first = true,
+     .handler = qv_report_on_request<REPORT_UCI_NETWORK_LAN, false, SYSTEM_STATS_ERROR>,
+     .ending = CommandEnding::reconnect,
+     .identity_failure = "Fail to fetch device mac addr .."},
+    {.type = 1030,
+     .busy_first = true,
+     .handler = qv_report_on_request<REPORT_UCI_NETWORK_WAN, false, SYSTEM_STATS_ERROR>,
+     .ending = CommandEnding::reconnect},
+    {.type = 1031,
+     .busy_first = true,
+     .handler = qv_report_on_request<REPORT_UCI_NETWORK_WAN6, false, SYSTEM_STATS_ERROR>,
+     .ending = CommandEnding::refresh_identity},
     {.type = 1034,
      .busy_first = true,
      .handler = qv_report_on_request<REPORT_SYSTEM_STATS, true, RADIO_STATS_ERROR>},

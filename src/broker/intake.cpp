@@ -6,15 +6,13 @@
 #include <algorithm>
 #include <cstdio>
 
-HdrResult qv_json_parse_msg_hdr(MsgHdr& header, const char* text, uint32_t length) {
+int32_t qv_json_parse_msg_hdr(MsgHdr& header, const char* text, uint32_t length) {
     const JsonPtr root = inet_recv_request(text, length);
-    if (map_json_field_to_value(root.get(), FIELD_TYPE_INT, "type", &header.type) == 0) {
-        return HdrResult::no_type;
-    }
-    if (map_json_field_to_value(root.get(), FIELD_TYPE_UINT64, "timestamp", &header.ts) == 0) {
-        return HdrResult::no_timestamp;
-    }
-    return HdrResult::complete;
+    header.has_type =
+        map_json_field_to_value(root.get(), FIELD_TYPE_INT, "type", &header.type) == 1;
+    const bool complete = header.has_type && map_json_field_to_value(root.get(), FIELD_TYPE_UINT64,
+                                                                     "timestamp", &header.ts) == 1;
+    return complete ? 0 : -1;
 }
 
 namespace {
@@ -42,7 +40,8 @@ void run_at_once(AgentContext& context, const IntakeCommand& command, const char
 int32_t qv_agent_recv_msg(AgentContext& context, const char* /*topic*/, const char* text,
                           uint32_t length) {
     MsgHdr hdr;
-    if (qv_json_parse_msg_hdr(hdr, text, length) == HdrResult::no_type) {
+    qv_json_parse_msg_hdr(hdr, text, length);
+    if (!hdr.has_type) {
         return -1;
     }
     printf("hdr.type: %d, hdr.ts: %llu\n", hdr.type, static_cast<unsigned long long>(hdr.ts));

@@ -9,17 +9,12 @@ struct AgentContext;
 struct MsgHdr {
     int32_t type = 0; ///< "type", a number or a decimal string
     uint64_t ts = 0;  ///< "timestamp", milliseconds since 1970; 0 when it cannot be read
+    bool has_type = false;
 };
 
-enum class HdrResult : int32_t {
-    complete = 0,
-    no_type = -1,      ///< not JSON, or no "type"
-    no_timestamp = -2, ///< the type alone
-};
-
-/// Reads the header of a message text of `length` bytes. A member that is missing prints the
-/// field reader's line and stays as it was.
-HdrResult qv_json_parse_msg_hdr(MsgHdr& header, const char* text, uint32_t length);
+/// Reads the header of a message text of `length` bytes. Returns 0 when both members were read,
+/// otherwise -1, after the field reader's line; `has_type` then tells whether the type was.
+int32_t qv_json_parse_msg_hdr(MsgHdr& header, const char* text, uint32_t length);
 
 /// Receives every non-empty inbound payload, on the network thread: runs the commands of the
 /// context's intake table, queues the others for the controller thread and sets AGENT_STATE_RUN.

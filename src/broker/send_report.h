@@ -6,6 +6,9 @@
 
 struct AgentContext;
 
+/// Printed for a report that the catalogue refuses, by the handlers of several kinds.
+inline constexpr char SYSTEM_STATS_ERROR[] = "QV_ERR: failed to fetch system stats..";
+
 /// Builds the report of a kind and publishes it; when the catalogue refuses the kind, prints
 /// `error_line` and publishes an empty message.
 void qv_send_report(AgentContext& context, int32_t kind, const char* error_line);

@@ -45,6 +45,9 @@ public:
         : address_(text.data()), size_(text.size()), is_text_(true) {}
     template <size_t N>
     FieldDestination(char (&text)[N]) : FieldDestination(std::span(text)) {}
+    /// The bytes of one variable, of any alignment.
+    FieldDestination(std::span<std::byte> variable)
+        : address_(variable.data()), size_(variable.size()) {}
 
     void* address() const {
         return address_;

@@ -8,7 +8,6 @@
 #include <cstdio>
 
 inline constexpr char RADIO_STATS_ERROR[] = "QV_ERR: failed to fetch radio stats..";
-inline constexpr char SYSTEM_STATS_ERROR[] = "QV_ERR: failed to fetch system stats..";
 
 /// Handler that publishes the report of one kind; `show_payload` prints the command text first.
 /// Always returns 0.

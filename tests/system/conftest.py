@@ -72,5 +72,5 @@ def start_agent(store):
 def agent(broker, wifi_manager, start_agent):
     """An agent with a session and nobody who has spoken to it yet."""
     running = start_agent()
-    running.wait_subscribed()
+    broker.wait_subscribed()
     return running

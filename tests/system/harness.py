@@ -92,6 +92,7 @@ class Agent:
             stderr=subprocess.PIPE,
         )
         self.started = time.monotonic()
+        self._end_examined = False
         self._readers = [
             threading.Thread(target=self._read, args=pipe, daemon=True)
             for pipe in ((self.process.stdout, self.log), (self.process.stderr, self.errors))
@@ -112,14 +113,24 @@ class Agent:
         wanted = re.compile(pattern)
         return [(at, line) for at, line in self.log.items(since) if wanted.search(line)]
 
-    def wait_subscribed(self, timeout=10, since=0):
-        return self.wait_line("^SUB TOPIC=", timeout, since)
+    def wait_in_order(self, beginnings, timeout=2, since=0):
+        """Until the log has lines with these beginnings in this order, others between or not."""
+        deadline = time.monotonic() + timeout
+        for beginning in beginnings:
+            left = max(0.0, deadline - time.monotonic())
+            at, _ = self.wait_line("^" + re.escape(beginning), left, since)
+            since = 1 + next(
+                index
+                for index, (when, line) in enumerate(self.log.items())
+                if index >= since and when == at and line.startswith(beginning)
+            )
 
     def exit_status(self, timeout):
         try:
             status = self.process.wait(timeout)
         except subprocess.TimeoutExpired:
             raise Deadline(f"agent still running after {timeout} s") from None
+        self._end_examined = True
         for reader in self._readers:
             reader.join(5)
         return status
@@ -136,6 +147,7 @@ class Agent:
             if self.process.poll() is None:
                 status, _ = self.stop()
                 assert status == 0, f"agent ended with status {status}"
+            assert self._end_examined, f"agent ended unasked with {self.process.returncode}"
         finally:
             if self.process.poll() is None:
                 self.process.kill()
@@ -191,6 +203,10 @@ class Broker:
 
     def agent_subscriptions(self):
         return self.count(r"Received SUBSCRIBE from auto-")
+
+    def wait_subscribed(self, count=1, timeout=8):
+        """Until the agent has subscribed so often; its own log is ahead of the broker."""
+        poll(lambda: self.agent_subscriptions() >= count, timeout, f"subscription {count}")
 
     def agent_farewells(self):
         return self.count(r"Received DISCONNECT from auto-")

@@ -1,6 +1,5 @@
 """An agent comes up, announces itself until it is spoken to, then reports on its own."""
 import os
-import re
 
 import harness
 import pytest
@@ -50,35 +49,32 @@ def test_announces_until_spoken_to_then_reports_every_ten_seconds(controller, ag
 def test_first_contact_log(controller, agent, command):
     controller.send(command)
     controller.wait_report(SYSTEM_STATS, 3)
-    text = "\n".join(line for _, line in agent.log.items())
-    in_order = [
-        f"device_macaddr: {MAC}",
-        f"ipaddr---------{ADDRESS}",
-        "sm->state:1",
-        "qva->broker: 127.0.0.1",
-        "qva->broker: 1883",
-        "127.0.0.1 1883",
-        "Successfully subscribed to topic",
-        f"SUB TOPIC=qv/device_{MAC}",
-        f"hdr.type: 1034, hdr.ts: {command.get('timestamp', 0)}",
-        "process_msg->type 1034",
-        "SUB MSG:payload=",
-        "qv_get_system_stats: HW Name: KX7310",
-        "PUB MSG: topic=qv/dev_to_controller len=",
-    ]
-    position = 0
-    for wanted in in_order:
-        found = re.compile("^" + re.escape(wanted), re.M).search(text, position)
-        assert found, f"{wanted!r} is not where it should be in:\n{text}"
-        position = found.end()
+    agent.wait_in_order(
+        [
+            f"device_macaddr: {MAC}",
+            f"ipaddr---------{ADDRESS}",
+            "sm->state:1",
+            "qva->broker: 127.0.0.1",
+            "qva->broker: 1883",
+            "127.0.0.1 1883",
+            "Successfully subscribed to topic",
+            f"SUB TOPIC=qv/device_{MAC}",
+            f"hdr.type: 1034, hdr.ts: {command.get('timestamp', 0)}",
+            "process_msg->type 1034",
+            "SUB MSG:payload=",
+            "qv_get_system_stats: HW Name: KX7310",
+            "PUB MSG: topic=qv/dev_to_controller len=",
+        ]
+    )
     assert harness.store_option("system", "broker", "status") == "1"
 
 
-def test_unconfigured_device_speaks_to_its_own_broker(controller, wifi_manager, start_agent):
+def test_unconfigured_device_speaks_to_its_own_broker(broker, wifi_manager, start_agent):
     path = harness.ZENDRY_ROOT / "etc/config/system"
     kept = path.read_text().split("config conf 'broker'")[0]
     path.write_text(kept)
-    start_agent().wait_subscribed()
+    start_agent()
+    broker.wait_subscribed()
     assert harness.store_option("system", "broker", "host") == "127.0.0.1"
     assert harness.store_option("system", "broker", "port") == "1883"
     assert harness.store_option("system", "ntp", "enabled") == "1"

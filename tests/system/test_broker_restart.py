@@ -1,7 +1,7 @@
 """Twenty lost connections while commands flow: one session and one subscription for each."""
 import threading
 
-from harness import DISCOVERY, SYSTEM_STATS, poll
+from harness import DISCOVERY, SYSTEM_STATS
 
 LOSSES = 20
 
@@ -9,7 +9,7 @@ LOSSES = 20
 def test_broker_killed_and_restarted(broker, wifi_manager, idle_controller, start_agent):
     controller = idle_controller.connect()
     agent = start_agent()
-    agent.wait_subscribed()
+    broker.wait_subscribed()
     stop_sending = threading.Event()
 
     def keep_sending():
@@ -18,16 +18,19 @@ def test_broker_killed_and_restarted(broker, wifi_manager, idle_controller, star
 
     sender = threading.Thread(target=keep_sending)
     sender.start()
+    mark = agent.log.mark()
     try:
         for loss in range(1, LOSSES + 1):
             if loss == LOSSES:  # the last reconnection must be announced: nobody speaks then
                 stop_sending.set()
                 sender.join()
+            else:
+                agent.wait_line("^PUB MSG: .*system_stats", 8, mark)
             mark = agent.log.mark()
             broker.kill()
             agent.wait_line("^Disconnected from MQTT broker with result code: ", 2, mark)
             broker.start()
-            poll(lambda: broker.agent_subscriptions() > loss, 8, f"subscription after loss {loss}")
+            broker.wait_subscribed(loss + 1)
     finally:
         stop_sending.set()
         sender.join()

@@ -1,6 +1,7 @@
 """The simulated access point itself. These tests run outside of one and start their own."""
 import os
 import pathlib
+import pty
 import shutil
 import signal
 import subprocess
@@ -148,7 +149,7 @@ def test_device_tools_only_record():
         (["bash", "-c", "exit 7"], 7),
         (["true"], 0),
         (["bash", "-c", "kill -KILL $$"], 128 + signal.SIGKILL),
-        (["no-such-command"], 127),
+        (["/no/such/command"], 127),
     ],
 )
 def test_exit_status_is_the_commands(command, expected):
@@ -178,6 +179,33 @@ def test_signals_reach_the_command(number):
     process.send_signal(number)
     process.communicate(timeout=5)
     assert process.returncode == 9
+
+
+@pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT])
+def test_signals_to_the_whole_group_let_the_command_finish(number):
+    """As a terminal's Ctrl-C or a supervisor's end of a job."""
+    process = start(
+        "bash",
+        "-c",
+        "trap 'ended=1' TERM INT; echo up; until [[ $ended ]]; do sleep 0.05; done; sleep 0.3; exit 9",
+        start_new_session=True,
+    )
+    assert process.stdout.readline() == "up\n"
+    os.killpg(process.pid, number)
+    process.communicate(timeout=5)
+    assert process.returncode == 9
+
+
+def test_interrupt_key_reaches_the_command_once():
+    child, terminal = pty.fork()
+    if child == 0:
+        count = "trap 'n+=x' INT; echo up; for i in {1..10}; do sleep 0.1; done; exit ${#n}"
+        os.execv(LAUNCHER, [LAUNCHER, "--build", BUILD, "--", "bash", "-c", count])
+    with open(terminal, "rb+", buffering=0) as keyboard:
+        assert keyboard.readline() == b"up\r\n"
+        keyboard.write(b"\x03")
+        _, status = os.waitpid(child, 0)
+    assert os.waitstatus_to_exitcode(status) == 1
 
 
 def test_killed_launcher_leaves_nothing():

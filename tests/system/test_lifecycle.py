@@ -53,11 +53,11 @@ def test_sigterm_while_a_command_runs(controller, broker, wifi_manager, agent):
     poll(lambda: broker.agent_farewells() == 1, 1, "DISCONNECT")
 
 
-def test_started_again_it_takes_over_the_event_socket(controller, wifi_manager, start_agent):
+def test_started_again_it_takes_over_the_event_socket(broker, wifi_manager, start_agent):
     first = start_agent()
-    first.wait_subscribed()
+    broker.wait_subscribed(1)
     first.process.kill()  # leaves its socket file behind
     first.exit_status(2)
     second = start_agent()
-    second.wait_subscribed()
+    broker.wait_subscribed(2)
     assert not [line for _, line in second.errors.items() if "bind" in line.lower()]

@@ -45,5 +45,18 @@ def test_session_follows_the_configuration(broker, controller, agent):
     assert harness.store_option("system", "broker", "status") == "0"
     broker.start()
     harness.edit_store("system", "127.0.0.9", "127.0.0.1")
-    poll(lambda: broker.agent_subscriptions() == 2, 6, "session at the corrected address")
+    broker.wait_subscribed(2)
+    agent.wait_in_order(
+        [
+            "Disconnected from MQTT broker with result code: ",
+            "qva->broker: 127.0.0.9",
+            "127.0.0.9 1883",
+            "COULD NOT CONNECT: ",
+            "qva->broker: 127.0.0.1",
+            "127.0.0.1 1883",
+            f"device_macaddr: {MAC}",
+            "Successfully subscribed to topic",
+        ],
+        since=mark,
+    )
     poll(lambda: harness.store_option("system", "broker", "status") == "1", 2, "status 1")
