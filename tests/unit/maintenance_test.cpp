@@ -442,8 +442,9 @@ TEST_F(MaintenanceTest, EquipmentNotes) {
                                             "uciSet system @system[0] equipment_notes " + row.notes,
                                             "uciCommit system", "uciDestroy"}));
         const std::string line = "QV: update equipment_notes data: " + row.notes + "\n";
-        const std::string before = std::string(" }\n") + row.cut_line;
-        EXPECT_NE(log.find(before + line + line), log.npos) << log;
+        std::string lines = row.cut_line;
+        lines.append(line).append(line);
+        EXPECT_NE(log.find(" }\n" + lines + "qv_set"), log.npos) << log;
         EXPECT_EQ(context.state, AGENT_STATE_RUN);
     }
     EXPECT_EQ(context.queue.count, static_cast<int32_t>(std::size(rows)));
