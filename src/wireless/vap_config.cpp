@@ -6,6 +6,8 @@
 #include "messages/text.h"
 #include "wifimgr/channel.h"
 
+#include <algorithm>
+#include <iterator>
 #include <string_view>
 
 namespace {
