@@ -87,6 +87,14 @@ def test_parts_can_be_left_out():
     assert status == 0, output
 
 
+def test_wifi_manager_takes_arguments():
+    status, output = script(
+        "grep -c '\"rssi\"' $AP_DIR/wifi_manager.state.json",
+        options=["--no-broker", "--wifi-manager", "--stations 3 --vaps 0"],
+    )
+    assert (status, output) == (0, "3\n")
+
+
 def test_host_is_out_of_reach(tmp_path):
     marker = tmp_path / "marker"
     home = pathlib.Path.home() / f".simulated-ap-{os.getpid()}"
