@@ -16,9 +16,41 @@ import time
 import paho.mqtt.client as mqtt
 
 REPORTS = "qv/dev_to_controller"
-DISCOVERY, SYSTEM_STATS = 1000, 1003
-NAMES = {DISCOVERY: "device discovery", SYSTEM_STATS: "system statistics"}
-GET_SYSTEM_STATS = 1034
+NAMES = {
+    1000: "device discovery",
+    1003: "system statistics",
+    1004: "access points",
+    1005: "stations",
+    1006: "radios",
+    1007: "interfaces",
+    1008: "system settings",
+    1009: "VAP settings",
+    1010: "radio settings",
+    1011: "LAN settings",
+    1012: "WAN settings",
+    1013: "WAN6 settings",
+    1014: "MAC list status",
+    1015: "upgrade status",
+}
+DISCOVERY = 1000
+
+# Command, type of the report that answers it, what it is for.
+TOUR = [
+    (1034, 1003, "the first word ends the announcements"),
+    (1025, 1006, "the radios"),
+    (1024, 1005, "the stations"),
+]
+
+# Members of the wide lists that find room on a line; other lists are shown whole.
+COLUMNS = {
+    "ap_stats_list": ["ifname", "parent", "ssid", "bssid", "channel", "status", "numsta"],
+    "uci_vap_list": ["ifname", "device", "ssid", "mode", "channel", "encryption", "disabled"],
+}
+
+
+def cell(value):
+    """A value on one line: quoted where its own characters would break it."""
+    return value if isinstance(value, str) and value.isprintable() else json.dumps(value)
 
 
 class Screen:
@@ -50,14 +82,31 @@ class Screen:
             self._body(name, body)
         sys.stdout.flush()
 
-    @staticmethod
-    def _body(name, body):
-        if not isinstance(body, dict):
+    def _body(self, name, body):
+        if isinstance(body, list):
+            self._table(name, body)
+        elif isinstance(body, dict):
+            width = max(map(len, body), default=0)
+            for key, value in body.items():
+                print(f"{'':14}{key:{width}}  {json.dumps(value, ensure_ascii=False)}")
+        else:
             print(f"{'':14}{name} = {json.dumps(body, ensure_ascii=False)}")
+
+    def _table(self, name, entries):
+        if not entries:
+            print(f"{'':14}{self._paint(2, f'{name} is empty')}")
             return
-        width = max(map(len, body), default=0)
-        for key, value in body.items():
-            print(f"{'':14}{key:{width}}  {json.dumps(value, ensure_ascii=False)}")
+        columns = COLUMNS.get(name, list(entries[0]))
+        rows = [columns] + [[cell(entry.get(key, "")) for key in columns] for entry in entries]
+        numeric = [isinstance(entries[0].get(key), int) for key in columns]
+        widths = [max(map(len, column)) for column in zip(*rows)]
+        for number, row in enumerate(rows):
+            cells = [
+                text.rjust(width) if right else text.ljust(width)
+                for text, width, right in zip(row, widths, numeric)
+            ]
+            line = "  ".join(cells).rstrip()
+            print(f"{'':14}{line if number else self._paint(2, line)}")
 
 
 class Controller:
@@ -99,9 +148,12 @@ def wait_for(controller, screen, kind, timeout):
 def tour(controller, screen):
     if not wait_for(controller, screen, DISCOVERY, 15):
         return 1
-    screen.command(f"command {GET_SYSTEM_STATS}: the first word ends the announcements")
-    controller.send(GET_SYSTEM_STATS)
-    return 0 if wait_for(controller, screen, SYSTEM_STATS, 10) else 1
+    for command, kind, purpose in TOUR:
+        screen.command(f"command {command}: {purpose}")
+        controller.send(command)
+        if not wait_for(controller, screen, kind, 10):
+            return 1
+    return 0
 
 
 def show_for_ever(controller, screen):

@@ -55,7 +55,10 @@ int32_t run(AgentContext& context) {
 void stop_threads(AgentContext& context) {
     qv_agent_stop(context);
     context.controller.join();
-    context.worker.join();
+    {
+        const std::lock_guard guard(context.worker_lock);
+        context.worker.join();
+    }
     qv_mqtt_close(context);
     context.reader.join();
 }

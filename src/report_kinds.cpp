@@ -1,8 +1,14 @@
 #include "report_kinds.h"
 
 #include "network/network_config.h"
+#include "reports/ap_stats.h"
+#include "reports/interface_stats.h"
+#include "reports/radio_stats.h"
+#include "reports/sta_stats.h"
 #include "reports/system_stats.h"
 #include "settings/system_config.h"
+#include "wireless/radio_config.h"
+#include "wireless/vap_config.h"
 
 namespace {
 
@@ -28,11 +34,41 @@ constexpr ReportKind REPORT_KINDS[] = {
      .data_key = "system_stats",
      .body = ReportBody::object,
      .fill = fill<SystemStats, qv_get_system_stats, qv_system_stats_to_json>},
+    {.kind = REPORT_AP_STATS,
+     .type = 1004,
+     .data_key = "ap_stats_list",
+     .body = ReportBody::array,
+     .fill = fill<ApStatsList, qv_get_ap_stats, qv_ap_stats_to_json>},
+    {.kind = REPORT_STA_STATS,
+     .type = 1005,
+     .data_key = "sta_stats_list",
+     .body = ReportBody::array,
+     .fill = fill<StaStatsList, qv_get_sta_stats, qv_sta_stats_to_json>},
+    {.kind = REPORT_RADIO_STATS,
+     .type = 1006,
+     .data_key = "radio_stats_list",
+     .body = ReportBody::array,
+     .fill = fill<RadioStatsList, qv_get_radio_stats, qv_radio_stats_to_json>},
+    {.kind = REPORT_INTERFACE_STATS,
+     .type = 1007,
+     .data_key = "interface_stats_list",
+     .body = ReportBody::array,
+     .fill = fill<InterfaceStatsList, qv_get_interface_stats, qv_interface_stats_to_json>},
     {.kind = REPORT_UCI_SYSTEM,
      .type = 1008,
      .data_key = "uci_system",
      .body = ReportBody::object,
      .fill = fill<SystemConfigRecord, qv_get_system_config, qv_system_config_to_json>},
+    {.kind = REPORT_UCI_VAP_LIST,
+     .type = 1009,
+     .data_key = "uci_vap_list",
+     .body = ReportBody::array,
+     .fill = fill<VapList, qv_get_vap_config, qv_vap_config_to_json>},
+    {.kind = REPORT_UCI_RADIO_LIST,
+     .type = 1010,
+     .data_key = "uci_radio_list",
+     .body = ReportBody::array,
+     .fill = fill<RadioList, qv_get_radio_config, qv_radio_config_to_json>},
     {.kind = REPORT_UCI_NETWORK_LAN,
      .type = 1011,
      .data_key = "uci_network_lan",

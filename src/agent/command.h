@@ -22,9 +22,9 @@ enum class CommandEnding : uint8_t {
 /// A command that the controller thread runs.
 struct Command {
     int32_t type;
-    bool busy_first; ///< AGENT_STATE_BUSY while the handler runs
     CommandHandler* handler;
     CommandEnding ending = CommandEnding::normal;
+    bool busy_first = true; ///< AGENT_STATE_BUSY while the handler runs
     /// Line printed when the ending cannot read the identity.
     const char* identity_failure = "Fail to fetch device mac addr..";
 };
@@ -32,9 +32,9 @@ struct Command {
 /// A command that the intake runs at once, on the network thread.
 struct IntakeCommand {
     int32_t type;
-    bool busy_first; ///< AGENT_STATE_BUSY before the handler
-    bool queued_too; ///< goes to the controller thread as well
     CommandHandler* handler;
+    bool busy_first = false; ///< AGENT_STATE_BUSY before the handler
+    bool queued_too = false; ///< goes to the controller thread as well
 };
 
 #endif

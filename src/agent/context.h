@@ -60,6 +60,10 @@ struct AgentContext {
     Thread controller; ///< qv_agent_controller_thread
     Thread worker;     ///< the firmware job of command 1032
 
+    /// Held by the network thread while it starts a worker, by the main thread while it waits for
+    /// the last one.
+    std::mutex worker_lock;
+
     /// Guards the identity and the broker settings, for the length of a copy.
     std::mutex settings_lock;
     BrokerConfig broker{};

@@ -154,17 +154,29 @@ JsonPtr inet_recv_request(const char* text, uint32_t length) {
     return root;
 }
 
-int32_t qv_json_parse_msg_get_general_data(std::span<char> destination, const char* text,
-                                           uint32_t /*length*/, GeneralData* outcome) {
-    const JsonPtr root(json_tokener_parse(text));
-    printf("Parsed JSON object: %s\n", json_object_to_json_string(root.get()));
-    json_object* const data = qv_json_member(root.get(), "data");
+GeneralDataText qv_json_parse_msg_general_data(const char* text) {
+    GeneralDataText result{.root = JsonPtr(json_tokener_parse(text)), .text = ""};
+    printf("Parsed JSON object: %s\n", json_object_to_json_string(result.root.get()));
+    json_object* const data = qv_json_member(result.root.get(), "data");
     json_object* value = nullptr;
-    GeneralData result = GeneralData::absent;
     if (json_object_is_type(data, json_type_object) != 0 &&
         json_object_object_get_ex(data, "general_data", &value) != 0) {
-        result = store_text(destination, value_text(value)) ? GeneralData::stored
-                                                            : GeneralData::too_long;
+        result.present = true;
+        result.text = json_object_is_type(value, json_type_string) != 0
+                          ? std::string_view(json_object_get_string(value),
+                                             static_cast<size_t>(json_object_get_string_len(value)))
+                          : value_text(value);
+    }
+    return result;
+}
+
+int32_t qv_json_parse_msg_get_general_data(std::span<char> destination, const char* text,
+                                           uint32_t /*length*/, GeneralData* outcome) {
+    const GeneralDataText data = qv_json_parse_msg_general_data(text);
+    GeneralData result = GeneralData::absent;
+    if (data.present) {
+        result =
+            store_text(destination, data.text.data()) ? GeneralData::stored : GeneralData::too_long;
     }
     if (outcome != nullptr) {
         *outcome = result;

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 /// Type of a field in memory. Reading converts as json-c does (numeric strings count as numbers,
 /// out-of-range numbers are clamped to the 32- or 64-bit range); codes narrower than 32 bits keep
@@ -44,6 +45,9 @@ public:
         : address_(text.data()), size_(text.size()), is_text_(true) {}
     template <size_t N>
     FieldDestination(char (&text)[N]) : FieldDestination(std::span(text)) {}
+    /// The bytes of one variable, of any alignment.
+    FieldDestination(std::span<std::byte> variable)
+        : address_(variable.data()), size_(variable.size()) {}
 
     void* address() const {
         return address_;
@@ -78,14 +82,24 @@ int32_t map_json_field_to_value(json_object* object, int32_t field_type, const c
 /// text.
 JsonPtr inet_recv_request(const char* text, uint32_t length);
 
+/// The text of "data" -> "general_data" of a command text: a string as it is, null as an empty
+/// text, any other value as its JSON text.
+struct GeneralDataText {
+    JsonPtr root; ///< owns the text
+    bool present = false;
+    std::string_view text; ///< followed by a NUL; may hold NULs; empty when absent
+};
+
+/// Parses a NUL-terminated command text, printing what it became.
+GeneralDataText qv_json_parse_msg_general_data(const char* text);
+
 enum class GeneralData : uint8_t {
     absent,  ///< no "data" or no "general_data" in it; destination untouched
     stored,  ///< destination holds the text with its NUL
     too_long ///< does not fit; destination untouched
 };
 
-/// Takes the text of "data" -> "general_data" from a NUL-terminated command text: a string as it
-/// is, null as an empty text, any other value as its JSON text. Always returns 0; `outcome`, when
+/// Copies that text, up to its first NUL, into the destination. Always returns 0; `outcome`, when
 /// given, tells what happened.
 int32_t qv_json_parse_msg_get_general_data(std::span<char> destination, const char* text,
                                            uint32_t length, GeneralData* outcome = nullptr);

@@ -44,6 +44,30 @@ JsonPtr new_member(std::span<const std::byte> record, const RecordField& field) 
     return nullptr;
 }
 
+void set_number(std::span<std::byte> record, const RecordField& field, int32_t value) {
+    memcpy(record.subspan(field.offset, sizeof value).data(), &value, sizeof value);
+}
+
+void set_member(std::span<std::byte> record, const RecordField& field, json_object* value) {
+    switch (field.type) {
+    case RecordFieldType::text: qv_set_record_text(record, field, value); break;
+    case RecordFieldType::i32: set_number(record, field, json_object_get_int(value)); break;
+    case RecordFieldType::computed:
+        if (field.store != nullptr) {
+            field.store(record, value);
+        }
+        break;
+    case RecordFieldType::mac:
+    case RecordFieldType::u8:
+    case RecordFieldType::u16: break;
+    }
+}
+
+void print_field(std::span<const std::byte> record, const RecordField& field) {
+    const std::string_view text = text_of(record, field);
+    printf("%s: %.*s\n", field.label, static_cast<int>(text.size()), text.data());
+}
+
 } // namespace
 
 bool qv_record_to_json(json_object* object, std::span<const std::byte> record,
@@ -81,8 +105,12 @@ void qv_json_to_record(json_object* object, std::span<std::byte> record,
     }
     json_object_object_foreach(object, key, value) {
         const RecordField* const field = qv_find_record_field(fields, key);
-        if (field != nullptr && field->type == RecordFieldType::text) {
-            qv_set_record_text(record, *field, value);
+        if (field == nullptr || value == nullptr) {
+            continue;
+        }
+        set_member(record, *field, value);
+        if (field->print_when_set) {
+            print_field(record, *field);
         }
     }
 }
@@ -90,8 +118,7 @@ void qv_json_to_record(json_object* object, std::span<std::byte> record,
 void qv_print_record(std::span<const std::byte> record, std::span<const RecordField> fields) {
     for (const RecordField& field : fields) {
         if (field.label != nullptr) {
-            const std::string_view text = text_of(record, field);
-            printf("%s: %.*s\n", field.label, static_cast<int>(text.size()), text.data());
+            print_field(record, field);
         }
     }
 }

@@ -5,9 +5,12 @@
 
 #include "messages/json_scope.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
+#include <type_traits>
 
 enum class RecordFieldType : uint8_t {
     text, ///< fixed-width text, a JSON string
@@ -15,7 +18,7 @@ enum class RecordFieldType : uint8_t {
     u8,   ///< a JSON integer, as the two below
     u16,  ///< host byte order, as all integers here
     i32,
-    computed, ///< made from the whole record by the row's own function
+    computed, ///< made from the whole record, and stored in it, by the row's own functions
 };
 
 struct RecordField {
@@ -25,6 +28,9 @@ struct RecordField {
     uint16_t width;
     const char* label = nullptr; ///< before the value in the log; none keeps the field out of it
     JsonPtr (*compute)(std::span<const std::byte> record) = nullptr;
+    /// Stores a value that is not null; none for a computed row that no command sets.
+    void (*store)(std::span<std::byte> record, json_object* value) = nullptr;
+    bool print_when_set = false; ///< whether qv_json_to_record prints the row, which has a label
 };
 
 /// Offset and width of a member, for a table row.
@@ -40,6 +46,15 @@ std::span<std::byte> qv_record_bytes(Record& record) {
     return std::as_writable_bytes(std::span(&record, 1));
 }
 
+/// The record in these bytes.
+template <class Record>
+requires std::is_trivially_copyable_v<Record>
+    Record qv_record_of(std::span<const std::byte> bytes) {
+    Record record;
+    memcpy(&record, bytes.first(sizeof record).data(), sizeof record);
+    return record;
+}
+
 /// Adds one member per row, in the order of the table. False, keeping the members added so far,
 /// when memory is out.
 bool qv_record_to_json(json_object* object, std::span<const std::byte> record,
@@ -50,6 +65,27 @@ bool qv_record_to_json(json_object* object, std::span<const std::byte> record,
 bool qv_append_record(json_object* array, std::span<const std::byte> record,
                       std::span<const RecordField> fields);
 
+/// The first `count` entries, or all of them when the count says more than there is room for.
+template <class Entry, size_t room>
+std::span<const Entry> qv_listed(const Entry (&entries)[room], size_t count) {
+    return std::span(entries).first(std::min(count, room));
+}
+
+/// Appends one object per listed entry to the array; ends early when memory is out. Returns the
+/// number of objects appended.
+template <class Entry, size_t room>
+int32_t qv_append_records(json_object* array, const Entry (&entries)[room], size_t count,
+                          std::span<const RecordField> fields) {
+    int32_t appended = 0;
+    for (const Entry& entry : qv_listed(entries, count)) {
+        if (!qv_append_record(array, qv_record_bytes(entry), fields)) {
+            break;
+        }
+        ++appended;
+    }
+    return appended;
+}
+
 /// Stores a value in a text field: a string as it is, null not at all, any other value as its
 /// JSON text; cut to the field's width, NUL-filled behind a shorter text.
 void qv_set_record_text(std::span<std::byte> record, const RecordField& field, json_object* value);
@@ -57,8 +93,9 @@ void qv_set_record_text(std::span<std::byte> record, const RecordField& field, j
 /// The row of that key, or none. Keys are case-sensitive.
 const RecordField* qv_find_record_field(std::span<const RecordField> fields, const char* key);
 
-/// Stores every member of the object that a text row names, in the object's order; other members
-/// are ignored. Does nothing when `object` is no JSON object.
+/// Stores every member of the object that a text, i32 or storing row names, in the object's order;
+/// null and other members are ignored. Integers convert as json-c does. Does nothing when `object`
+/// is no JSON object.
 void qv_json_to_record(json_object* object, std::span<std::byte> record,
                        std::span<const RecordField> fields);
 

@@ -34,8 +34,8 @@ int32_t qv_ctrl_send_wifi_mgr_msg(const void* request, uint32_t request_length, 
 
 /*
  * Opens the configuration store for the calling thread; other threads and processes wait until
- * uciDestroy. Returns 0 when the store can be used; after any other result uciDestroy must not
- * be called.
+ * uciDestroy. Returns 0 when the store can be used; after any other result the calls below fail
+ * and uciDestroy does nothing.
  */
 int32_t uciInit(void);
 

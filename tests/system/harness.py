@@ -276,6 +276,7 @@ class WifiManager:
     """The simulated wifi manager, with faults switched while it runs."""
 
     BEHAVE = AP_DIR / "wifi_manager.behave"
+    STATE = AP_DIR / "wifi_manager.state.json"
     SOCKET = ZENDRY_ROOT / "var/run/wifi_manager.sock"
 
     def __init__(self):
@@ -283,9 +284,9 @@ class WifiManager:
         self.log = Timeline()
         self.behave("")
 
-    def start(self):
+    def start(self, *arguments):
         self.process = subprocess.Popen(
-            [str(BUILD_DIR / "wifi_manager_sim")], stdout=subprocess.PIPE, text=True
+            [str(BUILD_DIR / "wifi_manager_sim"), *arguments], stdout=subprocess.PIPE, text=True
         )
         reader = threading.Thread(target=self._read, args=(self.process.stdout,), daemon=True)
         reader.start()
@@ -301,6 +302,14 @@ class WifiManager:
         fresh = self.BEHAVE.with_suffix(".new")
         fresh.write_text(faults + "\n")
         fresh.replace(self.BEHAVE)
+
+    def state(self):
+        """The access point as it stood after the last change."""
+        return json.loads(self.STATE.read_text())
+
+    def restart(self, *arguments):
+        self.stop()
+        return self.start(*arguments)
 
     def wait_request(self, message, timeout, since=0):
         return self.log.wait(

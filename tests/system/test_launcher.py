@@ -87,6 +87,14 @@ def test_parts_can_be_left_out():
     assert status == 0, output
 
 
+def test_wifi_manager_takes_arguments():
+    status, output = script(
+        "grep -c '\"rssi\"' $AP_DIR/wifi_manager.state.json",
+        options=["--no-broker", "--wifi-manager", "--stations 3 --vaps 0"],
+    )
+    assert (status, output) == (0, "3\n")
+
+
 def test_host_is_out_of_reach(tmp_path):
     marker = tmp_path / "marker"
     home = pathlib.Path.home() / f".simulated-ap-{os.getpid()}"
@@ -149,7 +157,7 @@ def test_device_tools_only_record():
         (["bash", "-c", "exit 7"], 7),
         (["true"], 0),
         (["bash", "-c", "kill -KILL $$"], 128 + signal.SIGKILL),
-        (["no-such-command"], 127),
+        (["/no/such/command"], 127),
     ],
 )
 def test_exit_status_is_the_commands(command, expected):

@@ -87,6 +87,17 @@ def test_mute_host_is_retried_and_left(mute_host, broker, wifi_manager, start_ag
     broker.wait_subscribed(timeout=4)
 
 
+def test_broker_that_never_accepts_the_session_is_left(start_agent, stopped_broker):
+    listener = harness.StandInBroker(lambda connection: None)
+    try:
+        agent = start_agent()
+        poll(lambda: len(listener.accepted) >= 2, 14, "second attempt")
+    finally:
+        listener.close()
+    assert 9.5 < gaps(listener.accepted)[0] < 11.5
+    agent.wait_line("^Disconnected from MQTT broker with result code: 27$", 1)
+
+
 @pytest.mark.parametrize("broker_kind", ["absent", "mute", "accepts and says nothing"])
 def test_sigterm_while_connecting(start_agent, broker_kind, request):
     listener = None

@@ -1,39 +1,15 @@
-// What the unit tests share: a fake support library, an agent context, the log and reports.
+// What the unit tests share: record images, an agent context, the log and reports.
 #ifndef QV_TESTS_UNIT_SUPPORT_H
 #define QV_TESTS_UNIT_SUPPORT_H
 
 #include "agent/context.h"
+#include "fake_zendry.h"
 
 #include <cstdint>
 #include <gtest/gtest.h>
-#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
-
-using Bytes = std::vector<uint8_t>;
-
-/// The support library as the tests script it. Reset by AgentTest before each test.
-struct FakeZendry {
-    /// Payload of the reply to each message identifier. A message without one gets no reply.
-    std::map<uint8_t, Bytes> replies;
-    bool wrong_id = false;     ///< replies carry another identifier
-    uint32_t reply_size = ~0U; ///< replies are cut to this size, header included
-
-    std::vector<Bytes> requests;    ///< as they arrived
-    std::vector<std::string> calls; ///< "uciSet system @system[0] name value", ...
-    int32_t uci_init_result = 0;
-    bool broker_entry = true;
-    BrokerConfig broker{1883, "127.0.0.1"};
-    int32_t file_request_result = 0;
-
-    /// Message `id` is answered with a header alone, as apply messages are.
-    void acknowledge(uint8_t id) {
-        replies[id] = {};
-    }
-};
-
-FakeZendry& fake();
 
 /// Bytes of a record image: zeros, then texts and numbers put at offsets.
 class Image {
@@ -50,9 +26,6 @@ public:
 private:
     Bytes bytes_;
 };
-
-/// Request as it must arrive: header of that family and identifier, then the payload.
-Bytes request_image(uint8_t module, uint8_t id, const Bytes& payload);
 
 /// A context as the start-up makes it, without threads and without a session: what is published
 /// is seen in the log.

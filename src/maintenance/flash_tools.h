@@ -1,0 +1,17 @@
+// The tools that write a firmware image to flash.
+#ifndef QV_MAINTENANCE_FLASH_TOOLS_H
+#define QV_MAINTENANCE_FLASH_TOOLS_H
+
+#include <cstdint>
+
+// Both log the command, run it on the downloaded image and return its status as qv_run_shell
+// does. Unless `keep_configuration` the tool is told to forget the device's configuration.
+
+int32_t qv_run_sysupgrade(bool keep_configuration);
+
+/// Says on standard error when the status is not 0.
+int32_t qv_run_updata_rootfs(bool keep_configuration);
+
+int32_t qv_run_reboot();
+
+#endif

@@ -1,0 +1,116 @@
+#include "maintenance/fw_flash.h"
+
+#include "agent/context.h"
+#include "broker/send_report.h"
+#include "maintenance/flash_tools.h"
+#include "maintenance/fw_upgrade.h"
+#include "messages/json_field.h"
+#include "platform/owned_text.h"
+
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <new>
+
+namespace {
+
+/// What the worker is given; its own from the start of the thread.
+struct FlashJob {
+    AgentContext* ctx = nullptr;
+    OwnedText data; ///< copy of the command text, NUL-terminated
+    uint32_t len = 0;
+};
+
+using FlashJobPtr = std::unique_ptr<FlashJob>;
+
+/// None when memory is out.
+FlashJobPtr new_flash_job(AgentContext& context, const char* payload, uint32_t length) {
+    FlashJobPtr job(new (std::nothrow) FlashJob);
+    if (job == nullptr) {
+        return nullptr;
+    }
+    job->ctx = &context;
+    job->len = length;
+    job->data = qv_allocate_text(size_t{length} + 1);
+    if (job->data == nullptr) {
+        return nullptr;
+    }
+    memcpy(job->data.get(), payload, length);
+    job->data[length] = '\0';
+    return job;
+}
+
+/// Takes `busy`. False when a worker has it, or when the agent stops.
+bool begin_job(AgentContext& context) {
+    const std::lock_guard guard(context.lock);
+    if (context.busy == 1 || qv_agent_stopping(context)) {
+        return false;
+    }
+    context.state = AGENT_STATE_BUSY;
+    context.busy = 1;
+    return true;
+}
+
+int32_t abandon_job(AgentContext& context, const char* reason) {
+    {
+        const std::lock_guard guard(context.lock);
+        context.state = AGENT_STATE_RUN;
+        context.busy = 0;
+    }
+    printf("QV_ERR: firmware upgrade not started: %s\n", reason);
+    qv_send_updata_stats(context, UPDATA_DOWNLOAD_FAILED);
+    return 0;
+}
+
+} // namespace
+
+int32_t qv_fw_flash_start(AgentContext& context, const char* payload, uint32_t length) {
+    // Taken only when the main thread waits for the last worker.
+    const std::unique_lock starting(context.worker_lock, std::try_to_lock);
+    if (!starting.owns_lock() || !begin_job(context)) {
+        puts("QV_ERR: firmware upgrade refused: another one runs, or the agent stops");
+        return 0;
+    }
+    FlashJobPtr job = new_flash_job(context, payload, length);
+    if (job == nullptr) {
+        return abandon_job(context, "out of memory");
+    }
+    qv_send_updata_stats(context, UPDATA_ACCEPTED);
+    printf("QV_INFO: flashing rootfs:%s\n", job->data.get());
+    if (!context.worker.start("qv-firmware", qv_fw_flash_thread, job.get())) {
+        return abandon_job(context, "no thread");
+    }
+    static_cast<void>(job.release());
+    return 0;
+}
+
+void* qv_fw_flash_thread(void* job) {
+    const FlashJobPtr own(static_cast<FlashJob*>(job));
+    qv_fw_upgrade(*own->ctx, own->data.get(), own->len);
+    return nullptr;
+}
+
+int32_t qv_json_parse_msg_get_fw_flash(const char* payload, uint32_t length, uint32_t& save_config,
+                                       uint32_t& reboot) {
+    printf("qv_json_parse_msg_get_fw_flash  %s\n", payload);
+    const JsonPtr root = inet_recv_request(payload, length);
+    json_object* const params = qv_json_path(root.get(), {"data", "flash_params"});
+    const bool complete =
+        map_json_field_to_value(params, FIELD_TYPE_UINT, "save_config", &save_config) != 0 &&
+        map_json_field_to_value(params, FIELD_TYPE_UINT, "reboot", &reboot) != 0;
+    return complete ? 0 : -1;
+}
+
+int32_t qv_fw_flash(AgentContext& context, const char* payload, uint32_t length) {
+    uint32_t save_config = 0;
+    uint32_t reboot = 0;
+    printf("plyload: %s\n", payload);
+    puts("-------------------------------");
+    qv_json_parse_msg_get_fw_flash(payload, length, save_config, reboot);
+    const int32_t status = qv_run_updata_rootfs(save_config == 1);
+    qv_send_updata_stats(context, status == 0 ? int32_t{UPDATA_FLASHED_IMAGE} : -status);
+    if (status == 0 && reboot == 1) {
+        qv_run_reboot();
+    }
+    return 0;
+}

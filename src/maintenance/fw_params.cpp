@@ -1,0 +1,74 @@
+#include "maintenance/fw_params.h"
+
+#include "messages/json_field.h"
+
+#include <cstdio>
+#include <cstring>
+#include <span>
+#include <string_view>
+
+namespace {
+
+struct FwField {
+    const char* key;
+    std::span<char> (*field)(FwParams& params);
+};
+
+template <auto member>
+std::span<char> field(FwParams& params) {
+    return params.*member;
+}
+
+/// In the order of reading.
+constexpr FwField FIELDS[] = {
+    {"image_name", field<&FwParams::image_name>},   {"md5sum", field<&FwParams::md5sum>},
+    {"server_ip", field<&FwParams::server_ip>},     {"server_port", field<&FwParams::server_port>},
+    {"save_config", field<&FwParams::save_config>}, {"reboot", field<&FwParams::reboot>},
+};
+
+void log_unusual_bytes(std::string_view text) {
+    for (size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<uint8_t>(text[i]);
+        if ((byte < 0x20 || byte > 0x7E) && byte != '\n' && byte != '\r') {
+            printf("Non-printable character detected at index %d: 0x%x\n", static_cast<int>(i),
+                   byte);
+        }
+    }
+}
+
+bool fits(json_object* fw_params, const char* key, std::span<const char> destination) {
+    json_object* const value = qv_json_member(fw_params, key);
+    const char* const text = value == nullptr ? nullptr : json_object_get_string(value);
+    return text == nullptr || strlen(text) < destination.size();
+}
+
+FwParamsResult read_fields(FwParams& params, json_object* fw_params) {
+    for (const FwField& row : FIELDS) {
+        const std::span<char> destination = row.field(params);
+        if (!fits(fw_params, row.key, destination)) {
+            printf("QV_ERR: firmware upgrade refused: %s longer than %zu bytes\n", row.key,
+                   destination.size() - 1);
+            return FwParamsResult::too_long;
+        }
+        if (map_json_field_to_value(fw_params, FIELD_TYPE_STRING, row.key, destination) == 0) {
+            return FwParamsResult::incomplete;
+        }
+    }
+    return FwParamsResult::complete;
+}
+
+} // namespace
+
+FwParamsResult qv_json_parse_msg_get_fw_params(FwParams& params, const char* payload,
+                                               uint32_t length) {
+    const std::string_view text(payload, strnlen(payload, length));
+    log_unusual_bytes(text);
+    printf("payload:%s\n", payload);
+    if (length > FW_COMMAND_MAX) {
+        printf("QV_ERR: firmware upgrade refused: command text longer than %u bytes\n",
+               FW_COMMAND_MAX);
+        return FwParamsResult::too_long;
+    }
+    const JsonPtr root = inet_recv_request(text.data(), static_cast<uint32_t>(text.size()));
+    return read_fields(params, qv_json_path(root.get(), {"data", "fw_params"}));
+}

@@ -1,0 +1,164 @@
+#include "maintenance/fw_upgrade.h"
+
+#include "agent/context.h"
+#include "broker/send_report.h"
+#include "maintenance/flash_tools.h"
+#include "maintenance/fw_params.h"
+#include "messages/record_fields.h"
+#include "messages/text.h"
+#include "platform/device_paths.h"
+#include "platform/scoped_file.h"
+#include "platform/shell.h"
+#include "platform/zendry_common.h"
+#include "wifimgr/channel.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+namespace {
+
+bool is_set(const char* flag) {
+    return strcmp(flag, "1") == 0;
+}
+
+void clear_busy(AgentContext& context) {
+    const std::lock_guard guard(context.lock);
+    context.busy = 0;
+}
+
+int32_t fail(AgentContext& context, UpdataStatus status) {
+    clear_busy(context);
+    qv_send_updata_stats(context, status);
+    return -status;
+}
+
+/// `busy` stays as it is: the device is expected to restart.
+int32_t flash_with_sysupgrade(AgentContext& context, const FwParams& params) {
+    qv_send_updata_stats(context, UPDATA_DONE);
+    qv_run_sysupgrade(is_set(params.save_config));
+    return 0;
+}
+
+int32_t flash_with_updata_rootfs(AgentContext& context, const FwParams& params) {
+    qv_send_updata_stats(context, UPDATA_FLASHING);
+    if (qv_run_updata_rootfs(is_set(params.save_config)) != 0) {
+        return fail(context, UPDATA_FLASHING_FAILED);
+    }
+    qv_send_updata_stats(context, UPDATA_DONE);
+    clear_busy(context);
+    if (is_set(params.reboot)) {
+        printf("QV: reboot now:%d,%d\n", -UPDATA_DONE, 1);
+        qv_run_reboot();
+    }
+    return UPDATA_DONE;
+}
+
+struct Board {
+    std::string_view name; ///< first line of the board file
+    int32_t (*flash)(AgentContext& context, const FwParams& params);
+};
+
+constexpr Board BOARDS[] = {
+    {"ap-dk07.1-c1", flash_with_sysupgrade},
+    {"qcom,ipq6018-ap-cp01-c4", flash_with_updata_rootfs},
+    {"qcom,ipq5018-ap-mp03.5-c2", flash_with_updata_rootfs},
+};
+
+int32_t flash(AgentContext& context, const FwParams& params) {
+    char name[64];
+    if (qv_get_board_name(name) != 0) {
+        fputs("Failed to get board name\n", stderr);
+        return fail(context, UPDATA_BOARD_UNREADABLE);
+    }
+    const auto* const board = std::ranges::find(BOARDS, std::string_view(name), &Board::name);
+    if (board == std::end(BOARDS)) {
+        fprintf(stderr, "Unsupported board: %s\n", name);
+        return fail(context, UPDATA_FLASHING_FAILED);
+    }
+    return board->flash(context, params);
+}
+
+/// As atoi(3), whose result is undefined for numbers beyond an int.
+int32_t port_number(const char* text) {
+    return static_cast<int32_t>(std::clamp<long>(strtol(text, nullptr, 10), INT_MIN, INT_MAX));
+}
+
+void print_params(const FwParams& params) {
+    printf("image_name: %s\n", params.image_name);
+    printf("server_ip: %s\n", params.server_ip);
+    printf("server_port: %s\n", params.server_port);
+    printf("md5sum: %s\n", params.md5sum);
+    printf("save_config: %s\n", params.save_config);
+    printf("reboot: %s\n", params.reboot);
+}
+
+} // namespace
+
+int32_t qv_fw_upgrade(AgentContext& context, const char* payload, uint32_t length) {
+    printf("plyload: %s\n", payload);
+    puts("-------------------------------");
+    FwParams params{};
+    if (qv_json_parse_msg_get_fw_params(params, payload, length) == FwParamsResult::too_long) {
+        return fail(context, UPDATA_DOWNLOAD_FAILED);
+    }
+    const BrokerConfig broker = qv_agent_broker(context);
+    const std::string_view host = qv_field_text(broker.host);
+    snprintf(params.server_ip, sizeof params.server_ip, "%.*s", static_cast<int>(host.size()),
+             host.data());
+    print_params(params);
+
+    // The controller thread and the worker may each run an upgrade. One must not replace the
+    // image, or write the flash, under the tool of the other.
+    static std::mutex upgrading;
+    const std::lock_guard alone(upgrading);
+    if (file_request(params.server_ip, port_number(params.server_port), params.image_name) != 0) {
+        return fail(context, UPDATA_DOWNLOAD_FAILED);
+    }
+    if (qv_check_md5sum(qv_device_paths.firmware_image, params.md5sum) != 0) {
+        return fail(context, UPDATA_CHECKSUM_WRONG);
+    }
+    return flash(context, params);
+}
+
+int32_t qv_fw_upgrade_with_notice(AgentContext& context, const char* payload, uint32_t length) {
+    const int32_t result = qv_fw_upgrade(context, payload, length);
+    if (result == 0 || result == -UPDATA_DOWNLOAD_FAILED) {
+        qv_mgr_set_fw_upgrade_status(static_cast<uint32_t>(result));
+    }
+    return result;
+}
+
+int32_t qv_check_md5sum(const char* path, const char* expected) {
+    char command[512];
+    snprintf(command, sizeof command, "md5sum %s", path);
+    printf("md5 cmd = %s\n", command);
+    char output[1024];
+    char sum[512];
+    char name[512];
+    qv_read_shell(command, output); // a command that could not run has written nothing
+    return sscanf(output, "%511s %511s", sum, name) >= 1 && strcmp(sum, expected) == 0 ? 0 : -1;
+}
+
+int32_t qv_get_board_name(std::span<char> buffer) {
+    const FilePtr file(fopen(qv_device_paths.board_name, "re"));
+    if (file == nullptr) {
+        perror("Failed to open /tmp/sysinfo/board_name");
+        return -1;
+    }
+    if (fgets(buffer.data(), static_cast<int>(buffer.size()), file.get()) == nullptr) {
+        return -1;
+    }
+    const size_t length = strlen(buffer.data());
+    if (length > 0 && buffer[length - 1] == '\n') {
+        buffer[length - 1] = '\0';
+    }
+    return 0;
+}
+
+int32_t qv_mgr_set_fw_upgrade_status(uint32_t value) {
+    return qv_wifi_mgr_apply(WIFI_MGR_SET_FW_UPGRADE_STATUS, qv_record_bytes(value));
+}

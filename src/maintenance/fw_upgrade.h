@@ -1,0 +1,40 @@
+// Firmware upgrade: download, checksum, flashing with the board's tool, status reports.
+#ifndef QV_MAINTENANCE_FW_UPGRADE_H
+#define QV_MAINTENANCE_FW_UPGRADE_H
+
+#include <cstdint>
+#include <span>
+
+struct AgentContext;
+
+/// What a status report says about a firmware job.
+enum UpdataStatus : int32_t {
+    UPDATA_FLASHED_IMAGE = 2,    ///< an image downloaded earlier was flashed
+    UPDATA_ACCEPTED = 201,       ///< the job starts
+    UPDATA_FLASHING = 202,       ///< image verified, updata_rootfs.sh about to run
+    UPDATA_DONE = 203,           ///< updata_rootfs.sh succeeded, or sysupgrade about to run
+    UPDATA_DOWNLOAD_FAILED = -1, ///< or the command was refused
+    UPDATA_CHECKSUM_WRONG = -2,  ///< or could not be computed
+    UPDATA_FLASHING_FAILED = -3, ///< or no tool for this board
+    UPDATA_BOARD_UNREADABLE = -4,
+};
+
+/// Runs an upgrade to its end, on the calling thread; upgrades wait for one another. Clears the
+/// context's `busy` at the end, except after sysupgrade, which restarts the device. Returns 0
+/// after sysupgrade, 203 after updata_rootfs.sh, or the negated status of a failure, 1 to 4.
+int32_t qv_fw_upgrade(AgentContext& context, const char* payload, uint32_t length);
+
+/// Handler of command 1002: qv_fw_upgrade, and notice to the wifi manager when the download
+/// failed (1) or sysupgrade was run (0). Returns the result of the upgrade.
+int32_t qv_fw_upgrade_with_notice(AgentContext& context, const char* payload, uint32_t length);
+
+/// 0 when the file's MD5 sum is the expected text, -1 otherwise. `path` is one plain shell word.
+int32_t qv_check_md5sum(const char* path, const char* expected);
+
+/// Name of the board, cut to the buffer. Returns 0, or -1 when it cannot be read.
+int32_t qv_get_board_name(std::span<char> buffer);
+
+/// Tells the wifi manager how an upgrade went. Returns 0, or -1 without its acknowledgement.
+int32_t qv_mgr_set_fw_upgrade_status(uint32_t value);
+
+#endif

@@ -1,0 +1,156 @@
+#include "wireless/ap_configs.h"
+
+#include "messages/json_field.h"
+#include "messages/record_fields.h"
+#include "wifimgr/channel.h"
+
+#include <cstdio>
+#include <cstring>
+#include <iterator>
+
+namespace {
+
+using enum ApConfigsReading;
+
+/// A field of the records as the typed reader takes it, in the order of reading.
+struct ApConfigsField {
+    const char* key;
+    FieldType type;
+    uint16_t offset; ///< in its record, in bytes
+    uint16_t width;
+};
+
+constexpr ApConfigsField RADIO_FIELDS[] = {
+    {"channel", FIELD_TYPE_UINT16, QV_RECORD_MEMBER(ApConfigsRadio, channel)},
+    {"disabled", FIELD_TYPE_UINT8, QV_RECORD_MEMBER(ApConfigsRadio, disabled)},
+    {"txpower", FIELD_TYPE_UINT8, QV_RECORD_MEMBER(ApConfigsRadio, txpower)},
+    {"country", FIELD_TYPE_UINT16, QV_RECORD_MEMBER(ApConfigsRadio, country)},
+    {"hwmode", FIELD_TYPE_STRING, QV_RECORD_MEMBER(ApConfigsRadio, hwmode)},
+    {"htmode", FIELD_TYPE_STRING, QV_RECORD_MEMBER(ApConfigsRadio, htmode)},
+};
+constexpr ApConfigsField VAP_FIELDS[] = {
+    {"ssid", FIELD_TYPE_STRING, QV_RECORD_MEMBER(ApConfigsVap, ssid)},
+    {"opmode", FIELD_TYPE_STRING, QV_RECORD_MEMBER(ApConfigsVap, opmode)},
+    {"network", FIELD_TYPE_STRING, QV_RECORD_MEMBER(ApConfigsVap, network)},
+    {"key", FIELD_TYPE_STRING, QV_RECORD_MEMBER(ApConfigsVap, key)},
+    {"encryption", FIELD_TYPE_STRING, QV_RECORD_MEMBER(ApConfigsVap, encryption)},
+};
+
+/// Where in the command a field stands, as a log line says it.
+struct Place {
+    char text[48] = "";
+};
+
+Place radio_place(size_t radio) {
+    Place place;
+    snprintf(place.text, sizeof place.text, "radio %zu, ", radio);
+    return place;
+}
+
+Place vap_place(size_t radio, size_t vap) {
+    Place place;
+    snprintf(place.text, sizeof place.text, "radio %zu, vap %zu, ", radio, vap);
+    return place;
+}
+
+ApConfigsReading refuse(const Place& place, const char* key, size_t length, size_t room) {
+    printf("QV_ERR: apconfigs refused: %s%s: length %zu, at most %zu\n", place.text, key, length,
+           room);
+    return refused;
+}
+
+/// Length of the text that a member gives to a text field.
+size_t text_length(json_object* object, const char* key) {
+    const char* const text = json_object_get_string(qv_json_member(object, key));
+    return text == nullptr ? 0 : strlen(text);
+}
+
+FieldDestination destination(std::span<std::byte> record, const ApConfigsField& field) {
+    const std::span<std::byte> bytes = record.subspan(field.offset, field.width);
+    if (field.type == FIELD_TYPE_STRING) {
+        return std::span(reinterpret_cast<char*>(bytes.data()), bytes.size());
+    }
+    return bytes;
+}
+
+/// Lengths are looked at before the typed reader runs, so that it has nothing to say of them.
+ApConfigsReading read_fields(json_object* object, std::span<std::byte> record,
+                             std::span<const ApConfigsField> fields, const Place& place) {
+    for (const ApConfigsField& field : fields) {
+        if (field.type == FIELD_TYPE_STRING) {
+            const size_t length = text_length(object, field.key);
+            if (length >= field.width) {
+                return refuse(place, field.key, length, field.width - size_t{1});
+            }
+        }
+        if (map_json_field_to_value(object, field.type, field.key, destination(record, field)) !=
+            1) {
+            return incomplete;
+        }
+    }
+    return complete;
+}
+
+ApConfigsReading read_vaps(json_object* vap_list, ApConfigsRadio& radio, size_t number) {
+    if (json_object_is_type(vap_list, json_type_array) == 0) {
+        return incomplete;
+    }
+    const size_t count = json_object_array_length(vap_list);
+    if (count > std::size(radio.vaps)) {
+        return refuse(radio_place(number), "vap_list", count, std::size(radio.vaps));
+    }
+    radio.num_vaps = static_cast<uint32_t>(count);
+    ApConfigsReading reading = complete;
+    for (size_t i = 0; i < count && reading == complete; ++i) {
+        reading = read_fields(json_object_array_get_idx(vap_list, i),
+                              qv_record_bytes(radio.vaps[i]), VAP_FIELDS, vap_place(number, i));
+    }
+    return reading;
+}
+
+ApConfigsReading read_radio(json_object* object, ApConfigsRadio& radio, size_t number) {
+    const ApConfigsReading reading =
+        read_fields(object, qv_record_bytes(radio), RADIO_FIELDS, radio_place(number));
+    return reading == complete ? read_vaps(qv_json_member(object, "vap_list"), radio, number)
+                               : reading;
+}
+
+ApConfigsReading read_radios(json_object* radio_list, ApConfigs& record) {
+    if (json_object_is_type(radio_list, json_type_array) == 0) {
+        return incomplete;
+    }
+    const size_t count = json_object_array_length(radio_list);
+    if (count > std::size(record.radios)) {
+        return refuse({}, "radio_list", count, std::size(record.radios));
+    }
+    record.num_radios = static_cast<uint32_t>(count);
+    ApConfigsReading reading = complete;
+    for (size_t i = 0; i < count && reading == complete; ++i) {
+        reading = read_radio(json_object_array_get_idx(radio_list, i), record.radios[i], i);
+    }
+    return reading;
+}
+
+} // namespace
+
+int32_t qv_json_parse_msg_get_apconfigs(ApConfigs& record, const char* payload, uint32_t length,
+                                        ApConfigsReading* reading) {
+    const JsonPtr root = inet_recv_request(payload, length);
+    const ApConfigsReading result =
+        read_radios(qv_json_path(root.get(), {"data", "apconfigs", "radio_list"}), record);
+    if (reading != nullptr) {
+        *reading = result;
+    }
+    return result == complete ? 0 : -1;
+}
+
+int32_t qv_mgr_set_apconfigs(const ApConfigs& record) {
+    return qv_wifi_mgr_apply(WIFI_MGR_SET_APCONFIGS, qv_record_bytes(record));
+}
+
+int32_t qv_set_ap_configs(AgentContext& /*context*/, const char* payload, uint32_t length) {
+    ApConfigs record{};
+    ApConfigsReading reading = complete;
+    qv_json_parse_msg_get_apconfigs(record, payload, length, &reading);
+    return reading == refused ? -1 : qv_mgr_set_apconfigs(record);
+}

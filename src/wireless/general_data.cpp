@@ -1,0 +1,24 @@
+#include "wireless/general_data.h"
+
+#include "messages/json_field.h"
+#include "wifimgr/channel.h"
+
+#include <cstdio>
+#include <cstring>
+
+int32_t qv_mgr_set_general_data(const char* text) {
+    return qv_wifi_mgr_apply(WIFI_MGR_SET_GENERAL_DATA,
+                             std::as_bytes(std::span(text, strlen(text) + 1)));
+}
+
+int32_t qv_set_general_data(AgentContext& /*context*/, const char* payload, uint32_t length) {
+    printf("SUB MSG: payload=%s\n", payload);
+    char text[64] = {};
+    GeneralData found = GeneralData::absent;
+    qv_json_parse_msg_get_general_data(text, payload, length, &found);
+    if (found == GeneralData::too_long) {
+        printf("QV_ERR: general_data refused: longer than %zu characters\n", sizeof text - 1);
+        return -1;
+    }
+    return qv_mgr_set_general_data(text);
+}

@@ -1,0 +1,109 @@
+#include "wireless/maclist.h"
+
+#include "broker/session.h"
+#include "messages/json_field.h"
+#include "messages/record_fields.h"
+#include "platform/zendry_common.h"
+#include "wifimgr/channel.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+using enum RecordFieldType;
+
+constexpr ReportKind UCI_VAP_MACLIST = {
+    .kind = 0, .type = 1014, .data_key = "uci_vap_maclist", .body = ReportBody::object};
+
+constexpr RecordField MACLIST_FIELDS[] = {
+    {"maclist_size", i32, QV_RECORD_MEMBER(MacListControl, maclist_size)},
+    {"wifi0Flag", i32, QV_RECORD_MEMBER(MacListControl, wifi0Flag)},
+    {"wifi1Flag", i32, QV_RECORD_MEMBER(MacListControl, wifi1Flag)},
+};
+
+/// Sections of the package "wireless" that hold the lists, and the flags that select them.
+struct MacListSection {
+    int32_t MacListControl::*flag;
+    const char* section;
+};
+constexpr MacListSection MACLIST_SECTIONS[] = {
+    {&MacListControl::wifi0Flag, "@wifi-iface[0]"},
+    {&MacListControl::wifi1Flag, "@wifi-iface[1]"},
+};
+
+JsonPtr new_body(int32_t wifi_index) {
+    JsonPtr body(json_object_new_object());
+    int32_t status = 0;
+    qv_get_vap_maclist_status(status, wifi_index);
+    if (body != nullptr) {
+        map_value_to_json_field(body.get(), FIELD_TYPE_INT, "uploading_status", &status);
+    }
+    return body;
+}
+
+} // namespace
+
+int32_t qv_get_vap_maclist_status(int32_t& status, int32_t wifi_index) {
+    qv_wifi_mgr_query(WIFI_MGR_GET_VAP_MACLIST_STATUS, qv_record_bytes(wifi_index),
+                      qv_record_bytes(status));
+    return 0;
+}
+
+int32_t qv_json_build_msg_uci_vap_maclist(AgentContext& context, int32_t wifi_index,
+                                          ReportBuffer& buffer, uint32_t& length) {
+    return qv_json_build_msg_with_body(context, UCI_VAP_MACLIST, new_body(wifi_index), buffer,
+                                       length);
+}
+
+int32_t qv_json_parse_msg_get_maclist(MacListControl& record, const char* payload,
+                                      uint32_t /*length*/) {
+    const JsonPtr root(json_tokener_parse(payload));
+    qv_json_to_record(qv_json_path(root.get(), {"data", "general_data"}), qv_record_bytes(record),
+                      MACLIST_FIELDS);
+    return 0;
+}
+
+int32_t qv_mgr_set_maclist(const MacListControl& record) {
+    return qv_wifi_mgr_apply(WIFI_MGR_SET_MACLIST, qv_record_bytes(record));
+}
+
+int32_t qv_report_maclist_status(AgentContext& context, const char* payload, uint32_t length) {
+    char text[8] = {}; // too short for a number that atoi could not hold
+    GeneralData found = GeneralData::absent;
+    qv_json_parse_msg_get_general_data(text, payload, length, &found);
+    if (found == GeneralData::too_long) {
+        printf("QV_ERR: wifi index refused: longer than %zu characters\n", sizeof text - 1);
+        return -1;
+    }
+    printf("\n-----wifi_index:%s----------\n", text);
+    printf("\n-----wifi_index:len:%d----------\n", static_cast<int>(strlen(text)));
+    ReportBuffer buffer;
+    uint32_t report_length = 0;
+    if (qv_json_build_msg_uci_vap_maclist(context, atoi(text), buffer, report_length) < 0) {
+        puts("QV_ERR: failed to fetch wifi vap maclist..");
+    }
+    qv_mqtt_publish(context, buffer.text(), report_length);
+    return 0;
+}
+
+int32_t qv_set_maclist(AgentContext& /*context*/, const char* payload, uint32_t length) {
+    MacListControl record{};
+    qv_json_parse_msg_get_maclist(record, payload, length);
+    return qv_mgr_set_maclist(record);
+}
+
+int32_t qv_delete_maclist(AgentContext& /*context*/, const char* payload, uint32_t length) {
+    MacListControl record{};
+    qv_json_parse_msg_get_maclist(record, payload, length);
+    uciInit();
+    for (const MacListSection& row : MACLIST_SECTIONS) {
+        if (record.*row.flag == 1) {
+            uciDelete("wireless", row.section, "maclist");
+            uciCommit("wireless");
+        }
+    }
+    uciDestroy();
+    return 0;
+}

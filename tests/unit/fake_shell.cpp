@@ -1,0 +1,37 @@
+#include "fake_shell.h"
+
+#include "platform/device_paths.h"
+#include "platform/shell.h"
+
+#include <cstdio>
+
+namespace {
+char firmware_image[128];
+char board_name[128];
+} // namespace
+
+const DevicePaths qv_device_paths{.firmware_image = firmware_image, .board_name = board_name};
+
+void fake_device_paths(const std::string& folder) {
+    snprintf(firmware_image, sizeof firmware_image, "%s/image", folder.c_str());
+    snprintf(board_name, sizeof board_name, "%s/board_name", folder.c_str());
+}
+
+FakeShell& fake_shell() {
+    static FakeShell instance;
+    return instance;
+}
+
+int32_t qv_run_shell(const char* command) {
+    printf("%s%s\n", SHELL_LINE, command);
+    fake_shell().commands.emplace_back(command);
+    const std::string text = command;
+    const auto scripted = fake_shell().status.find(text.substr(0, text.find(' ')));
+    return scripted == fake_shell().status.end() ? 0 : scripted->second;
+}
+
+int32_t qv_read_shell(const char* command, std::span<char> output) {
+    const int32_t status = qv_run_shell(command);
+    snprintf(output.data(), output.size(), "%s", fake_shell().output.c_str());
+    return status;
+}
