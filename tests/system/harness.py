@@ -55,6 +55,11 @@ class Timeline:
         with self._changed:
             return self._items[since:]
 
+    def clear(self):
+        """Forgets everything: marks made before point nowhere any more."""
+        with self._changed:
+            self._items.clear()
+
     def wait(self, wanted, timeout, since=0, count=1, what="item"):
         """Returns the time and value of the count-th wanted item from position since on."""
         deadline = time.monotonic() + timeout
