@@ -9,8 +9,8 @@ struct json_object;
 
 enum class ReportBody : uint8_t { object, array, status };
 
-/// Fills an empty body; false drops the report.
-using ReportFill = bool(AgentContext& context, json_object* body);
+/// Fills an empty body; false drops the report. `argument` is for a report outside the catalogue.
+using ReportFill = bool(AgentContext& context, json_object* body, int32_t argument);
 
 /// One row of the catalogue.
 struct ReportKind {

@@ -52,14 +52,14 @@ private:
 int32_t qv_json_build_msg(AgentContext& context, int32_t kind, ReportBuffer& buffer,
                           uint32_t& length);
 
-/// The same for a report outside the catalogue, given its row and finished body.
-int32_t qv_json_build_msg_with_body(AgentContext& context, const ReportKind& row, JsonPtr body,
-                                    ReportBuffer& buffer, uint32_t& length);
+/// The same for a report outside the catalogue, given its row and what its fill is to be told.
+int32_t qv_json_build_msg_of_row(AgentContext& context, const ReportKind& row, int32_t argument,
+                                 ReportBuffer& buffer, uint32_t& length);
 
 /// Wall-clock time in milliseconds since 1970-01-01 00:00:00 UTC.
 uint64_t qv_get_timestamp_ms();
 
 /// Body of REPORT_DEVICE_DISCOVERY: the MAC address.
-bool qv_fill_device_discovery(AgentContext& context, json_object* body);
+bool qv_fill_device_discovery(AgentContext& context, json_object* body, int32_t argument);
 
 #endif
