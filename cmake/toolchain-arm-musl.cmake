@@ -8,6 +8,11 @@ set(CMAKE_C_COMPILER ${folder}/tools/cc)
 set(CMAKE_CXX_COMPILER ${folder}/tools/c++)
 set(CMAKE_AR ${folder}/tools/ar)
 set(CMAKE_RANLIB ${folder}/tools/ranlib)
+# For objects of link-time optimisation CMake would look for tools of a Clang of the host.
+foreach(language C CXX)
+    set(CMAKE_${language}_COMPILER_AR ${CMAKE_AR})
+    set(CMAKE_${language}_COMPILER_RANLIB ${CMAKE_RANLIB})
+endforeach()
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm)
 
 set(CMAKE_PREFIX_PATH ${folder}/libraries)

@@ -16,7 +16,9 @@ import gauge
 import harness
 
 WARM_UP_ROUNDS = 50
-GROWTH_KIB = 64  # a few pages of noise
+# Threads that free what others allocated leave holes in glibc's heaps until these have settled,
+# on 32-bit ARM after some 1,500 rounds; 64 bytes lost per report would be more than that.
+GROWTH_KIB = 124
 REPORTS = ((1024, 1005), (1028, 1009))  # command, report
 
 

@@ -1,7 +1,7 @@
 """What a running agent uses, read from /proc.
 
-Under the emulator the agent's own memory is what lies in the 4 GiB from GUEST_BASE on; the rest
-belongs to the emulator.
+Under the emulator the agent's own memory is what lies in the 4 GiB from GUEST_BASE on; the rest,
+and one thread, belongs to the emulator.
 """
 import dataclasses
 import os
@@ -47,12 +47,8 @@ def usage(process):
             counts = int(mapping[1], 16) in addresses
         elif counts and (name := line.partition(":")[0]) in sums:
             sums[name] += int(line.split()[1])
-    return Usage(
-        sums["Rss"],
-        sums["Pss"],
-        len(os.listdir(folder / "fd")),
-        len(os.listdir(folder / "task")),
-    )
+    threads = len(os.listdir(folder / "task")) - (1 if emulated(process.args) else 0)
+    return Usage(sums["Rss"], sums["Pss"], len(os.listdir(folder / "fd")), threads)
 
 
 def cpu_seconds(process):
