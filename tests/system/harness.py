@@ -90,6 +90,7 @@ class Agent:
             stdin=subprocess.DEVNULL,
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,
+            start_new_session=True,  # a process group that a test can signal as a whole
         )
         self.started = time.monotonic()
         self._end_examined = False
@@ -381,6 +382,12 @@ def tool_calls():
     """What the device tools were called with, oldest first."""
     calls = AP_DIR / "tools/calls"
     return [json.loads(line) for line in calls.read_text().splitlines()] if calls.exists() else []
+
+
+def set_tool(tool, status=0, delay=0):
+    """How the calls of a stand-in tool end from now on, and how many seconds they last."""
+    (AP_DIR / "tools" / f"{tool}.status").write_text(str(status))
+    (AP_DIR / "tools" / f"{tool}.delay").write_text(str(delay))
 
 
 def sanitized():
