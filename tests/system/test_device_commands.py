@@ -87,7 +87,7 @@ def test_notes(controller, agent):
         controller.send(general_data(1017, given))
         agent.wait_in_order(
             ["QV: update equipment_notes data: "] * 2
-            + [f"qv_set_equipment_notes: uci{call}" for call in ("Init", "Set", "Commit", "Destroy")]
+            + [f"qv_set_equipment_notes: uci{c}" for c in ("Init", "Set", "Commit", "Destroy")]
             + ["process_msg->type 1017", "qv_agent_controller_thread: unknown msg type"],
             3,
             mark,
