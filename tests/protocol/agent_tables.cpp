@@ -7,10 +7,10 @@
 #include "maintenance/device_commands.h"
 #include "maintenance/fw_params.h"
 #include "messages/report.h"
-#include "network/network_config.h"
 #include "report_kinds.h"
 #include "settings/system_config_record.h"
 #include "settings/system_config_table.h"
+#include "wifimgr/messages.h"
 #include "wireless/general_data.h"
 #include "wireless/maclist.h"
 #include "wireless/record_tables.h"
@@ -88,7 +88,8 @@ json_object* new_members(std::span<const Field> fields) {
     return members;
 }
 
-/// By the names of the schemas' definitions.
+/// By the names of the schemas' definitions. Network settings are reported by the tables that they
+/// are set by, so their reports tell them.
 json_object* new_tables() {
     json_object* const tables = json_object_new_object();
     add(tables, "vap", new_members(qv_vap_fields));
@@ -98,9 +99,6 @@ json_object* new_tables() {
     add(tables, "apConfigsRadio", new_members(qv_apconfigs_radio_fields));
     add(tables, "apConfigsVap", new_members(qv_apconfigs_vap_fields));
     add(tables, "systemSettings", new_members(qv_system_config_fields));
-    add(tables, "lan", new_members(NETWORK_LAN.fields));
-    add(tables, "wan", new_members(NETWORK_WAN.fields));
-    add(tables, "wan6", new_members(NETWORK_WAN6.fields));
     add(tables, "upgrade", new_members(qv_fw_fields));
     return tables;
 }

@@ -38,8 +38,18 @@ def is_limit(schema, limit):
     return schema.get("x-maxBytes", limit) == schema.get("maxLength", limit) == limit
 
 
+def network_members(tables):
+    """Of settings that are reported by the table that sets them."""
+    for report in tables["reports"]:
+        ((key, body),) = report["data"].items()
+        if key.startswith("uci_network_"):
+            yield key.removeprefix("uci_network_"), {name: len(body[name]) for name in body}
+
+
 def test_members_of_commands(tables):
-    for name, members in tables["members"].items():
+    every = tables["members"] | dict(network_members(tables))
+    assert {"lan", "wan", "wan6"} < set(every)
+    for name, members in every.items():
         properties = contract.COMMANDS["$defs"][name]["properties"]
         assert sorted(properties) == sorted([*members, *LISTS.get(name, [])]), name
         for key, limit in members.items():
