@@ -15,6 +15,7 @@ import subprocess
 import threading
 import time
 
+import contract
 import paho.mqtt.client as mqtt
 
 AP_DIR = pathlib.Path(os.environ.get("AP_DIR", "/nonexistent"))
@@ -214,11 +215,16 @@ class Broker:
 
 
 class Controller:
-    """The controller's side of the broker. Reports arrive as dictionaries in .reports."""
+    """The controller's side of the broker. Reports arrive as dictionaries in .reports.
+
+    Every report must keep the contract of docs/protocol, and so must every command unless it is
+    sent as one that does not.
+    """
 
     def __init__(self, topic):
         self.topic = topic
         self.reports = Timeline()
+        self.faults = []
         self._ready = threading.Event()
         version = getattr(mqtt, "CallbackAPIVersion", None)
         self._client = mqtt.Client(*([version.VERSION1] if version else []), client_id="controller")
@@ -230,9 +236,11 @@ class Controller:
 
     def _keep(self, payload):
         try:
-            self.reports.add(json.loads(payload))
+            report = json.loads(payload)
         except ValueError:
-            self.reports.add({"type": None, "raw": payload})
+            report = {"type": None, "raw": payload}
+        self.faults += contract.report_faults(report)
+        self.reports.add(report)
 
     def connect(self):
         self._client.connect("127.0.0.1", 1883)
@@ -250,11 +258,17 @@ class Controller:
         self._ready.clear()
         self.connect()
 
-    def send(self, command):
-        """Sends a command: a type number, a dictionary or raw bytes."""
+    def send(self, command, valid=True):
+        """Sends a command: a type number, a dictionary, or raw bytes, which may be anything.
+
+        `valid` tells whether it keeps the contract.
+        """
         if isinstance(command, int):
             command = {"type": command, "timestamp": int(time.time() * 1000)}
         payload = command if isinstance(command, bytes) else json.dumps(command)
+        if isinstance(payload, str):
+            faults = contract.command_faults(payload)
+            assert bool(faults) != valid, faults or f"keeps the contract: {payload}"
         self._client.publish(self.topic, payload)
 
     def wait_report(self, kind, timeout, since=0, count=1):
@@ -269,6 +283,7 @@ class Controller:
     def close(self):
         self._client.loop_stop()
         self._client.disconnect()
+        assert not self.faults, self.faults
 
 
 class WifiManager:
