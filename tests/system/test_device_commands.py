@@ -39,9 +39,9 @@ def general_data(command, text):
 def test_passwords(controller, agent, device_tools):
     set_tool("passwd", 1)  # of no consequence
     for text in REFUSED:
-        controller.send(general_data(1016, text))
+        controller.send(general_data(1016, text), valid=None)
     for text in PASSWORDS:
-        controller.send(general_data(1016, text))
+        controller.send(general_data(1016, text), valid=None)
     poll(lambda: len(tool_calls()) == len(PASSWORDS), 50, "calls of passwd")
     for text, call in zip(PASSWORDS, tool_calls()):
         assert call["args"] == ["admin"]
@@ -58,8 +58,8 @@ def test_clock_and_wifi(controller, agent, device_tools):
     refused = [None, "soon", True, 253402400000000, -(1 << 63)]
     set_tool("date", 1)
     for timestamp in clocks + refused:
-        controller.send({"type": 1015, "timestamp": timestamp})
-    controller.send({"type": 1015})
+        controller.send({"type": 1015, "timestamp": timestamp}, valid=None)
+    controller.send({"type": 1015}, valid=None)
     controller.send(1021)
     poll(lambda: tool_calls()[-1:] == [{"tool": "wifi", "args": ["reload"]}], 10, "wifi reload")
     seconds = [int(int(timestamp) / 1000) for timestamp in clocks]
@@ -84,7 +84,7 @@ def test_notes(controller, agent):
         ({"a": 1}, "'{ \"a\": 1 }'"),
     ):
         mark = agent.log.mark()
-        controller.send(general_data(1017, given))
+        controller.send(general_data(1017, given), valid=None)
         agent.wait_in_order(
             ["QV: update equipment_notes data: "] * 2
             + [f"qv_set_equipment_notes: uci{c}" for c in ("Init", "Set", "Commit", "Destroy")]
@@ -96,6 +96,6 @@ def test_notes(controller, agent):
         assert len(cut) == (len(str(given).encode()) > 31)
         assert stored_notes() == stored
     mark = agent.log.mark()
-    controller.send({"type": 1017, "timestamp": 1})
+    controller.send({"type": 1017, "timestamp": 1}, valid=None)
     agent.wait_line("^qv_set_equipment_notes: uciDestroy$", 3, mark)
     assert stored_notes() == "''"

@@ -113,7 +113,7 @@ def test_failures(controller, wifi_manager, images, agent, command):
         images.requests.clear()
         mark, noted = controller.reports.mark(), wifi_manager.log.mark()
         log, errors = agent.log.mark(), agent.errors.mark()
-        controller.send(upgrade(command, images, **changes))
+        controller.send(upgrade(command, images, **changes), valid=None)
         wanted = [201, status] if command == 1032 else [status]
         wait_statuses(controller, mark, wanted)
         wait_served(controller)
@@ -172,7 +172,7 @@ def test_after_sysupgrade_in_the_background_the_device_restarts(controller, imag
     BOARD.write_text(SYSUPGRADE_BOARD)
     set_tool("sysupgrade", 1)
     mark = controller.reports.mark()
-    controller.send(upgrade(1032, images, save_config="true", reboot="1"))
+    controller.send(upgrade(1032, images, save_config="true", reboot="1"), valid=False)
     wait_statuses(controller, mark, [201, 203])
     poll(lambda: tools_called() == [f"sysupgrade -n {IMAGE}"], 3, "sysupgrade")
     check_discarded(controller, agent, 1034, upgrade(1002, images))
@@ -200,7 +200,7 @@ def test_flash_again(controller, images, own_tool, start_agent, broker, wifi_man
         IMAGE.write_text("image" if present else "")
         flashed.write_text("")
         called, mark = len(tools_called()), controller.reports.mark()
-        controller.send(flash(**params))
+        controller.send(flash(**params), valid=None)
         wait_statuses(controller, mark, [status])
         log = agent.log.mark()
         controller.send(1034)
@@ -224,7 +224,7 @@ def test_tools_inherit_nothing(controller, images, own_tool, start_agent, broker
     mark = controller.reports.mark()
     controller.send(upgrade(1032, images))
     poll(lambda: images.requests, 5, "request")  # so a download's descriptors are open, too
-    controller.send(flash())
+    controller.send(flash(), valid=None)
     wait_statuses(controller, mark, [201, 2])
     # 3 is the folder that ls itself reads.
     none = "0" * 16
@@ -245,7 +245,7 @@ def test_flashing_outlives_signals_to_the_agent(
         agent = start_agent()
         broker.wait_subscribed(number)
         mark = controller.reports.mark()
-        controller.send(flash() if command == 1033 else upgrade(command, images))
+        controller.send(flash() if command == 1033 else upgrade(command, images), valid=None)
         poll(progress.exists, 5, "flashing tool")
         for signal_number in (signal.SIGINT, signal.SIGTERM):  # Ctrl-C goes to the whole group
             os.killpg(agent.process.pid, signal_number)
