@@ -21,6 +21,8 @@ import paho.mqtt.client as mqtt
 AP_DIR = pathlib.Path(os.environ.get("AP_DIR", "/nonexistent"))
 ZENDRY_ROOT = pathlib.Path(os.environ.get("ZENDRY_ROOT", "/nonexistent"))
 BUILD_DIR = pathlib.Path(os.environ.get("QV_BUILD_DIR", "/nonexistent"))
+# A foreign agent's command begins with the emulator that runs it.
+AGENT = shlex.split(os.environ.get("QV_AGENT", "")) or [str(BUILD_DIR / "qvagent")]
 REPORT_TOPIC = "qv/dev_to_controller"
 
 DISCOVERY = 1000
@@ -53,6 +55,11 @@ class Timeline:
     def items(self, since=0):
         with self._changed:
             return self._items[since:]
+
+    def clear(self):
+        """Forgets everything: marks made before point nowhere any more."""
+        with self._changed:
+            self._items.clear()
 
     def wait(self, wanted, timeout, since=0, count=1, what="item"):
         """Returns the time and value of the count-th wanted item from position since on."""
@@ -87,7 +94,7 @@ class Agent:
         self.log = Timeline()
         self.errors = Timeline()
         self.process = subprocess.Popen(
-            [str(BUILD_DIR / "qvagent")],
+            AGENT,
             stdin=subprocess.DEVNULL,
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,
