@@ -40,6 +40,7 @@ bool format_local_time(int64_t seconds, std::span<char, LOCAL_TIME_SIZE> text) {
     static_assert(sizeof(time_t) == sizeof seconds);
     const time_t clock = seconds;
     tm local{};
+    tzset(); // a zone that was changed since: localtime_r(3) need not look, localtime(3) does
     return localtime_r(&clock, &local) != nullptr && local.tm_year >= 1000 - TM_YEAR_BASE &&
            local.tm_year <= 9999 - TM_YEAR_BASE &&
            strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local) != 0;
@@ -77,14 +78,13 @@ int32_t qv_set_system_time(AgentContext& /*context*/, const char* payload, uint3
 
 namespace {
 
-constexpr size_t PASSWORD_MAX = 19;
-
 /// Ends the quoted text of `echo '` and starts that of a printf in its place.
 constexpr std::string_view PRINTF_INSTEAD = R"('>/dev/null; printf '%s\n' ')";
 constexpr std::string_view ESCAPED_QUOTE = R"('\'')";
 
 /// The longest escaped password with its NUL.
-constexpr size_t ESCAPED_SIZE = PRINTF_INSTEAD.size() + PASSWORD_MAX * ESCAPED_QUOTE.size() + 1;
+constexpr size_t ESCAPED_SIZE =
+    PRINTF_INSTEAD.size() + ADMIN_PASSWORD_MAX * ESCAPED_QUOTE.size() + 1;
 
 bool has_control_characters(std::string_view text) {
     return std::ranges::any_of(text, [](char character) {
@@ -118,8 +118,8 @@ void escape_password(std::string_view password, std::span<char, ESCAPED_SIZE> es
 int32_t qv_set_admin_password(AgentContext& /*context*/, const char* payload, uint32_t /*length*/) {
     printf("SUB MSG: payload=%s\n", payload);
     const GeneralDataText data = qv_json_parse_msg_general_data(payload);
-    if (data.text.size() > PASSWORD_MAX) {
-        printf("QV_ERR: password refused: longer than %zu bytes\n", PASSWORD_MAX);
+    if (data.text.size() > ADMIN_PASSWORD_MAX) {
+        printf("QV_ERR: password refused: longer than %zu bytes\n", ADMIN_PASSWORD_MAX);
         return 0;
     }
     if (has_control_characters(data.text)) {
@@ -141,12 +141,10 @@ int32_t qv_set_admin_password(AgentContext& /*context*/, const char* payload, ui
 
 namespace {
 
-constexpr size_t NOTES_MAX = 31;
-
 /// The note as a C text, cut where it must be.
 std::string_view fitting_notes(std::string_view text) {
     const std::string_view notes = text.substr(0, text.find('\0'));
-    const size_t size = qv_utf8_cut(notes, NOTES_MAX);
+    const size_t size = qv_utf8_cut(notes, EQUIPMENT_NOTES_MAX);
     if (size < notes.size()) {
         printf("QV_INFO: equipment_notes cut from %zu to %zu bytes\n", notes.size(), size);
     }
@@ -157,7 +155,7 @@ std::string_view fitting_notes(std::string_view text) {
 
 int32_t qv_set_equipment_notes(AgentContext& /*context*/, const char* payload,
                                uint32_t /*length*/) {
-    char notes[NOTES_MAX + 1] = {};
+    char notes[EQUIPMENT_NOTES_MAX + 1] = {};
     {
         const GeneralDataText data = qv_json_parse_msg_general_data(payload);
         std::ranges::copy(fitting_notes(data.text), notes);

@@ -9,11 +9,6 @@
 
 namespace {
 
-struct FwField {
-    const char* key;
-    std::span<char> (*field)(FwParams& params);
-};
-
 template <auto member>
 std::span<char> field(FwParams& params) {
     return params.*member;
@@ -56,6 +51,8 @@ FwParamsResult read_fields(FwParams& params, json_object* fw_params) {
 }
 
 } // namespace
+
+const std::span<const FwField> qv_fw_fields = FIELDS;
 
 FwParamsResult qv_json_parse_msg_get_fw_params(FwParams& params, const char* payload,
                                                uint32_t length) {

@@ -3,6 +3,7 @@
 #define QV_MAINTENANCE_FW_PARAMS_H
 
 #include <cstdint>
+#include <span>
 
 /// Longest command text of an upgrade, in bytes.
 inline constexpr uint32_t FW_COMMAND_MAX = 300;
@@ -16,6 +17,15 @@ struct FwParams {
     char save_config[8];  ///< "1" keeps the device's configuration
     char reboot[8];       ///< "1" reboots after updata_rootfs.sh has succeeded
 };
+
+/// A member of "fw_params" and the text that it fills.
+struct FwField {
+    const char* key;
+    std::span<char> (*field)(FwParams& params);
+};
+
+/// In the order of reading.
+extern const std::span<const FwField> qv_fw_fields;
 
 enum class FwParamsResult : int32_t {
     complete = 0,

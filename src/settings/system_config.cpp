@@ -4,28 +4,13 @@
 #include "messages/record_fields.h"
 #include "messages/report.h"
 #include "messages/text.h"
+#include "settings/system_config_table.h"
 #include "wifimgr/channel.h"
 
 #include <algorithm>
 #include <cstdio>
 
 namespace {
-
-using enum RecordFieldType;
-
-constexpr RecordField SYSTEM_CONFIG_FIELDS[] = {
-    {"hostname", text, QV_RECORD_MEMBER(SystemConfigRecord, hostname), "hostname"},
-    {"zonename", text, QV_RECORD_MEMBER(SystemConfigRecord, zonename), "zonename"},
-    {"timezone", text, QV_RECORD_MEMBER(SystemConfigRecord, timezone), "timezone"},
-    {"log_size", text, QV_RECORD_MEMBER(SystemConfigRecord, log_size), "log_size"},
-    {"log_ip", text, QV_RECORD_MEMBER(SystemConfigRecord, log_ip), "log_ip"},
-    {"log_port", text, QV_RECORD_MEMBER(SystemConfigRecord, log_port), "log_port"},
-    {"conloglevel", text, QV_RECORD_MEMBER(SystemConfigRecord, conloglevel), "conloglevel"},
-    {"cronloglevel", text, QV_RECORD_MEMBER(SystemConfigRecord, cronloglevel), "cronloglevel"},
-    {"enabled", text, QV_RECORD_MEMBER(SystemConfigRecord, enabled), "enabled"},
-    {"enable_server", text, QV_RECORD_MEMBER(SystemConfigRecord, enable_server), "enable_server"},
-};
-constexpr const char* SERVER_KEY = "server";
 
 /// A report leaves the servers out when every slot is in use.
 constexpr int32_t REPORTED_SERVERS_MAX = SYSTEM_SERVER_SLOTS - 1;
@@ -66,7 +51,7 @@ void set_servers(SystemConfigRecord& record, json_object* servers) {
 
 /// For a record that was filled here: its count is within the slots.
 void print_system_config(const SystemConfigRecord& record) {
-    qv_print_record(qv_record_bytes(record), SYSTEM_CONFIG_FIELDS);
+    qv_print_record(qv_record_bytes(record), qv_system_config_fields);
     printf("server_size: %d\n", record.server_count);
     for (int32_t i = 0; i < record.server_count; ++i) {
         const std::string_view name = qv_field_text(record.server[i]);
@@ -82,9 +67,9 @@ int32_t qv_get_system_config(SystemConfigRecord& record) {
 }
 
 int32_t qv_system_config_to_json(json_object* object, const SystemConfigRecord& record) {
-    if (qv_record_to_json(object, qv_record_bytes(record), SYSTEM_CONFIG_FIELDS) &&
+    if (qv_record_to_json(object, qv_record_bytes(record), qv_system_config_fields) &&
         record.server_count >= 1 && record.server_count <= REPORTED_SERVERS_MAX) {
-        qv_json_add(object, SERVER_KEY, new_servers(record));
+        qv_json_add(object, SYSTEM_SERVER_KEY, new_servers(record));
     }
     return 0;
 }
@@ -93,8 +78,8 @@ int32_t qv_json_parse_msg_get_uci_system(SystemConfigRecord& record, const char*
                                          uint32_t /*length*/) {
     const JsonPtr root(json_tokener_parse(text));
     json_object* const section = qv_json_path(root.get(), {"data", "uci_system"});
-    qv_json_to_record(section, qv_record_bytes(record), SYSTEM_CONFIG_FIELDS);
-    set_servers(record, qv_json_member(section, SERVER_KEY));
+    qv_json_to_record(section, qv_record_bytes(record), qv_system_config_fields);
+    set_servers(record, qv_json_member(section, SYSTEM_SERVER_KEY));
     return 0;
 }
 

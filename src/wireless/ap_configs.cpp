@@ -3,6 +3,7 @@
 #include "messages/json_field.h"
 #include "messages/record_fields.h"
 #include "wifimgr/channel.h"
+#include "wireless/record_tables.h"
 
 #include <cstdio>
 #include <cstring>
@@ -11,30 +12,6 @@
 namespace {
 
 using enum ApConfigsReading;
-
-/// A field of the records as the typed reader takes it, in the order of reading.
-struct ApConfigsField {
-    const char* key;
-    FieldType type;
-    uint16_t offset; ///< in its record, in bytes
-    uint16_t width;
-};
-
-constexpr ApConfigsField RADIO_FIELDS[] = {
-    {"channel", FIELD_TYPE_UINT16, QV_RECORD_MEMBER(ApConfigsRadio, channel)},
-    {"disabled", FIELD_TYPE_UINT8, QV_RECORD_MEMBER(ApConfigsRadio, disabled)},
-    {"txpower", FIELD_TYPE_UINT8, QV_RECORD_MEMBER(ApConfigsRadio, txpower)},
-    {"country", FIELD_TYPE_UINT16, QV_RECORD_MEMBER(ApConfigsRadio, country)},
-    {"hwmode", FIELD_TYPE_STRING, QV_RECORD_MEMBER(ApConfigsRadio, hwmode)},
-    {"htmode", FIELD_TYPE_STRING, QV_RECORD_MEMBER(ApConfigsRadio, htmode)},
-};
-constexpr ApConfigsField VAP_FIELDS[] = {
-    {"ssid", FIELD_TYPE_STRING, QV_RECORD_MEMBER(ApConfigsVap, ssid)},
-    {"opmode", FIELD_TYPE_STRING, QV_RECORD_MEMBER(ApConfigsVap, opmode)},
-    {"network", FIELD_TYPE_STRING, QV_RECORD_MEMBER(ApConfigsVap, network)},
-    {"key", FIELD_TYPE_STRING, QV_RECORD_MEMBER(ApConfigsVap, key)},
-    {"encryption", FIELD_TYPE_STRING, QV_RECORD_MEMBER(ApConfigsVap, encryption)},
-};
 
 /// Where in the command a field stands, as a log line says it.
 struct Place {
@@ -96,15 +73,16 @@ ApConfigsReading read_vaps(json_object* vap_list, ApConfigsRadio& radio, size_t 
     radio.num_vaps = static_cast<uint32_t>(count);
     ApConfigsReading reading = complete;
     for (size_t i = 0; i < count && reading == complete; ++i) {
-        reading = read_fields(json_object_array_get_idx(vap_list, i),
-                              qv_record_bytes(radio.vaps[i]), VAP_FIELDS, vap_place(number, i));
+        reading =
+            read_fields(json_object_array_get_idx(vap_list, i), qv_record_bytes(radio.vaps[i]),
+                        qv_apconfigs_vap_fields, vap_place(number, i));
     }
     return reading;
 }
 
 ApConfigsReading read_radio(json_object* object, ApConfigsRadio& radio, size_t number) {
     const ApConfigsReading reading =
-        read_fields(object, qv_record_bytes(radio), RADIO_FIELDS, radio_place(number));
+        read_fields(object, qv_record_bytes(radio), qv_apconfigs_radio_fields, radio_place(number));
     return reading == complete ? read_vaps(qv_json_member(object, "vap_list"), radio, number)
                                : reading;
 }

@@ -4,12 +4,17 @@
 
 #include "agent/command.h"
 
+#include <cstddef>
+
+/// Longest text, in bytes.
+inline constexpr size_t GENERAL_DATA_MAX = 63;
+
 /// Hands the NUL-terminated text over, with its NUL. Returns 0 when the wifi manager took it, -1
 /// otherwise.
 int32_t qv_mgr_set_general_data(const char* text);
 
-/// Command handler: passes on the text of "data" -> "general_data", at most 63 characters; a
-/// longer one is refused, because the beginning of a JSON text means something else. Returns 0
+/// Command handler: passes on the text of "data" -> "general_data", at most GENERAL_DATA_MAX bytes;
+/// a longer one is refused, because the beginning of a JSON text means something else. Returns 0
 /// when the wifi manager took the text, -1 otherwise.
 CommandHandler qv_set_general_data;
 

@@ -5,20 +5,13 @@
 #include "messages/record_fields.h"
 #include "platform/zendry_common.h"
 #include "wifimgr/channel.h"
+#include "wireless/record_tables.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 namespace {
-
-using enum RecordFieldType;
-
-constexpr RecordField MACLIST_FIELDS[] = {
-    {"maclist_size", i32, QV_RECORD_MEMBER(MacListControl, maclist_size)},
-    {"wifi0Flag", i32, QV_RECORD_MEMBER(MacListControl, wifi0Flag)},
-    {"wifi1Flag", i32, QV_RECORD_MEMBER(MacListControl, wifi1Flag)},
-};
 
 /// Sections of the package "wireless" that hold the lists, and the flags that select them.
 struct MacListSection {
@@ -59,7 +52,7 @@ int32_t qv_json_parse_msg_get_maclist(MacListControl& record, const char* payloa
                                       uint32_t /*length*/) {
     const JsonPtr root(json_tokener_parse(payload));
     qv_json_to_record(qv_json_path(root.get(), {"data", "general_data"}), qv_record_bytes(record),
-                      MACLIST_FIELDS);
+                      qv_maclist_fields);
     return 0;
 }
 

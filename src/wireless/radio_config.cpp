@@ -4,6 +4,7 @@
 #include "messages/record_fields.h"
 #include "messages/report.h"
 #include "wifimgr/channel.h"
+#include "wireless/record_tables.h"
 
 #include <cstdio>
 
@@ -22,35 +23,6 @@ constexpr RecordField RADIO_FIELDS[] = {
     {"htmode", text, QV_RECORD_MEMBER(RadioEntry, htmode)},
 };
 
-/// A row that is printed as soon as a command sets it.
-constexpr RecordField printed(RecordField field) {
-    field.print_when_set = true;
-    return field;
-}
-
-/// Members of "general_data" and, after them, of its first VAP, in the order of the log.
-constexpr RecordField CONFIG_FIELDS[] = {
-    {"channel", text, QV_RECORD_MEMBER(RadioConfigRecord, channel), "channel"},
-    {"freq", text, QV_RECORD_MEMBER(RadioConfigRecord, freq)},
-    {"txpower", text, QV_RECORD_MEMBER(RadioConfigRecord, txpower), "txpower"},
-    {"country", text, QV_RECORD_MEMBER(RadioConfigRecord, country), "country"},
-    {"radio_type", text, QV_RECORD_MEMBER(RadioConfigRecord, radio_type), "radio_type"},
-    {"radio_name", text, QV_RECORD_MEMBER(RadioConfigRecord, radio_name)},
-    {"hwmode", text, QV_RECORD_MEMBER(RadioConfigRecord, hwmode), "hwmode"},
-    {"htmode", text, QV_RECORD_MEMBER(RadioConfigRecord, htmode), "htmode"},
-};
-constexpr RecordField FIRST_VAP_FIELDS[] = {
-    printed({"ssid", text, QV_RECORD_MEMBER(RadioConfigRecord, ssid), "wifi_ssid"}),
-    printed({"key", text, QV_RECORD_MEMBER(RadioConfigRecord, key), "wifi_password"}),
-    printed({"opmode", text, QV_RECORD_MEMBER(RadioConfigRecord, opmode), "opmode"}),
-    printed({"encryption", text, QV_RECORD_MEMBER(RadioConfigRecord, encryption), "encryption"}),
-    {"sae", text, QV_RECORD_MEMBER(RadioConfigRecord, sae), "sae"},
-    {"sae_password", text, QV_RECORD_MEMBER(RadioConfigRecord, sae_password), "sae_password"},
-    {"sae_pwe", text, QV_RECORD_MEMBER(RadioConfigRecord, sae_pwe), "sae_pwe"},
-    {"sae_require_mfp", text, QV_RECORD_MEMBER(RadioConfigRecord, sae_require_mfp),
-     "sae_require_mfp"},
-};
-
 } // namespace
 
 int32_t qv_get_radio_config(RadioList& record) {
@@ -67,18 +39,18 @@ int32_t qv_json_parse_msg_get_radio_config(RadioConfigRecord& record, const char
                                            uint32_t /*length*/) {
     const JsonPtr root(json_tokener_parse(payload));
     json_object* const general_data = qv_json_path(root.get(), {"data", "general_data"});
-    qv_json_to_record(general_data, qv_record_bytes(record), CONFIG_FIELDS);
+    qv_json_to_record(general_data, qv_record_bytes(record), qv_radio_config_fields);
     json_object* const vap_list = qv_json_member(general_data, "vap_list");
     if (json_object_is_type(vap_list, json_type_array) != 0) {
         qv_json_to_record(json_object_array_get_idx(vap_list, 0), qv_record_bytes(record),
-                          FIRST_VAP_FIELDS);
+                          qv_first_vap_fields);
     }
     return 0;
 }
 
 void qv_print_radio_config(const RadioConfigRecord& record) {
-    qv_print_record(qv_record_bytes(record), CONFIG_FIELDS);
-    qv_print_record(qv_record_bytes(record), FIRST_VAP_FIELDS);
+    qv_print_record(qv_record_bytes(record), qv_radio_config_fields);
+    qv_print_record(qv_record_bytes(record), qv_first_vap_fields);
 }
 
 int32_t qv_mgr_set_radio_config(const RadioConfigRecord& record) {

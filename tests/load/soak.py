@@ -67,7 +67,7 @@ class Soak:
     def send(self, command):
         if isinstance(command, dict):
             command = {"timestamp": int(time.time() * 1000), **command}
-        self.controller.send(command)
+        self.controller.send(command, valid=None)
         self.sent += 1
 
     def answers(self):
