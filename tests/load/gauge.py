@@ -7,6 +7,10 @@ import dataclasses
 import os
 import pathlib
 import re
+import sys
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "system"))
+import harness
 
 GUEST_BASE = 0x100000000
 GUEST = range(GUEST_BASE, GUEST_BASE + (1 << 32))
@@ -28,18 +32,15 @@ class Usage:
         )
 
 
-def emulated(command):
-    return pathlib.Path(command[0]).name.startswith("qemu-")
-
-
-def with_known_base(command):
-    """The command line with the guest's memory where usage() looks for it."""
-    return [command[0], "-B", hex(GUEST_BASE), *command[1:]] if emulated(command) else command
+def place_guest():
+    """Agents started from here on have their memory where usage() looks for it."""
+    if harness.emulated():
+        harness.AGENT[1:1] = ["-B", hex(GUEST_BASE)]
 
 
 def usage(process):
     folder = pathlib.Path("/proc") / str(process.pid)
-    addresses = GUEST if emulated(process.args) else NATIVE
+    addresses = GUEST if harness.emulated() else NATIVE
     sums = {"Rss": 0, "Pss": 0}
     counts = False
     for line in (folder / "smaps").read_text().splitlines():
@@ -47,7 +48,7 @@ def usage(process):
             counts = int(mapping[1], 16) in addresses
         elif counts and (name := line.partition(":")[0]) in sums:
             sums[name] += int(line.split()[1])
-    threads = len(os.listdir(folder / "task")) - (1 if emulated(process.args) else 0)
+    threads = len(os.listdir(folder / "task")) - (1 if harness.emulated() else 0)
     return Usage(sums["Rss"], sums["Pss"], len(os.listdir(folder / "fd")), threads)
 
 

@@ -7,12 +7,10 @@ first round of everything.
 """
 import argparse
 import os
-import pathlib
 import random
 import sys
 import time
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "system"))
 import gauge
 import harness
 from harness import SYSTEM_STATS
@@ -155,7 +153,7 @@ def main():
     parser.add_argument("minutes", type=float, nargs="?", default=30)
     parser.add_argument("--seed", type=int, default=int(time.time()))
     arguments = parser.parse_args()
-    harness.AGENT[:] = gauge.with_known_base(harness.AGENT)
+    gauge.place_guest()
     print(f"soak: {arguments.minutes:g} minutes, seed {arguments.seed}", flush=True)
 
     begin = time.monotonic()

@@ -415,6 +415,11 @@ def set_tool(tool, status=0, delay=0):
     (AP_DIR / "tools" / f"{tool}.delay").write_text(str(delay))
 
 
+def emulated():
+    """Whether the agent's process is an emulator, whose memory and time are not the agent's."""
+    return pathlib.Path(AGENT[0]).name.startswith("qemu-")
+
+
 def sanitized():
     cache = (BUILD_DIR / "CMakeCache.txt").read_text()
     return bool(re.search(r"^QV_SANITIZE:\w+=\S", cache, re.M))
