@@ -15,7 +15,7 @@ namespace {
 /// Body made from one record of the wifi manager; the record is all zeros when it does not
 /// answer. A body that could not be completed is reported as far as it got.
 template <class Record, int32_t (*read)(Record&), int32_t (*to_json)(json_object*, const Record&)>
-bool fill(AgentContext& /*context*/, json_object* body) {
+bool fill(AgentContext& /*context*/, json_object* body, int32_t /*argument*/) {
     Record record{};
     read(record);
     to_json(body, record);

@@ -96,7 +96,7 @@ std::string free_ifname(std::span<const VapRecord> vaps) {
     }
 }
 
-/// The radio's VAPs, made longer or shorter to `count`.
+/// The first VAPs of a radio, at most `count`.
 std::vector<VapRecord> vaps_of_radio(const AccessPoint& ap, size_t radio, size_t count) {
     const std::string_view name = qv_field_text(ap.radios.entries[radio].radio_name);
     std::vector<VapRecord> vaps;

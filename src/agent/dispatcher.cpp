@@ -51,8 +51,9 @@ bool finish(AgentContext& context, const Command& command) {
     return true;
 }
 
-/// Returns false when the thread must end.
-bool process(AgentContext& context, const ControllerMsg& message) {
+} // namespace
+
+bool qv_agent_process(AgentContext& context, const ControllerMsg& message) {
     printf("process_msg->type %d\n", message.type);
     const Command* const command = find_command(context, message.type);
     if (command == nullptr) {
@@ -67,8 +68,6 @@ bool process(AgentContext& context, const ControllerMsg& message) {
     return finish(context, *command);
 }
 
-} // namespace
-
 void* qv_agent_controller_thread(void* agent_context) {
     auto& context = *static_cast<AgentContext*>(agent_context);
     bool identity_known = true;
@@ -81,7 +80,7 @@ void* qv_agent_controller_thread(void* agent_context) {
             continue;
         }
         if (!firmware_job_running(context)) {
-            identity_known = process(context, *message);
+            identity_known = qv_agent_process(context, *message);
         }
     }
     return nullptr;

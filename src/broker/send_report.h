@@ -7,6 +7,7 @@
 struct AgentContext;
 
 /// Printed for a report that the catalogue refuses, by the handlers of several kinds.
+inline constexpr char RADIO_STATS_ERROR[] = "QV_ERR: failed to fetch radio stats..";
 inline constexpr char SYSTEM_STATS_ERROR[] = "QV_ERR: failed to fetch system stats..";
 
 /// Builds the report of a kind and publishes it; when the catalogue refuses the kind, prints

@@ -32,9 +32,7 @@ void log_unusual_bytes(std::string_view text) {
 }
 
 bool fits(json_object* fw_params, const char* key, std::span<const char> destination) {
-    json_object* const value = qv_json_member(fw_params, key);
-    const char* const text = value == nullptr ? nullptr : json_object_get_string(value);
-    return text == nullptr || strlen(text) < destination.size();
+    return qv_json_value_text(qv_json_member(fw_params, key)).size() < destination.size();
 }
 
 FwParamsResult read_fields(FwParams& params, json_object* fw_params) {

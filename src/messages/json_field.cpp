@@ -48,26 +48,19 @@ bool store(FieldDestination destination, T value) {
     return true;
 }
 
-/// Text of a value as a command means it: a string as it is, null as nothing, anything else as
-/// its JSON text.
-const char* value_text(json_object* value) {
-    const char* const text = json_object_get_string(value);
-    return text == nullptr ? "" : text;
-}
-
-bool store_text(std::span<char> destination, const char* text) {
-    const size_t size = strlen(text) + 1;
-    if (size > destination.size()) {
+bool store_text(std::span<char> destination, std::string_view text) {
+    if (text.size() >= destination.size()) {
         return false;
     }
-    memcpy(destination.data(), text, size);
+    memcpy(destination.data(), text.data(), text.size());
+    destination[text.size()] = '\0';
     return true;
 }
 
 int32_t store_text_field(const char* field_name, FieldDestination destination, json_object* value) {
     const std::span<char> text(static_cast<char*>(destination.address()),
                                destination.is_text() ? destination.size() : 0);
-    if (!store_text(text, value_text(value))) {
+    if (!store_text(text, qv_json_value_text(value))) {
         printf("map_json_field_to_value(): field_name %s does not fit in %zu bytes\n", field_name,
                text.size());
         return 0;
@@ -117,6 +110,16 @@ using TokenerPtr = std::unique_ptr<json_tokener, TokenerDeleter>;
 
 } // namespace
 
+std::string_view qv_json_value_text(json_object* value) {
+    const char* const text = json_object_get_string(value);
+    if (text == nullptr) {
+        return "";
+    }
+    return json_object_is_type(value, json_type_string) != 0
+               ? std::string_view(text, static_cast<size_t>(json_object_get_string_len(value)))
+               : text;
+}
+
 int32_t map_value_to_json_field(json_object* object, int32_t field_type, const char* field_name,
                                 const void* source) {
     return qv_json_add(object, field_name, JsonPtr(new_value(field_type, source))) ? 1 : 0;
@@ -162,10 +165,7 @@ GeneralDataText qv_json_parse_msg_general_data(const char* text) {
     if (json_object_is_type(data, json_type_object) != 0 &&
         json_object_object_get_ex(data, "general_data", &value) != 0) {
         result.present = true;
-        result.text = json_object_is_type(value, json_type_string) != 0
-                          ? std::string_view(json_object_get_string(value),
-                                             static_cast<size_t>(json_object_get_string_len(value)))
-                          : value_text(value);
+        result.text = qv_json_value_text(value);
     }
     return result;
 }
@@ -175,8 +175,7 @@ int32_t qv_json_parse_msg_get_general_data(std::span<char> destination, const ch
     const GeneralDataText data = qv_json_parse_msg_general_data(text);
     GeneralData result = GeneralData::absent;
     if (data.present) {
-        result =
-            store_text(destination, data.text.data()) ? GeneralData::stored : GeneralData::too_long;
+        result = store_text(destination, data.text) ? GeneralData::stored : GeneralData::too_long;
     }
     if (outcome != nullptr) {
         *outcome = result;

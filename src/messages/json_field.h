@@ -65,6 +65,10 @@ private:
     bool is_text_ = false;
 };
 
+/// Text of a value as a command means it: a string as it is, NULs within it included, null as an
+/// empty text, anything else as its JSON text. Followed by a NUL; borrowed from the value.
+std::string_view qv_json_value_text(json_object* value);
+
 /// Adds the value at `source`, read with the width of the type code, to the object; an existing
 /// member of that key is replaced. Returns 1, or 0 with the object unchanged when the code has no
 /// value or memory is out.
@@ -82,8 +86,7 @@ int32_t map_json_field_to_value(json_object* object, int32_t field_type, const c
 /// text.
 JsonPtr inet_recv_request(const char* text, uint32_t length);
 
-/// The text of "data" -> "general_data" of a command text: a string as it is, null as an empty
-/// text, any other value as its JSON text.
+/// The text of "data" -> "general_data" of a command text, as qv_json_value_text gives it.
 struct GeneralDataText {
     JsonPtr root; ///< owns the text
     bool present = false;
@@ -99,7 +102,7 @@ enum class GeneralData : uint8_t {
     too_long ///< does not fit; destination untouched
 };
 
-/// Copies that text, up to its first NUL, into the destination. Always returns 0; `outcome`, when
+/// Copies that text with a NUL behind it into the destination. Always returns 0; `outcome`, when
 /// given, tells what happened.
 int32_t qv_json_parse_msg_get_general_data(std::span<char> destination, const char* text,
                                            uint32_t length, GeneralData* outcome = nullptr);

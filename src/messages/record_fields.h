@@ -36,6 +36,23 @@ struct RecordField {
 /// Offset and width of a member, for a table row.
 #define QV_RECORD_MEMBER(Record, member) offsetof(Record, member), sizeof(Record::member)
 
+/// Whether every row lies within a record of that size and is as wide as its type; for a
+/// static_assert under the table.
+consteval bool qv_fields_fit(std::span<const RecordField> fields, size_t record_size) {
+    return std::ranges::all_of(fields, [record_size](const RecordField& field) {
+        bool width_fits = true;
+        switch (field.type) {
+        case RecordFieldType::mac: width_fits = field.width == 6; break;
+        case RecordFieldType::u8: width_fits = field.width == 1; break;
+        case RecordFieldType::u16: width_fits = field.width == 2; break;
+        case RecordFieldType::i32: width_fits = field.width == 4; break;
+        case RecordFieldType::text:
+        case RecordFieldType::computed: break;
+        }
+        return width_fits && size_t{field.offset} + field.width <= record_size;
+    });
+}
+
 /// The bytes of one record.
 template <class Record>
 std::span<const std::byte> qv_record_bytes(const Record& record) {

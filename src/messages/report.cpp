@@ -73,23 +73,25 @@ JsonPtr new_envelope(AgentContext& context, const ReportKind& row) {
 }
 
 /// The value under the data key, or none when it cannot be made.
-JsonPtr new_body(AgentContext& context, const ReportKind& row, int32_t status) {
+JsonPtr new_body(AgentContext& context, const ReportKind& row, int32_t argument) {
     JsonPtr body;
     switch (row.body) {
     case ReportBody::object: body.reset(json_object_new_object()); break;
     case ReportBody::array: body.reset(json_object_new_array()); break;
-    case ReportBody::status: return JsonPtr(json_object_new_int(status));
+    case ReportBody::status: return JsonPtr(json_object_new_int(argument));
     }
-    if (body != nullptr && !row.fill(context, body.get())) {
+    if (body != nullptr && !row.fill(context, body.get(), argument)) {
         return nullptr;
     }
     return body;
 }
 
-JsonPtr complete(JsonPtr envelope, const ReportKind& row, JsonPtr body) {
+/// The whole report, or none when memory is out.
+JsonPtr new_report(AgentContext& context, const ReportKind& row, int32_t argument) {
+    JsonPtr envelope = new_envelope(context, row);
     JsonPtr data(json_object_new_object());
     if (envelope == nullptr || data == nullptr ||
-        !qv_json_add(data.get(), row.data_key, std::move(body)) ||
+        !qv_json_add(data.get(), row.data_key, new_body(context, row, argument)) ||
         !qv_json_add(envelope.get(), "data", std::move(data))) {
         return nullptr;
     }
@@ -112,15 +114,12 @@ int32_t qv_json_build_msg(AgentContext& context, int32_t kind, ReportBuffer& buf
     if (row == context.report_kinds.end()) {
         return -1;
     }
-    JsonPtr envelope = new_envelope(context, *row);
-    store_text(complete(std::move(envelope), *row, new_body(context, *row, buffer.status())),
-               buffer, length);
-    return 0;
+    return qv_json_build_msg_of_row(context, *row, buffer.status(), buffer, length);
 }
 
-int32_t qv_json_build_msg_with_body(AgentContext& context, const ReportKind& row, JsonPtr body,
-                                    ReportBuffer& buffer, uint32_t& length) {
-    store_text(complete(new_envelope(context, row), row, std::move(body)), buffer, length);
+int32_t qv_json_build_msg_of_row(AgentContext& context, const ReportKind& row, int32_t argument,
+                                 ReportBuffer& buffer, uint32_t& length) {
+    store_text(new_report(context, row, argument), buffer, length);
     return 0;
 }
 
@@ -130,6 +129,6 @@ uint64_t qv_get_timestamp_ms() {
     return static_cast<uint64_t>(now.tv_sec) * 1000 + static_cast<uint64_t>(now.tv_nsec) / 1000000;
 }
 
-bool qv_fill_device_discovery(AgentContext& context, json_object* body) {
+bool qv_fill_device_discovery(AgentContext& context, json_object* body, int32_t /*argument*/) {
     return add_macaddr(body, qv_agent_identity(context));
 }

@@ -48,8 +48,8 @@ private:
 
 enum class ReportBody : uint8_t { object, array, status };
 
-/// Fills an empty body; false drops the report.
-using ReportFill = bool(AgentContext& context, json_object* body);
+/// Fills an empty body; false drops the report. `argument` is for a report outside the catalogue.
+using ReportFill = bool(AgentContext& context, json_object* body, int32_t argument);
 
 /// One row of the catalogue.
 struct ReportKind {
@@ -67,14 +67,14 @@ struct ReportKind {
 int32_t qv_json_build_msg(AgentContext& context, int32_t kind, ReportBuffer& buffer,
                           uint32_t& length);
 
-/// The same for a report outside the catalogue, given its row and finished body.
-int32_t qv_json_build_msg_with_body(AgentContext& context, const ReportKind& row, JsonPtr body,
-                                    ReportBuffer& buffer, uint32_t& length);
+/// The same for a report outside the catalogue, given its row and what its fill is to be told.
+int32_t qv_json_build_msg_of_row(AgentContext& context, const ReportKind& row, int32_t argument,
+                                 ReportBuffer& buffer, uint32_t& length);
 
 /// Wall-clock time in milliseconds since 1970-01-01 00:00:00 UTC.
 uint64_t qv_get_timestamp_ms();
 
 /// Body of REPORT_DEVICE_DISCOVERY: the MAC address.
-bool qv_fill_device_discovery(AgentContext& context, json_object* body);
+bool qv_fill_device_discovery(AgentContext& context, json_object* body, int32_t argument);
 
 #endif

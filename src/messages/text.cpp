@@ -80,11 +80,14 @@ size_t qv_utf8_cut(std::string_view text, size_t limit) {
     if (text.size() <= limit) {
         return text.size();
     }
-    size_t size = limit;
-    while (size > 0 && (byte_at(text, size) & 0xC0) == 0x80) {
-        --size;
+    // The character that the limit falls into begins at most three bytes before it. What is not
+    // UTF-8 is cut at the limit.
+    for (size_t back = 1; back <= std::min<size_t>(limit, 3); ++back) {
+        if (character_size(text.substr(limit - back)) > back) {
+            return limit - back;
+        }
     }
-    return size;
+    return limit;
 }
 
 JsonPtr qv_json_new_text(std::string_view text) {

@@ -16,7 +16,7 @@ std::string_view qv_field_text(std::span<const char> field);
 void qv_set_field_text(std::span<char> field, std::string_view text);
 
 /// Length in bytes of the longest beginning of `text` that has at most `limit` bytes and does not
-/// end inside a UTF-8 character (RFC 3629).
+/// end inside a UTF-8 character (RFC 3629); what is not UTF-8 is cut at the limit.
 size_t qv_utf8_cut(std::string_view text, size_t limit);
 
 /// A JSON string of the text. What is not UTF-8 (RFC 3629) is replaced by U+FFFD, one for each

@@ -40,6 +40,7 @@ constexpr RecordField AP_STATS_FIELDS[] = {
     {"country", text, QV_RECORD_MEMBER(ApStatsEntry, country)},
     {"encryption", text, QV_RECORD_MEMBER(ApStatsEntry, encryption)},
 };
+static_assert(qv_fields_fit(AP_STATS_FIELDS, sizeof(ApStatsEntry)));
 
 } // namespace
 

@@ -16,6 +16,7 @@ constexpr RecordField INTERFACE_STATS_FIELDS[] = {
     {"macaddr", text, QV_RECORD_MEMBER(InterfaceStatsEntry, macaddr)},
     {"ipaddr", text, QV_RECORD_MEMBER(InterfaceStatsEntry, ipaddr)},
 };
+static_assert(qv_fields_fit(INTERFACE_STATS_FIELDS, sizeof(InterfaceStatsEntry)));
 
 } // namespace
 

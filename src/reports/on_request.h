@@ -7,8 +7,6 @@
 
 #include <cstdio>
 
-inline constexpr char RADIO_STATS_ERROR[] = "QV_ERR: failed to fetch radio stats..";
-
 /// Handler that publishes the report of one kind; `show_payload` prints the command text first.
 /// Always returns 0.
 template <int32_t kind, bool show_payload, const char* error_line>

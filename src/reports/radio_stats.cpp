@@ -15,6 +15,7 @@ constexpr RecordField RADIO_STATS_FIELDS[] = {
     {"band", u8, QV_RECORD_MEMBER(RadioStatsEntry, band)},
     {"num_vaps", u8, QV_RECORD_MEMBER(RadioStatsEntry, num_vaps)},
 };
+static_assert(qv_fields_fit(RADIO_STATS_FIELDS, sizeof(RadioStatsEntry)));
 
 } // namespace
 

@@ -17,6 +17,7 @@ constexpr RecordField STA_STATS_FIELDS[] = {
     {"txpower", u16, QV_RECORD_MEMBER(StaStatsEntry, txpower)},
     {"rssi", i32, QV_RECORD_MEMBER(StaStatsEntry, rssi)},
 };
+static_assert(qv_fields_fit(STA_STATS_FIELDS, sizeof(StaStatsEntry)));
 
 } // namespace
 

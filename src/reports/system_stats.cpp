@@ -26,6 +26,7 @@ constexpr RecordField SYSTEM_STATS_FIELDS[] = {
     {"loadavg", text, QV_RECORD_MEMBER(SystemStats, loadavg)},
     {"equipment_notes", text, QV_RECORD_MEMBER(SystemStats, equipment_notes)},
 };
+static_assert(qv_fields_fit(SYSTEM_STATS_FIELDS, sizeof(SystemStats)));
 
 } // namespace
 

@@ -36,12 +36,6 @@ ApConfigsReading refuse(const Place& place, const char* key, size_t length, size
     return refused;
 }
 
-/// Length of the text that a member gives to a text field.
-size_t text_length(json_object* object, const char* key) {
-    const char* const text = json_object_get_string(qv_json_member(object, key));
-    return text == nullptr ? 0 : strlen(text);
-}
-
 FieldDestination destination(std::span<std::byte> record, const ApConfigsField& field) {
     const std::span<std::byte> bytes = record.subspan(field.offset, field.width);
     if (field.type == FIELD_TYPE_STRING) {
@@ -55,7 +49,7 @@ ApConfigsReading read_fields(json_object* object, std::span<std::byte> record,
                              std::span<const ApConfigsField> fields, const Place& place) {
     for (const ApConfigsField& field : fields) {
         if (field.type == FIELD_TYPE_STRING) {
-            const size_t length = text_length(object, field.key);
+            const size_t length = qv_json_value_text(qv_json_member(object, field.key)).size();
             if (length >= field.width) {
                 return refuse(place, field.key, length, field.width - size_t{1});
             }
@@ -113,7 +107,8 @@ ApConfigsReading read_radios(json_object* radio_list, ApConfigs& record) {
 
 int32_t qv_json_parse_msg_get_apconfigs(ApConfigs& record, const char* payload, uint32_t length,
                                         ApConfigsReading* reading) {
-    const JsonPtr root = inet_recv_request(payload, length);
+    const JsonPtr root =
+        inet_recv_request(payload, static_cast<uint32_t>(strnlen(payload, length)));
     const ApConfigsReading result =
         read_radios(qv_json_path(root.get(), {"data", "apconfigs", "radio_list"}), record);
     if (reading != nullptr) {

@@ -17,7 +17,7 @@ int32_t qv_set_general_data(AgentContext& /*context*/, const char* payload, uint
     GeneralData found = GeneralData::absent;
     qv_json_parse_msg_get_general_data(text, payload, length, &found);
     if (found == GeneralData::too_long) {
-        printf("QV_ERR: general_data refused: longer than %zu characters\n", GENERAL_DATA_MAX);
+        printf("QV_ERR: general_data refused: longer than %zu bytes\n", GENERAL_DATA_MAX);
         return -1;
     }
     return qv_mgr_set_general_data(text);

@@ -13,9 +13,6 @@
 
 namespace {
 
-constexpr ReportKind UCI_VAP_MACLIST = {
-    .kind = 0, .type = 1014, .data_key = "uci_vap_maclist", .body = ReportBody::object};
-
 /// Sections of the package "wireless" that hold the lists, and the flags that select them.
 struct MacListSection {
     int32_t MacListControl::*flag;
@@ -26,15 +23,17 @@ constexpr MacListSection MACLIST_SECTIONS[] = {
     {&MacListControl::wifi1Flag, "@wifi-iface[1]"},
 };
 
-JsonPtr new_body(int32_t wifi_index) {
-    JsonPtr body(json_object_new_object());
+bool fill_maclist_status(AgentContext& /*context*/, json_object* body, int32_t wifi_index) {
     int32_t status = 0;
     qv_get_vap_maclist_status(status, wifi_index);
-    if (body != nullptr) {
-        map_value_to_json_field(body.get(), FIELD_TYPE_INT, "uploading_status", &status);
-    }
-    return body;
+    return map_value_to_json_field(body, FIELD_TYPE_INT, "uploading_status", &status) == 1;
 }
+
+constexpr ReportKind UCI_VAP_MACLIST = {.kind = 0,
+                                        .type = 1014,
+                                        .data_key = "uci_vap_maclist",
+                                        .body = ReportBody::object,
+                                        .fill = fill_maclist_status};
 
 } // namespace
 
@@ -46,8 +45,7 @@ int32_t qv_get_vap_maclist_status(int32_t& status, int32_t wifi_index) {
 
 int32_t qv_json_build_msg_uci_vap_maclist(AgentContext& context, int32_t wifi_index,
                                           ReportBuffer& buffer, uint32_t& length) {
-    return qv_json_build_msg_with_body(context, UCI_VAP_MACLIST, new_body(wifi_index), buffer,
-                                       length);
+    return qv_json_build_msg_of_row(context, UCI_VAP_MACLIST, wifi_index, buffer, length);
 }
 
 int32_t qv_json_parse_msg_get_maclist(MacListControl& record, const char* payload,
@@ -67,7 +65,7 @@ int32_t qv_report_maclist_status(AgentContext& context, const char* payload, uin
     GeneralData found = GeneralData::absent;
     qv_json_parse_msg_get_general_data(text, payload, length, &found);
     if (found == GeneralData::too_long) {
-        printf("QV_ERR: wifi index refused: longer than %zu characters\n", sizeof text - 1);
+        printf("QV_ERR: wifi index refused: longer than %zu bytes\n", sizeof text - 1);
         return -1;
     }
     printf("\n-----wifi_index:%s----------\n", text);

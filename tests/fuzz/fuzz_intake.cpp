@@ -1,9 +1,8 @@
 // Any bytes from the broker: the intake, and every command handler behind it.
 #include "agent/context.h"
+#include "agent/dispatcher.h"
 #include "broker/intake.h"
 #include "fuzz.h"
-
-#include <algorithm>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     FuzzAgent agent;
@@ -12,12 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     qv_agent_recv_msg(agent.context, "topic", text.c_str(), static_cast<uint32_t>(size));
     agent.context.worker.join();
     while (agent.context.queue.count > 0) {
-        const ControllerMsgPtr message = msg_queue_pop(agent.context.queue);
-        const auto command =
-            std::ranges::find(agent.context.commands, message->type, &Command::type);
-        if (command != agent.context.commands.end()) {
-            command->handler(agent.context, message->payload.get(), message->len);
-        }
+        qv_agent_process(agent.context, *msg_queue_pop(agent.context.queue));
     }
     return 0;
 }

@@ -233,7 +233,8 @@ TEST_F(MessagesTest, CutsBetweenCharacters) {
     for (size_t limit = 0; limit < std::size(expected); ++limit) {
         EXPECT_EQ(qv_utf8_cut(text, limit), expected[limit]) << limit;
     }
-    EXPECT_EQ(qv_utf8_cut("\x80\x80\x80", 2), 0U);
+    EXPECT_EQ(qv_utf8_cut("\x80\x80\x80", 2), 2U);
+    EXPECT_EQ(qv_utf8_cut("ab\xE2\x82|", 4), 4U); // a lead byte that keeps no promise
 }
 
 TEST_F(MessagesTest, EnvelopeAndOwnBodies) {

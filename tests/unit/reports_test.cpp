@@ -27,6 +27,40 @@ std::string empty_ap(const std::string& status) {
 
 } // namespace
 
+TEST_F(ReportsTest, SystemStats) {
+    const std::string full(64, 'n');
+    fake().replies[4] = Image(472)
+                            .text(0, "KX7310")
+                            .text(64, "fw 1/2")
+                            .text(128, full) // no terminator within the field
+                            .text(192, "model")
+                            .text(256, "5.4.164")
+                            .text(320, "0.10 0.20")
+                            .text(384, "h\xC3\xA4ngt \xFF")
+                            .number(448, 37, 4)
+                            .number(452, 249856, 4)
+                            .number(456, 100, 4)
+                            .number(460, 0x80000000, 4)
+                            .number(464, 5, 4)
+                            .number(468, 86400, 4);
+    EXPECT_EQ(report_data(REPORT_SYSTEM_STATS),
+              R"({ "system_stats": { "hw_name": "KX7310", "fwinfo": "fw 1\/2", "hostname": ")" +
+                  full +
+                  R"(", "cpu_usage": 37, "max_memory": 249856, "max_memory_used": 100, )"
+                  R"("max_disk_space": -2147483648, "max_disk_space_used": 5, "uptime": 86400, )"
+                  R"("model": "model", "kernel_version": "5.4.164", "loadavg": "0.10 0.20", )"
+                  "\"equipment_notes\": \"hängt \uFFFD\" } }");
+    EXPECT_EQ(log, "qv_get_system_stats: HW Name: KX7310\n");
+
+    fake().replies.clear();
+    EXPECT_EQ(report_data(REPORT_SYSTEM_STATS),
+              R"({ "system_stats": { "hw_name": "", "fwinfo": "", "hostname": "", )"
+              R"("cpu_usage": 0, "max_memory": 0, "max_memory_used": 0, "max_disk_space": 0, )"
+              R"("max_disk_space_used": 0, "uptime": 0, "model": "", "kernel_version": "", )"
+              R"("loadavg": "", "equipment_notes": "" } })");
+    EXPECT_EQ(log, "");
+}
+
 TEST_F(ReportsTest, RecordsBecomeReports) {
     const std::string name17(17, 'p');
     const std::string name34(34, 's');
@@ -150,25 +184,45 @@ TEST_F(ReportsTest, CountsKeepToTheRoomOfTheirRecord) {
 }
 
 TEST_F(ReportsTest, AnswerTheirCommand) {
+    const std::string radio_error = "QV_ERR: failed to fetch radio stats..\n";
+    const std::string system_error = "QV_ERR: failed to fetch system stats..\n";
     const struct {
         int32_t command;
         bool shows_payload;
         const char* type;
         const char* data;
+        std::string error; ///< when the catalogue does not hold the kind
     } rows[] = {
-        {1023, true, "{ \"type\": 1004, ", "\"data\": { \"ap_stats_list\": [ ] } }"},
-        {1024, true, "{ \"type\": 1005, ", "\"data\": { \"sta_stats_list\": [ ] } }"},
-        {1025, true, "{ \"type\": 1006, ", "\"data\": { \"radio_stats_list\": [ ] } }"},
-        {1026, true, "{ \"type\": 1007, ", "\"data\": { \"interface_stats_list\": [ ] } }"},
-        {1028, false, "{ \"type\": 1009, ", "\"data\": { \"uci_vap_list\": [ ] } }"},
+        {1023, true, "1004", "\"ap_stats_list\": [ ] } }", radio_error},
+        {1024, true, "1005", "\"sta_stats_list\": [ ] } }", radio_error},
+        {1025, true, "1006", "\"radio_stats_list\": [ ] } }", radio_error},
+        {1026, true, "1007", "\"interface_stats_list\": [ ] } }", radio_error},
+        {1027, true, "1008", "\"enable_server\": \"\" } } }", system_error},
+        {1028, false, "1009", "\"uci_vap_list\": [ ] } }", system_error},
+        {1029, false, "1011", "\"dhcpLanNetmask\": \"\" } } }", system_error},
+        {1030, false, "1012", "\"mtu\": \"\" } } }", system_error},
+        {1031, false, "1013", "\"mtu\": \"\" } } }", system_error},
+        {1034, true, "1003", "\"equipment_notes\": \"\" } } }", radio_error},
     };
+    const std::span<const ReportKind> catalogue = context.report_kinds;
     for (const auto& row : rows) {
         SCOPED_TRACE(row.command);
+        const std::string first = row.shows_payload ? "SUB MSG:payload=%s not parsed\n" : "";
+        context.report_kinds = catalogue;
         EXPECT_EQ(run_command(row.command, "%s not parsed"), 0);
-        EXPECT_EQ(without_reports(log), row.shows_payload ? "SUB MSG:payload=%s not parsed\n" : "");
+        EXPECT_EQ(without_reports(log), first);
         const std::vector<std::string> reports = published(log);
         ASSERT_EQ(reports.size(), 1U);
-        EXPECT_TRUE(reports[0].starts_with(row.type)) << reports[0];
+        EXPECT_TRUE(reports[0].starts_with("{ \"type\": " + std::string(row.type) + ", "));
         EXPECT_TRUE(reports[0].ends_with(row.data)) << reports[0];
+
+        context.report_kinds = {};
+        EXPECT_EQ(run_command(row.command, "%s not parsed"), 0);
+        EXPECT_EQ(without_reports(log), first + row.error);
+        EXPECT_EQ(published(log), std::vector<std::string>{""});
+    }
+    for (const int32_t command : {1003, 1004, 1005, 1011, 1012, 1013}) {
+        run_command(command, "{}");
+        EXPECT_NE(log.find(system_error), std::string::npos) << command;
     }
 }

@@ -9,8 +9,7 @@
 #include <cstring>
 
 Image& Image::text(size_t offset, std::string_view text) {
-    std::ranges::copy(text, bytes_.begin() + static_cast<ptrdiff_t>(offset));
-    return *this;
+    return bytes(offset, Bytes(text.begin(), text.end()));
 }
 
 Image& Image::number(size_t offset, uint32_t value, size_t width) {
@@ -21,7 +20,9 @@ Image& Image::number(size_t offset, uint32_t value, size_t width) {
 }
 
 Image& Image::bytes(size_t offset, const Bytes& values) {
-    std::ranges::copy(values, bytes_.begin() + static_cast<ptrdiff_t>(offset));
+    for (size_t i = 0; i < values.size(); ++i) {
+        bytes_.at(offset + i) = values[i];
+    }
     return *this;
 }
 

@@ -47,37 +47,3 @@ TEST_F(ChannelTest, OnlyAReplyOfTheSameIdentifierCounts) {
     }
     EXPECT_EQ(fake().requests.at(0), (Bytes{1, 4, 0, 0, 0, 0, 0, 0}));
 }
-
-TEST_F(ChannelTest, SystemStatsReport) {
-    const std::string full(64, 'n');
-    fake().replies[4] = Image(472)
-                            .text(0, "KX7310")
-                            .text(64, "fw 1/2")
-                            .text(128, full) // no terminator within the field
-                            .text(192, "model")
-                            .text(256, "5.4.164")
-                            .text(320, "0.10 0.20")
-                            .text(384, "h\xC3\xA4ngt \xFF")
-                            .number(448, 37, 4)
-                            .number(452, 249856, 4)
-                            .number(456, 100, 4)
-                            .number(460, 0x80000000, 4)
-                            .number(464, 5, 4)
-                            .number(468, 86400, 4);
-    EXPECT_EQ(report_data(REPORT_SYSTEM_STATS),
-              R"({ "system_stats": { "hw_name": "KX7310", "fwinfo": "fw 1\/2", "hostname": ")" +
-                  full +
-                  R"(", "cpu_usage": 37, "max_memory": 249856, "max_memory_used": 100, )"
-                  R"("max_disk_space": -2147483648, "max_disk_space_used": 5, "uptime": 86400, )"
-                  R"("model": "model", "kernel_version": "5.4.164", "loadavg": "0.10 0.20", )"
-                  "\"equipment_notes\": \"hängt \uFFFD\" } }");
-    EXPECT_EQ(log, "qv_get_system_stats: HW Name: KX7310\n");
-
-    fake().replies.clear();
-    EXPECT_EQ(report_data(REPORT_SYSTEM_STATS),
-              R"({ "system_stats": { "hw_name": "", "fwinfo": "", "hostname": "", )"
-              R"("cpu_usage": 0, "max_memory": 0, "max_memory_used": 0, "max_disk_space": 0, )"
-              R"("max_disk_space_used": 0, "uptime": 0, "model": "", "kernel_version": "", )"
-              R"("loadavg": "", "equipment_notes": "" } })");
-    EXPECT_EQ(log, "");
-}

@@ -193,7 +193,8 @@ TEST_F(WirelessTest, VapCommandFillsEveryField) {
             SCOPED_TRACE(row.command);
             EXPECT_EQ(run_command(row.command, payload), result);
             EXPECT_EQ(without_reports(log), only(example.lines, VAP_LOG));
-            EXPECT_EQ(published(log).size(), row.reports ? 1U : 0U);
+            ASSERT_EQ(published(log).size(), row.reports ? 1U : 0U);
+            EXPECT_TRUE(!row.reports || published(log)[0].starts_with("{ \"type\": 1009, "));
             EXPECT_EQ(sent(row.message, 2996, row.reports ? 2 : 1), record);
             fake().acknowledge(row.message);
         }
@@ -430,10 +431,17 @@ TEST_F(WirelessTest, MacListStatus) {
             run_command(1018, payload);
             EXPECT_EQ(sent(24, 4), Bytes(4));
             EXPECT_NE(log.find(R"({ "uploading_status": 0 })"), std::string::npos);
+            run_command(1022, payload);
+            EXPECT_EQ(sent(26, 1), Bytes(1));
         }
+        fake().calls.clear();
+        run_command(1020, payload);
+        EXPECT_EQ(fake().calls, (std::vector<std::string>{"uciInit", "uciDestroy"}));
+        fake().requests.clear();
     }
+    EXPECT_EQ(run_command(1018, R"({"data":{"general_data":"1\u0000345678"}})"), -1);
     EXPECT_EQ(run_command(1018, R"({"data":{"general_data":"12345678"}})"), -1);
-    EXPECT_TRUE(log.ends_with("} }\nQV_ERR: wifi index refused: longer than 7 characters\n"));
+    EXPECT_TRUE(log.ends_with("} }\nQV_ERR: wifi index refused: longer than 7 bytes\n"));
     EXPECT_TRUE(fake().requests.empty());
     EXPECT_TRUE(published(log).empty());
 }
@@ -498,6 +506,6 @@ TEST_F(WirelessTest, GeneralDataIsPassedOn) {
     EXPECT_EQ(run_command(1022, "no json"), 0);
     EXPECT_EQ(sent(26, 1), Bytes(1));
     EXPECT_EQ(run_command(1022, "{\"data\":{\"general_data\":\"" + text63 + "y\"}}"), -1);
-    EXPECT_TRUE(log.ends_with("} }\nQV_ERR: general_data refused: longer than 63 characters\n"));
+    EXPECT_TRUE(log.ends_with("} }\nQV_ERR: general_data refused: longer than 63 bytes\n"));
     EXPECT_TRUE(fake().requests.empty());
 }
