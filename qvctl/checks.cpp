@@ -2,7 +2,7 @@
 
 #include "failure.h"
 #include "maintenance/fw_params.h"
-#include "network/network_config.h"
+#include "network/record_tables.h"
 #include "settings/system_config_record.h"
 #include "settings/system_config_table.h"
 #include "wireless/ap_configs_records.h"
@@ -189,15 +189,15 @@ void check_access_point(json_object* settings) {
 }
 
 void check_lan(json_object* settings) {
-    check_members("", settings, ::NETWORK_LAN.fields);
+    check_members("", settings, qv_network_lan_fields);
 }
 
 void check_wan(json_object* settings) {
-    check_members("", settings, ::NETWORK_WAN.fields);
+    check_members("", settings, qv_network_wan_fields);
 }
 
 void check_wan6(json_object* settings) {
-    check_members("", settings, ::NETWORK_WAN6.fields);
+    check_members("", settings, qv_network_wan6_fields);
 }
 
 void check_maclist(json_object* settings) {

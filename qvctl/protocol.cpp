@@ -2,7 +2,7 @@
 
 #include "checks.h"
 #include "maintenance/fw_upgrade.h"
-#include "network/network_config.h"
+#include "network/record_tables.h"
 #include "settings/system_config_table.h"
 #include "wireless/record_tables.h"
 
@@ -108,9 +108,14 @@ std::vector<std::string> radio_keys() {
 std::vector<std::string> access_point_keys() {
     return {"radio_list"};
 }
-template <const NetworkSettings& network>
-std::vector<std::string> network_keys() {
-    return keys_of({network.fields});
+std::vector<std::string> lan_keys() {
+    return keys_of({qv_network_lan_fields});
+}
+std::vector<std::string> wan_keys() {
+    return keys_of({qv_network_wan_fields});
+}
+std::vector<std::string> wan6_keys() {
+    return keys_of({qv_network_wan6_fields});
 }
 std::vector<std::string> maclist_keys() {
     return keys_of({qv_maclist_fields});
@@ -160,7 +165,7 @@ constexpr Setting SETTINGS[] = {
      .reading_reconnects = true,
      .check = check_lan,
      .put = put_plain,
-     .keys = network_keys<::NETWORK_LAN>},
+     .keys = lan_keys},
     {.name = "wan",
      .help = "WAN settings; the device connects to the broker again",
      .command = 1012,
@@ -170,7 +175,7 @@ constexpr Setting SETTINGS[] = {
      .reading_reconnects = true,
      .check = check_wan,
      .put = put_plain,
-     .keys = network_keys<::NETWORK_WAN>},
+     .keys = wan_keys},
     {.name = "wan6",
      .help = "WAN6 settings; the device connects to the broker again",
      .command = 1013,
@@ -179,7 +184,7 @@ constexpr Setting SETTINGS[] = {
      .read_command = 1031,
      .check = check_wan6,
      .put = put_plain,
-     .keys = network_keys<::NETWORK_WAN6>},
+     .keys = wan6_keys},
     {.name = "maclist",
      .help = "Settings of the MAC lists, or with --delete their removal",
      .command = SET_MACLIST,
