@@ -29,6 +29,14 @@ private:
 /// First-in-first-out list of one thread.
 class Inbox {
 public:
+    Inbox() = default;
+    Inbox(const Inbox&) = delete;
+    Inbox& operator=(const Inbox&) = delete;
+    ~Inbox() {
+        while (pop() != nullptr) { // one by one: a chain would release itself recursively
+        }
+    }
+
     void push(std::unique_ptr<InboundMessage> message);
     /// The oldest message, or none.
     std::unique_ptr<InboundMessage> pop();

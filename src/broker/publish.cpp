@@ -18,13 +18,13 @@ bool hand_over(mosquitto* client, std::string_view report) {
 
 void qv_mqtt_go_live(MqttSession& session) {
     const std::lock_guard guard(session.lock);
-    while (!session.waiting.empty()) {
-        if (!hand_over(session.client, session.waiting.oldest())) {
-            return; // tried again by the next call
-        }
-        session.waiting.remove_oldest();
-    }
     session.live = true;
+    while (session.live && !session.waiting.empty()) {
+        session.live = hand_over(session.client, session.waiting.oldest());
+        if (session.live) {
+            session.waiting.remove_oldest();
+        }
+    }
 }
 
 void qv_mqtt_hold(MqttSession& session) {
@@ -40,7 +40,8 @@ void qv_mqtt_publish(AgentContext& context, const char* text, uint32_t length) {
     MqttSession& session = *context.session;
     const std::string_view report(text, length);
     const std::lock_guard guard(session.lock);
-    if (!session.live || !hand_over(session.client, report)) {
-        session.waiting.add(report);
+    session.live = session.live && hand_over(session.client, report);
+    if (!session.live) {
+        session.waiting.add(report); // the network thread goes live again, and sends it first
     }
 }

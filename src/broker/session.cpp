@@ -5,7 +5,9 @@
 #include "broker/intake.h"
 #include "broker/publish.h"
 #include "broker/settings.h"
+#include "platform/scoped_fd.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
@@ -31,6 +33,8 @@ constexpr seconds RETRY_PAUSE{2};
 constexpr seconds ATTEMPT_LIMIT{10};
 /// For the last packets of a session that is closed on purpose.
 constexpr milliseconds CLOSE_LIMIT{500};
+/// Inbound messages read at most before a session is left.
+constexpr int UNREAD_MAX = 1000;
 /// How long a request to the network thread may go unseen while the connection is idle.
 constexpr int LOOP_MS = 500;
 constexpr int POLL_MS = 250;
@@ -81,23 +85,25 @@ void qv_on_disconnect(mosquitto* /*client*/, void* user_data, int result) {
     if (session.link.leaving) {
         return;
     }
+    session.mqtt_connected = 0; // first: a connect step that sees the loss waits for the next one
     qv_agent_connection_lost(context);
-    session.mqtt_connected = 0;
     uci_set_system_broker_status(0);
     printf("Disconnected from MQTT broker with result code: %d\n", result);
 }
 
 // --- Connecting: on the network thread ---
 
+/// Milliseconds until then, at most POLL_MS.
+int poll_time(Clock::time_point deadline) {
+    const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now()).count();
+    return static_cast<int>(std::clamp<int64_t>(left, 0, POLL_MS));
+}
+
 /// Waits for the TCP connection. Returns a library result as mosquitto_connect would.
-int await_connection(const AgentContext& context, int descriptor) {
-    const Clock::time_point deadline = Clock::now() + ATTEMPT_LIMIT;
+int await_connection(const AgentContext& context, int descriptor, Clock::time_point deadline) {
     pollfd writable{.fd = descriptor, .events = POLLOUT, .revents = 0};
-    while (poll(&writable, 1, POLL_MS) <= 0) {
-        if (qv_agent_stopping(context)) {
-            return MOSQ_ERR_CONN_LOST;
-        }
-        if (Clock::now() >= deadline) {
+    while (poll(&writable, 1, poll_time(deadline)) <= 0) {
+        if (qv_agent_stopping(context) || Clock::now() >= deadline) {
             errno = ETIMEDOUT;
             return MOSQ_ERR_ERRNO;
         }
@@ -112,19 +118,34 @@ int await_connection(const AgentContext& context, int descriptor) {
 }
 
 /// One connect call. The library closes what an earlier call left open.
-int attempt(AgentContext& context, const BrokerConfig& broker) {
-    MqttSession& session = *context.session;
-    session.link.accepted = false;
-    session.link.ended = false;
-    session.link.overdue = false;
-    const int result =
-        mosquitto_connect_async(session.client, broker.host, broker.port, KEEP_ALIVE_S);
+int connect_to(AgentContext& context, const char* address, int port, Clock::time_point deadline) {
+    mosquitto* const client = context.session->client;
+    const int result = mosquitto_connect_async(client, address, port, KEEP_ALIVE_S);
     if (result != MOSQ_ERR_SUCCESS) {
         return result;
     }
-    const int descriptor = mosquitto_socket(session.client);
+    const int descriptor = mosquitto_socket(client);
     fcntl(descriptor, F_SETFD, FD_CLOEXEC);
-    return await_connection(context, descriptor);
+    return await_connection(context, descriptor, deadline);
+}
+
+/// One attempt to reach the broker: its host's addresses in turn, which share the time that is
+/// left. (The library's own resolving cannot be bounded, and it would try the first address only.)
+int attempt(AgentContext& context, const BrokerConfig& broker) {
+    auto& link = context.session->link;
+    link.accepted = false;
+    link.ended = false;
+    link.overdue = false;
+    const Clock::time_point deadline = Clock::now() + ATTEMPT_LIMIT;
+    const HostAddresses addresses = link.lookup.find(context, broker.host, deadline);
+    int result = MOSQ_ERR_EAI;
+    for (uint32_t i = 0;
+         i < addresses.count && result != MOSQ_ERR_SUCCESS && !qv_agent_stopping(context); ++i) {
+        const Clock::time_point now = Clock::now();
+        result = connect_to(context, addresses.text[i].data(), broker.port,
+                            now + (deadline - now) / (addresses.count - i));
+    }
+    return result;
 }
 
 /// Pauses until the next attempt is due. False when the agent stops.
@@ -177,7 +198,7 @@ void connection_made(AgentContext& context) {
 // --- Serving a connection: on the network thread ---
 
 /// As the library reports a lost connection, for losses that it does not see itself.
-void connection_lost(AgentContext& context, int result) {
+void report_loss(AgentContext& context, int result) {
     qv_on_disconnect(context.session->client, &context, result);
 }
 
@@ -186,19 +207,49 @@ void turn(AgentContext& context, int timeout_ms) {
     MqttSession& session = *context.session;
     const int result = mosquitto_loop(session.client, timeout_ms, 1);
     if (result != MOSQ_ERR_SUCCESS && !session.link.ended) {
-        connection_lost(context, result);
+        report_loss(context, result);
     }
 }
 
-/// Hands the session's own packets to the broker and leaves it with a DISCONNECT.
+bool input_waits(int descriptor) {
+    pollfd readable{.fd = descriptor, .events = POLLIN, .revents = 0};
+    return poll(&readable, 1, 0) > 0;
+}
+
+/// Writes what the library still holds.
+void write_packets(MqttSession& session, Clock::time_point deadline) {
+    while (!session.link.ended && mosquitto_want_write(session.client) && Clock::now() < deadline) {
+        pollfd writable{.fd = mosquitto_socket(session.client), .events = POLLOUT, .revents = 0};
+        poll(&writable, 1, poll_time(deadline));
+        mosquitto_loop_write(session.client, 1);
+    }
+}
+
+/// Reads until the broker has closed its end. A socket that is closed before would reset the
+/// connection, and take the last packets along.
+void await_close(int descriptor, Clock::time_point deadline) {
+    char ignored[4096];
+    pollfd readable{.fd = descriptor, .events = POLLIN, .revents = 0};
+    do {
+        poll(&readable, 1, poll_time(deadline));
+    } while (Clock::now() < deadline &&
+             recv(descriptor, ignored, sizeof ignored, MSG_DONTWAIT) != 0);
+}
+
+/// Hands the session's own packets to the broker and leaves it with a DISCONNECT. The library
+/// takes an inbound message for a fault from then on, so what has arrived is read before.
 void leave(AgentContext& context) {
     MqttSession& session = *context.session;
-    qv_mqtt_hold(session);
-    session.link.leaving = true;
-    mosquitto_disconnect(session.client);
     const Clock::time_point deadline = Clock::now() + CLOSE_LIMIT;
-    while (!session.link.ended && Clock::now() < deadline) {
-        turn(context, POLL_MS);
+    qv_mqtt_hold(session);
+    const ScopedFd socket(fcntl(mosquitto_socket(session.client), F_DUPFD_CLOEXEC, 0));
+    for (int i = 0; i < UNREAD_MAX && !session.link.ended && input_waits(socket.get()); ++i) {
+        turn(context, 0);
+    }
+    session.link.leaving = true;
+    if (!session.link.ended && mosquitto_disconnect(session.client) == MOSQ_ERR_SUCCESS) {
+        write_packets(session, deadline);
+        await_close(socket.get(), deadline);
     }
     session.link.leaving = false;
 }
@@ -208,10 +259,11 @@ void leave(AgentContext& context) {
 void handle_inbox(AgentContext& context) {
     MqttSession& session = *context.session;
     while (const std::unique_ptr<InboundMessage> inbound = session.link.inbox.pop()) {
-        qv_mqtt_hold(session);
-        if (!session.link.ended && mosquitto_want_write(session.client)) {
-            mosquitto_loop_write(session.client, 1);
+        if (qv_agent_stopping(context)) {
+            continue; // no command begins any more
         }
+        qv_mqtt_hold(session);
+        write_packets(session, Clock::now() + CLOSE_LIMIT);
         const Clock::time_point begin = Clock::now();
         const mosquitto_message& message = inbound->message();
         context.msg_handler(context, message.topic, static_cast<const char*>(message.payload),
@@ -220,11 +272,6 @@ void handle_inbox(AgentContext& context) {
             session.link.overdue = true;
         }
     }
-}
-
-bool input_waits(const MqttSession& session) {
-    pollfd readable{.fd = mosquitto_socket(session.client), .events = POLLIN, .revents = 0};
-    return poll(&readable, 1, 0) > 0;
 }
 
 bool to_be_left(MqttSession& session) {
@@ -248,13 +295,13 @@ void serve(AgentContext& context) {
         }
         if (session.link.overdue) {
             // What the broker sent before it gave the session up is still read; then a new one.
-            if (!input_waits(session)) {
-                connection_lost(context, MOSQ_ERR_KEEPALIVE);
+            if (!input_waits(mosquitto_socket(session.client))) {
+                report_loss(context, MOSQ_ERR_KEEPALIVE);
             }
         } else if (session.link.accepted) {
             qv_mqtt_go_live(session);
         } else if (Clock::now() >= acceptance_deadline) {
-            connection_lost(context, MOSQ_ERR_TIMEOUT);
+            report_loss(context, MOSQ_ERR_TIMEOUT);
         }
     }
     qv_mqtt_hold(session);
@@ -330,13 +377,14 @@ int32_t qv_mqtt_connect(AgentContext& context) {
         return -1;
     }
     std::unique_lock guard(session.lock);
+    const uint32_t before = first ? 0 : session.connections;
     if (!first && !lost) {
         session.reconnect_asked = true;
     }
     session.changed.wait(guard, [&] {
-        return qv_agent_stopping(context) || session.connections != session.connections_taken;
+        return qv_agent_stopping(context) || session.connections != before ||
+               (lost && session.mqtt_connected == 1);
     });
-    session.connections_taken = session.connections;
     return qv_agent_stopping(context) ? -1 : 0;
 }
 
@@ -355,6 +403,7 @@ void qv_mqtt_close(AgentContext& context) {
         const std::lock_guard guard(session.lock);
         session.closing = true;
     }
+    qv_mqtt_interrupt(context);
     if (session.client == nullptr) {
         return;
     }

@@ -2,6 +2,7 @@
 #ifndef QV_BROKER_SESSION_H
 #define QV_BROKER_SESSION_H
 
+#include "broker/host_lookup.h"
 #include "broker/inbox.h"
 #include "broker/report_store.h"
 #include "platform/thread.h"
@@ -32,8 +33,6 @@ struct MqttSession {
     bool live = false;               ///< the broker accepted the session and nothing blocks it
     ReportStore waiting;             ///< reports published while not live, in order
 
-    uint32_t connections_taken = 0; ///< by the connect step, on the main thread
-
     /// The network thread's own.
     struct {
         bool accepted = false; ///< by the broker's CONNACK
@@ -41,6 +40,7 @@ struct MqttSession {
         bool leaving = false;  ///< our DISCONNECT is on its way
         bool overdue = false;  ///< a handler blocked the thread longer than the keep-alive
         Inbox inbox;           ///< messages read, not yet handled
+        HostLookup lookup;
         std::chrono::steady_clock::time_point next_attempt; ///< no connect call before
     } link;
 };

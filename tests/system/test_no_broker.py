@@ -40,6 +40,39 @@ def mute_host(store):
     return MUTE_HOST
 
 
+@pytest.fixture
+def system_file():
+    """Gives files of the host's /etc another content, in this access point alone."""
+    mounted = []
+
+    def replace(path, text):
+        stand_in = harness.AP_DIR / path.replace("/", "_")
+        stand_in.write_text(text)
+        subprocess.run(["mount", "--bind", stand_in, path], check=True)
+        mounted.append(path)
+
+    yield replace
+    for path in mounted:
+        subprocess.run(["umount", path], check=True)
+
+
+def test_every_address_of_a_name_is_tried(broker, wifi_manager, start_agent, system_file, store):
+    system_file("/etc/hosts", "::1 broker.test\n127.0.0.1 broker.test\n")
+    harness.edit_store("system", "option host '127.0.0.1'", "option host 'broker.test'")
+    start_agent()
+    broker.wait_subscribed(timeout=3)
+
+
+def test_mute_name_server_holds_nothing_up(mute_host, start_agent, system_file):
+    system_file("/etc/resolv.conf", f"nameserver {mute_host}\noptions timeout:20\n")
+    harness.edit_store("system", mute_host, "broker.test")
+    agent = start_agent()
+    agent.wait_line("^COULD NOT CONNECT: 15$", 10.5)
+    agent.wait_line("^qva->broker: 1883$", 3, count=2)
+    status, seconds = agent.stop()
+    assert (status, seconds < 3) == (0, True)
+
+
 def test_broker_comes_up_later(stopped_broker, wifi_manager, start_agent, idle_controller):
     agent = start_agent()
     agent.wait_line("^COULD NOT CONNECT: ", 7, count=3)

@@ -13,9 +13,32 @@ def test_reconnect_command_makes_one_session(broker, controller, agent):
     controller.wait_report(DISCOVERY, 18, sent, count=2)
     assert broker.agent_sessions() == 2
     assert broker.agent_subscriptions() == 2
-    assert broker.agent_farewells() <= 1
+    assert broker.agent_farewells() == 1
     assert not agent.lines("COULD NOT CONNECT", mark)
     assert harness.store_option("system", "broker", "status") == "1"
+
+
+def test_loss_while_a_reconnection_is_asked_for(broker, controller, agent):
+    mark, sent = agent.log.mark(), controller.reports.mark()
+    controller.send(1014)
+    agent.wait_line("^sm->state:1$", 12, mark)
+    broker.kill()
+    broker.start()
+    controller.reconnect()
+    controller.wait_report(DISCOVERY, 20, sent, count=2)
+    # The main loop is well: it takes the next command of the kind as well.
+    broker.wait_subscribed(count=broker.agent_subscriptions())
+    before = broker.agent_sessions()
+    controller.send(1014)
+    poll(lambda: broker.agent_sessions() == before + 1, 14, "a session for the second command")
+
+
+def test_farewell_reaches_a_broker_that_keeps_sending(broker, controller, agent):
+    for number in range(3000):
+        controller.send({"type": 1000, "timestamp": number})
+    status, seconds = agent.stop()
+    assert (status, seconds < 3) == (0, True)
+    poll(lambda: broker.agent_farewells() == 1, 2, "DISCONNECT")
 
 
 def test_answer_given_while_the_broker_is_away_arrives(broker, controller, wifi_manager, agent):
