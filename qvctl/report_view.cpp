@@ -18,8 +18,9 @@ std::vector<const char*> keys_of(json_object* object) {
 }
 
 std::vector<std::string> object_lines(json_object* object, const Style& style) {
-    std::vector<std::string> lines;
     const std::vector<const char*> keys = keys_of(object);
+    std::vector<std::string> lines;
+    lines.reserve(keys.size());
     size_t width = 0;
     for (const char* const key : keys) {
         width = std::max(width, columns_of(printable(key)));

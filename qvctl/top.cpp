@@ -6,11 +6,14 @@
 
 #include <array>
 #include <cstdio>
+#include <optional>
 #include <unistd.h>
 
 namespace qvctl {
 
 namespace {
+
+constexpr int FOREVER = -1; // screens, refreshed as things come
 
 void draw(const TopState& state, const Style& style, const KeyScreen& screen) {
     const std::vector<std::string> lines = top_lines(state, screen_size(), style);
@@ -64,42 +67,37 @@ ExitStatus top(const Options& options, const Arguments& arguments) {
     std::array others = {
         pollfd{.fd = signals.descriptor(), .events = POLLIN, .revents = 0},
         pollfd{.fd = screen.has_keys() ? STDIN_FILENO : -1, .events = POLLIN, .revents = 0}};
-    int screens_left = arguments.count.value_or(screen.has_screen() ? -1 : 1);
+    int left = arguments.count.value_or(screen.has_screen() ? FOREVER : 1);
     const auto give_up = after(options.timeout_or(options.listen));
-    auto next_question = Clock::now();
-    bool has_asked = false;
-    while (screens_left != 0) {
-        if (Clock::now() >= next_question && !state.devices.empty()) {
-            if (has_asked && screens_left > 0) {
-                draw(state, style, screen);
-                --screens_left;
-                if (screens_left == 0) {
-                    break;
-                }
+    std::optional<Clock::time_point> next_question; // none before the first one
+    while (true) {
+        const bool is_due = !state.devices.empty() &&
+                            Clock::now() >= next_question.value_or(Clock::time_point::min());
+        if (is_due && next_question.has_value() && left != FOREVER) {
+            draw(state, style, screen);
+            if (--left == 0) {
+                return ANSWERED;
             }
+        }
+        if (is_due) {
             ask_devices(session, state);
-            has_asked = true;
             next_question = after(arguments.interval);
         }
-        const auto deadline = std::min(state.devices.empty() ? after(1) : next_question, after(1));
+        const auto deadline = std::min(next_question.value_or(after(1)), after(1));
         const std::optional<Report> report = session.next(deadline, others);
         if ((others[0].revents != 0 && signals.asks_to_end()) ||
             (others[1].revents != 0 && take_key(state))) {
             return ANSWERED;
         }
         if (report.has_value() && (options.device.empty() || report->macaddr == options.device)) {
-            if (state.devices.empty()) {
-                next_question = Clock::now();
-            }
             state.note(*report);
         }
-        if (screen.has_screen()) {
+        if (left == FOREVER) {
             draw(state, style, screen);
         } else if (state.devices.empty() && Clock::now() >= give_up) {
             throw Failure(NO_ANSWER, "no device has spoken");
         }
     }
-    return ANSWERED;
 }
 
 } // namespace qvctl
