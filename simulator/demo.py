@@ -5,12 +5,15 @@ Started by scripts/demo. Exit status 0 when every report of the tour came (--onc
 viewer ended it with Ctrl-C; 1 otherwise.
 """
 import argparse
+import hashlib
+import http.server
 import json
 import os
 import queue
 import signal
 import subprocess
 import sys
+import threading
 import time
 
 import paho.mqtt.client as mqtt
@@ -33,6 +36,8 @@ NAMES = {
     1015: "upgrade status",
 }
 DISCOVERY = 1000
+UPGRADE_STATUS = 1015
+STATUSES = {202: "image verified, flashing begins", 203: "image flashed"}
 
 # Command, type of the report that answers it, what it is for.
 TOUR = [
@@ -51,6 +56,11 @@ COLUMNS = {
 def cell(value):
     """A value on one line: quoted where its own characters would break it."""
     return value if isinstance(value, str) and value.isprintable() else json.dumps(value)
+
+
+IMAGE = b"a firmware image of the demo's own\n" * 30000
+IMAGE_PIECES = 4
+FLASHING_SECONDS = 2
 
 
 class Screen:
@@ -120,8 +130,10 @@ class Controller:
         self._client.connect("127.0.0.1", 1883)
         self._client.loop_start()
 
-    def send(self, kind):
+    def send(self, kind, data=None):
         command = {"type": kind, "timestamp": int(time.time() * 1000)}
+        if data is not None:
+            command["data"] = data
         self._client.publish(self._topic, json.dumps(command))
 
     def next_report(self, timeout=None):
@@ -132,17 +144,66 @@ class Controller:
             return None
 
 
+class ImageServer(http.server.HTTPServer):
+    """Serves the image in slow pieces, and shows how far it is."""
+
+    def __init__(self, screen):
+        super().__init__(("127.0.0.1", 0), ImageHandler)
+        self.screen = screen
+        threading.Thread(target=self.serve_forever, daemon=True).start()
+
+
+class ImageHandler(http.server.BaseHTTPRequestHandler):
+    def do_GET(self):
+        self.send_response(200)
+        self.send_header("Content-Length", str(len(IMAGE)))
+        self.end_headers()
+        for piece in range(IMAGE_PIECES):
+            begin, end = (len(IMAGE) * at // IMAGE_PIECES for at in (piece, piece + 1))
+            self.wfile.write(IMAGE[begin:end])
+            self.server.screen.note(f"download of {self.path}: {end} of {len(IMAGE)} bytes")
+            time.sleep(0.4)
+
+    def log_message(self, *_):
+        pass
+
+
 def wait_for(controller, screen, kind, timeout):
-    """Shows reports until one of a kind has come. Returns whether it came in time."""
+    """Shows reports until one of a kind has come. Returns it, or None when it was late."""
     deadline = time.monotonic() + timeout
     while (left := deadline - time.monotonic()) > 0:
         report = controller.next_report(left)
         if report is not None:
             screen.report(report)
             if report.get("type") == kind:
-                return True
+                return report
     print(f"demo failed: no {NAMES[kind]} report within {timeout} s", file=sys.stderr)
-    return False
+    return None
+
+
+def upgrade(controller, screen):
+    """A firmware upgrade, each step shown when it is done. Returns whether it went well."""
+    with open(os.path.join(os.environ["AP_DIR"], "tools/updata_rootfs.sh.delay"), "w") as delay:
+        delay.write(str(FLASHING_SECONDS))
+    server = ImageServer(screen)
+    screen.command("command 1002: a firmware upgrade")
+    controller.send(1002, {"fw_params": {
+        "image_name": "demo.img",
+        "md5sum": hashlib.md5(IMAGE).hexdigest(),
+        "server_ip": "127.0.0.1",
+        "server_port": server.server_port,
+        "save_config": "1",
+        "reboot": "0",
+    }})
+    for status, meaning in STATUSES.items():
+        report = wait_for(controller, screen, UPGRADE_STATUS, 20)
+        if report is None:
+            return False
+        if report["data"] != {"updata_stats": status}:
+            print(f"demo failed: the upgrade ended with {report['data']}", file=sys.stderr)
+            return False
+        screen.note(meaning)
+    return True
 
 
 def tour(controller, screen):
@@ -153,7 +214,7 @@ def tour(controller, screen):
         controller.send(command)
         if not wait_for(controller, screen, kind, 10):
             return 1
-    return 0
+    return 0 if upgrade(controller, screen) else 1
 
 
 def show_for_ever(controller, screen):

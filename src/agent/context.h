@@ -5,6 +5,7 @@
 #include "agent/command.h"
 #include "agent/local_socket.h"
 #include "agent/message_queue.h"
+#include "agent/report_kind.h"
 #include "platform/thread.h"
 #include "platform/zendry_common.h"
 
@@ -16,7 +17,6 @@
 #include <span>
 
 struct MqttSession;
-struct ReportKind;
 
 enum AgentState : int32_t {
     AGENT_STATE_CONNECT = 1,  ///< the broker connection must be (re)made

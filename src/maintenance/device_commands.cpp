@@ -40,6 +40,7 @@ bool format_local_time(int64_t seconds, std::span<char, LOCAL_TIME_SIZE> text) {
     static_assert(sizeof(time_t) == sizeof seconds);
     const time_t clock = seconds;
     tm local{};
+    tzset(); // a zone that was changed since: localtime_r(3) need not look, localtime(3) does
     return localtime_r(&clock, &local) != nullptr && local.tm_year >= 1000 - TM_YEAR_BASE &&
            local.tm_year <= 9999 - TM_YEAR_BASE &&
            strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local) != 0;

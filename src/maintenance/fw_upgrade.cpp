@@ -25,32 +25,40 @@ bool is_set(const char* flag) {
     return strcmp(flag, "1") == 0;
 }
 
-void clear_busy(AgentContext& context) {
-    const std::lock_guard guard(context.lock);
-    context.busy = 0;
+struct Upgrade {
+    AgentContext& context;
+    bool holds_busy; ///< else `busy` is not its to clear: a background job may have it by now
+    FwParams params{};
+};
+
+void clear_busy(const Upgrade& upgrade) {
+    if (upgrade.holds_busy) {
+        const std::lock_guard guard(upgrade.context.lock);
+        upgrade.context.busy = 0;
+    }
 }
 
-int32_t fail(AgentContext& context, UpdataStatus status) {
-    clear_busy(context);
-    qv_send_updata_stats(context, status);
+int32_t fail(const Upgrade& upgrade, UpdataStatus status) {
+    clear_busy(upgrade);
+    qv_send_updata_stats(upgrade.context, status);
     return -status;
 }
 
 /// `busy` stays as it is: the device is expected to restart.
-int32_t flash_with_sysupgrade(AgentContext& context, const FwParams& params) {
-    qv_send_updata_stats(context, UPDATA_DONE);
-    qv_run_sysupgrade(is_set(params.save_config));
+int32_t flash_with_sysupgrade(const Upgrade& upgrade) {
+    qv_send_updata_stats(upgrade.context, UPDATA_DONE);
+    qv_run_sysupgrade(is_set(upgrade.params.save_config));
     return 0;
 }
 
-int32_t flash_with_updata_rootfs(AgentContext& context, const FwParams& params) {
-    qv_send_updata_stats(context, UPDATA_FLASHING);
-    if (qv_run_updata_rootfs(is_set(params.save_config)) != 0) {
-        return fail(context, UPDATA_FLASHING_FAILED);
+int32_t flash_with_updata_rootfs(const Upgrade& upgrade) {
+    qv_send_updata_stats(upgrade.context, UPDATA_FLASHING);
+    if (qv_run_updata_rootfs(is_set(upgrade.params.save_config)) != 0) {
+        return fail(upgrade, UPDATA_FLASHING_FAILED);
     }
-    qv_send_updata_stats(context, UPDATA_DONE);
-    clear_busy(context);
-    if (is_set(params.reboot)) {
+    qv_send_updata_stats(upgrade.context, UPDATA_DONE);
+    clear_busy(upgrade);
+    if (is_set(upgrade.params.reboot)) {
         printf("QV: reboot now:%d,%d\n", -UPDATA_DONE, 1);
         qv_run_reboot();
     }
@@ -59,7 +67,7 @@ int32_t flash_with_updata_rootfs(AgentContext& context, const FwParams& params) 
 
 struct Board {
     std::string_view name; ///< first line of the board file
-    int32_t (*flash)(AgentContext& context, const FwParams& params);
+    int32_t (*flash)(const Upgrade& upgrade);
 };
 
 constexpr Board BOARDS[] = {
@@ -68,18 +76,18 @@ constexpr Board BOARDS[] = {
     {"qcom,ipq5018-ap-mp03.5-c2", flash_with_updata_rootfs},
 };
 
-int32_t flash(AgentContext& context, const FwParams& params) {
+int32_t flash(const Upgrade& upgrade) {
     char name[64];
     if (qv_get_board_name(name) != 0) {
         fputs("Failed to get board name\n", stderr);
-        return fail(context, UPDATA_BOARD_UNREADABLE);
+        return fail(upgrade, UPDATA_BOARD_UNREADABLE);
     }
     const auto* const board = std::ranges::find(BOARDS, std::string_view(name), &Board::name);
     if (board == std::end(BOARDS)) {
         fprintf(stderr, "Unsupported board: %s\n", name);
-        return fail(context, UPDATA_FLASHING_FAILED);
+        return fail(upgrade, UPDATA_FLASHING_FAILED);
     }
-    return board->flash(context, params);
+    return board->flash(upgrade);
 }
 
 /// As atoi(3), whose result is undefined for numbers beyond an int.
@@ -96,16 +104,14 @@ void print_params(const FwParams& params) {
     printf("reboot: %s\n", params.reboot);
 }
 
-} // namespace
-
-int32_t qv_fw_upgrade(AgentContext& context, const char* payload, uint32_t length) {
+int32_t run(Upgrade& upgrade, const char* payload, uint32_t length) {
+    FwParams& params = upgrade.params;
     printf("plyload: %s\n", payload);
     puts("-------------------------------");
-    FwParams params{};
     if (qv_json_parse_msg_get_fw_params(params, payload, length) == FwParamsResult::too_long) {
-        return fail(context, UPDATA_DOWNLOAD_FAILED);
+        return fail(upgrade, UPDATA_DOWNLOAD_FAILED);
     }
-    const BrokerConfig broker = qv_agent_broker(context);
+    const BrokerConfig broker = qv_agent_broker(upgrade.context);
     const std::string_view host = qv_field_text(broker.host);
     snprintf(params.server_ip, sizeof params.server_ip, "%.*s", static_cast<int>(host.size()),
              host.data());
@@ -116,16 +122,26 @@ int32_t qv_fw_upgrade(AgentContext& context, const char* payload, uint32_t lengt
     static std::mutex upgrading;
     const std::lock_guard alone(upgrading);
     if (file_request(params.server_ip, port_number(params.server_port), params.image_name) != 0) {
-        return fail(context, UPDATA_DOWNLOAD_FAILED);
+        return fail(upgrade, UPDATA_DOWNLOAD_FAILED);
     }
     if (qv_check_md5sum(qv_device_paths.firmware_image, params.md5sum) != 0) {
-        return fail(context, UPDATA_CHECKSUM_WRONG);
+        return fail(upgrade, UPDATA_CHECKSUM_WRONG);
     }
-    return flash(context, params);
+    return flash(upgrade);
+}
+
+} // namespace
+
+int32_t qv_fw_upgrade(AgentContext& context, const char* payload, uint32_t length) {
+    Upgrade upgrade{.context = context, .holds_busy = true};
+    return run(upgrade, payload, length);
 }
 
 int32_t qv_fw_upgrade_with_notice(AgentContext& context, const char* payload, uint32_t length) {
-    const int32_t result = qv_fw_upgrade(context, payload, length);
+    // `busy` was 0 when this command was taken. If it is 1 at the end, a background job that
+    // waits for its turn has it.
+    Upgrade upgrade{.context = context, .holds_busy = false};
+    const int32_t result = run(upgrade, payload, length);
     if (result == 0 || result == -UPDATA_DOWNLOAD_FAILED) {
         qv_mgr_set_fw_upgrade_status(static_cast<uint32_t>(result));
     }

@@ -24,8 +24,9 @@ enum UpdataStatus : int32_t {
 /// after sysupgrade, 203 after updata_rootfs.sh, or the negated status of a failure, 1 to 4.
 int32_t qv_fw_upgrade(AgentContext& context, const char* payload, uint32_t length);
 
-/// Handler of command 1002: qv_fw_upgrade, and notice to the wifi manager when the download
-/// failed (1) or sysupgrade was run (0). Returns the result of the upgrade.
+/// Handler of command 1002: as qv_fw_upgrade, but never touches `busy`, which only a background
+/// job holds; then notice to the wifi manager when the download failed (1) or sysupgrade was run
+/// (0). Returns the result of the upgrade.
 int32_t qv_fw_upgrade_with_notice(AgentContext& context, const char* payload, uint32_t length);
 
 /// 0 when the file's MD5 sum is the expected text, -1 otherwise. `path` is one plain shell word.

@@ -125,6 +125,7 @@ int32_t qv_json_build_msg_of_row(AgentContext& context, const ReportKind& row, i
 
 uint64_t qv_get_timestamp_ms() {
     timespec now{};
+    static_assert(sizeof now.tv_sec == 8, "a 32-bit clock ends in 2038");
     clock_gettime(CLOCK_REALTIME, &now);
     return static_cast<uint64_t>(now.tv_sec) * 1000 + static_cast<uint64_t>(now.tv_nsec) / 1000000;
 }

@@ -1,8 +1,8 @@
-// Reports: the common envelope, the shape of a catalogue row and the one builder over the
-// catalogue.
+// Reports: the common envelope and the one builder over the catalogue.
 #ifndef QV_MESSAGES_REPORT_H
 #define QV_MESSAGES_REPORT_H
 
+#include "agent/report_kind.h"
 #include "messages/json_scope.h"
 #include "platform/owned_text.h"
 
@@ -44,21 +44,6 @@ public:
 private:
     std::array<char, 10240> small_{};
     OwnedText grown_; ///< instead of small_, for a report that does not fit it
-};
-
-enum class ReportBody : uint8_t { object, array, status };
-
-/// Fills an empty body; false drops the report. `argument` is for a report outside the catalogue.
-using ReportFill = bool(AgentContext& context, json_object* body, int32_t argument);
-
-/// One row of the catalogue.
-struct ReportKind {
-    int32_t kind;         ///< ReportKindNumber; 0 for a report with an entry point of its own
-    int32_t type;         ///< "type" in the envelope
-    const char* data_key; ///< the one member of "data"
-    ReportBody body;
-    ReportFill* fill = nullptr; ///< none for a status
-    bool has_ip = true;         ///< whether the envelope carries "ip"
 };
 
 /// Builds the report of a kind from the context's catalogue: the text goes into `buffer`, its

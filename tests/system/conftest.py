@@ -2,6 +2,7 @@ import os
 import pathlib
 import shutil
 
+import firmware
 import harness
 import pytest
 
@@ -74,3 +75,34 @@ def agent(broker, wifi_manager, start_agent):
     running = start_agent()
     broker.wait_subscribed()
     return running
+
+
+@pytest.fixture
+def device_tools():
+    """The stand-ins as they come, and their calls forgotten."""
+    for file in (harness.AP_DIR / "tools").iterdir():
+        file.unlink()
+
+
+@pytest.fixture
+def own_tool(tmp_path, monkeypatch):
+    """Puts a shell script in the place of a tool, for the agents that start afterwards."""
+    monkeypatch.setenv("PATH", f"{tmp_path}:{os.environ['PATH']}")
+
+    def install(tool, script):
+        path = tmp_path / tool
+        path.write_text(f"#!/bin/sh\n{script}\n")
+        path.chmod(0o755)
+
+    return install
+
+
+@pytest.fixture
+def images(device_tools):
+    """A download server; no image has been downloaded, and the board is as the launcher set it."""
+    firmware.IMAGE.unlink(missing_ok=True)
+    board = firmware.BOARD.read_text()
+    server = firmware.ImageServer()
+    yield server
+    server.close()
+    firmware.BOARD.write_text(board)

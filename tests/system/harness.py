@@ -15,11 +15,14 @@ import subprocess
 import threading
 import time
 
+import contract
 import paho.mqtt.client as mqtt
 
 AP_DIR = pathlib.Path(os.environ.get("AP_DIR", "/nonexistent"))
 ZENDRY_ROOT = pathlib.Path(os.environ.get("ZENDRY_ROOT", "/nonexistent"))
 BUILD_DIR = pathlib.Path(os.environ.get("QV_BUILD_DIR", "/nonexistent"))
+# A foreign agent's command begins with the emulator that runs it.
+AGENT = shlex.split(os.environ.get("QV_AGENT", "")) or [str(BUILD_DIR / "qvagent")]
 REPORT_TOPIC = "qv/dev_to_controller"
 
 DISCOVERY = 1000
@@ -52,6 +55,11 @@ class Timeline:
     def items(self, since=0):
         with self._changed:
             return self._items[since:]
+
+    def clear(self):
+        """Forgets everything: marks made before point nowhere any more."""
+        with self._changed:
+            self._items.clear()
 
     def wait(self, wanted, timeout, since=0, count=1, what="item"):
         """Returns the time and value of the count-th wanted item from position since on."""
@@ -86,10 +94,11 @@ class Agent:
         self.log = Timeline()
         self.errors = Timeline()
         self.process = subprocess.Popen(
-            [str(BUILD_DIR / "qvagent")],
+            AGENT,
             stdin=subprocess.DEVNULL,
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,
+            start_new_session=True,  # a process group that a test can signal as a whole
         )
         self.started = time.monotonic()
         self._end_examined = False
@@ -213,25 +222,35 @@ class Broker:
 
 
 class Controller:
-    """The controller's side of the broker. Reports arrive as dictionaries in .reports."""
+    """The controller's side of the broker. Reports arrive as dictionaries in .reports.
+
+    Every report must keep the contract of docs/protocol, and so must every command unless it is
+    sent as one that does not.
+    """
 
     def __init__(self, topic):
         self.topic = topic
         self.reports = Timeline()
+        self.faults = []
         self._ready = threading.Event()
         version = getattr(mqtt, "CallbackAPIVersion", None)
         self._client = mqtt.Client(*([version.VERSION1] if version else []), client_id="controller")
         self._client.on_connect = lambda client, *_: client.subscribe(REPORT_TOPIC)
         self._client.on_subscribe = lambda *_: self._ready.set()
         self._client.on_disconnect = lambda *_: self._ready.clear()
-        self._client.on_message = lambda _c, _u, message: self._keep(message.payload)
+        self._client.on_message = lambda _c, _u, message: self._keep(message)
         self._client.reconnect_delay_set(1, 1)
 
-    def _keep(self, payload):
+    def _keep(self, message):
         try:
-            self.reports.add(json.loads(payload))
+            report = json.loads(message.payload)
         except ValueError:
-            self.reports.add({"type": None, "raw": payload})
+            report = {"type": None, "raw": message.payload}
+        if message.topic == REPORT_TOPIC:
+            self.faults += contract.report_faults(report)
+        else:  # a test listens to what another controller sends
+            self.faults += contract.command_faults(message.payload.decode())
+        self.reports.add(report)
 
     def connect(self):
         self._client.connect("127.0.0.1", 1883)
@@ -249,11 +268,17 @@ class Controller:
         self._ready.clear()
         self.connect()
 
-    def send(self, command):
-        """Sends a command: a type number, a dictionary or raw bytes."""
+    def send(self, command, valid=True):
+        """Sends a command: a type number, a dictionary, or raw bytes, which may be anything.
+
+        `valid` tells whether it keeps the contract; None leaves that to the reader of a table.
+        """
         if isinstance(command, int):
             command = {"type": command, "timestamp": int(time.time() * 1000)}
         payload = command if isinstance(command, bytes) else json.dumps(command)
+        if isinstance(payload, str) and valid is not None:
+            faults = contract.command_faults(payload)
+            assert bool(faults) != valid, faults or f"keeps the contract: {payload}"
         self._client.publish(self.topic, payload)
 
     def wait_report(self, kind, timeout, since=0, count=1):
@@ -268,6 +293,7 @@ class Controller:
     def close(self):
         self._client.loop_stop()
         self._client.disconnect()
+        assert not self.faults, self.faults
 
 
 class WifiManager:
@@ -381,6 +407,12 @@ def tool_calls():
     """What the device tools were called with, oldest first."""
     calls = AP_DIR / "tools/calls"
     return [json.loads(line) for line in calls.read_text().splitlines()] if calls.exists() else []
+
+
+def set_tool(tool, status=0, delay=0):
+    """How the calls of a stand-in tool end from now on, and how many seconds they last."""
+    (AP_DIR / "tools" / f"{tool}.status").write_text(str(status))
+    (AP_DIR / "tools" / f"{tool}.delay").write_text(str(delay))
 
 
 def sanitized():

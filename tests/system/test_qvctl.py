@@ -150,7 +150,9 @@ ANSWERS = [
 ]
 
 
-def test_answers(agent, wifi_manager):
+def test_answers(agent, wifi_manager, controller):
+    """The controller overhears both sides, and holds them to the contract."""
+    controller._client.subscribe("qv/device_" + MAC)
     wifi_manager.restart("--still")
     failures = []
     for arguments, status, shown, said in ANSWERS:
@@ -332,7 +334,7 @@ def test_top(agent, wifi_manager, ending, locale):
     terminal.type(ending)
     assert terminal.end() == ANSWERED
     assert terminal.seen.startswith("\x1b[?1049h\x1b[?25l")
-    assert terminal.seen.endswith("\x1b[?25h\x1b[?1049l")
+    terminal.wait(r"\x1b\[\?25h\x1b\[\?1049l$")
     screens = terminal.seen.split("\x1b[H")[1:]
     lines = re.sub(r"\x1b\[\??[\d;]*[A-Za-z]", "", screens[-1]).split("\r\n")
     assert len(lines) <= 24 and max(map(len, lines)) <= 80

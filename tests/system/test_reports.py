@@ -183,7 +183,8 @@ def test_statistics_move(controller, wifi_manager, agent):
 
 def test_index_that_does_not_fit_is_refused(controller, wifi_manager, agent):
     mark, asked = controller.reports.mark(), wifi_manager.log.mark()
-    controller.send({"type": 1018, "timestamp": 1, "data": {"general_data": "00000001"}})
+    index = {"general_data": "00000001"}
+    controller.send({"type": 1018, "timestamp": 1, "data": index}, valid=False)
     agent.wait_line("^QV_ERR: wifi index refused: ", 2)
     ask(controller, 1024, 1005)  # what came before it has been dealt with
     assert not controller.times(1014, mark)

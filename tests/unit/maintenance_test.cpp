@@ -132,7 +132,7 @@ TEST_F(MaintenanceTest, Upgrade) {
         EXPECT_EQ(steps(), std::string("md5sum IMAGE|") + row.steps);
         EXPECT_EQ(fake().calls, std::vector<std::string>{"file_request 192.0.2.7 8080 a b.img"});
         EXPECT_EQ(fake().requests, row.result == 0 ? notice(0) : std::vector<Bytes>{});
-        EXPECT_EQ(context.busy, row.result == 0 ? 1 : 0);
+        EXPECT_EQ(context.busy, 1); // a background job's that waits for its turn
     }
 }
 
@@ -177,7 +177,7 @@ TEST_F(MaintenanceTest, UpgradeWithoutVerifiedImage) {
                       : std::vector{std::string("file_request 192.0.2.7 ") + row.request});
         const size_t error_line = log.find("QV_ERR: firmware upgrade refused: ");
         EXPECT_EQ(error_line == log.npos, row.request != nullptr);
-        EXPECT_EQ(context.busy, 0);
+        EXPECT_EQ(context.busy, 1);
     }
 }
 
@@ -216,6 +216,24 @@ TEST_F(MaintenanceTest, UpgradeInTheBackground) {
     receive(R"({"type":1032,"timestamp":1,"data":)" + std::string(300, ' ') + "1}");
     EXPECT_EQ(steps(), "201|-1|");
     EXPECT_EQ(context.busy, 0);
+
+    // Every failure clears it.
+    fake_shell().status["updata_rootfs.sh"] = 256;
+    receive(command);
+    EXPECT_EQ(steps(), "201|md5sum IMAGE|202|updata_rootfs.sh -n IMAGE|-3|");
+    EXPECT_EQ(context.busy, 0);
+    std::filesystem::remove(folder + "/board_name");
+    receive(command);
+    EXPECT_EQ(steps(), "201|md5sum IMAGE|-4|");
+    EXPECT_EQ(context.busy, 0);
+    receive(upgrade_command(1032, "ABC", "0", "1"));
+    EXPECT_EQ(steps(), "201|md5sum IMAGE|-2|");
+    EXPECT_EQ(context.busy, 0);
+    fake().file_request_result = 1;
+    receive(command);
+    EXPECT_EQ(steps(), "201|-1|");
+    EXPECT_EQ(context.busy, 0);
+    fake().file_request_result = 0;
 
     write("board_name", "ap-dk07.1-c1");
     context.state = AGENT_STATE_RUN;
@@ -310,8 +328,14 @@ TEST_F(MaintenanceTest, Clock) {
         }
         EXPECT_EQ(log, expected);
     }
+    fake_shell() = {};
     run_command(1015, "{}");
     EXPECT_TRUE(fake_shell().commands.empty());
+
+    setenv("TZ", "CET-1", 1); // while the agent runs
+    run_command(1015, R"({"timestamp":1700000000999})");
+    EXPECT_EQ(fake_shell().commands, std::vector<std::string>{"date -s \"2023-11-14 23:13:20\""});
+    setenv("TZ", "UTC", 1);
 }
 
 std::string general_data(const std::string& json) {

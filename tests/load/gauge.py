@@ -1,0 +1,57 @@
+"""What a running agent uses, read from /proc.
+
+Under the emulator the agent's own memory is what lies in the 4 GiB from GUEST_BASE on; the rest,
+and one thread, belongs to the emulator.
+"""
+import dataclasses
+import os
+import pathlib
+import re
+
+GUEST_BASE = 0x100000000
+GUEST = range(GUEST_BASE, GUEST_BASE + (1 << 32))
+NATIVE = range(1 << 64)
+MAPPING = re.compile(r"([0-9a-f]+)-[0-9a-f]+ [-rwxps]{4} ")
+
+
+@dataclasses.dataclass
+class Usage:
+    rss: int  # KiB
+    pss: int  # KiB
+    descriptors: int
+    threads: int
+
+    def __str__(self):
+        return (
+            f"RSS {self.rss} KiB, PSS {self.pss} KiB, {self.descriptors} descriptors, "
+            f"{self.threads} threads"
+        )
+
+
+def emulated(command):
+    return pathlib.Path(command[0]).name.startswith("qemu-")
+
+
+def with_known_base(command):
+    """The command line with the guest's memory where usage() looks for it."""
+    return [command[0], "-B", hex(GUEST_BASE), *command[1:]] if emulated(command) else command
+
+
+def usage(process):
+    folder = pathlib.Path("/proc") / str(process.pid)
+    addresses = GUEST if emulated(process.args) else NATIVE
+    sums = {"Rss": 0, "Pss": 0}
+    counts = False
+    for line in (folder / "smaps").read_text().splitlines():
+        if mapping := MAPPING.match(line):
+            counts = int(mapping[1], 16) in addresses
+        elif counts and (name := line.partition(":")[0]) in sums:
+            sums[name] += int(line.split()[1])
+    threads = len(os.listdir(folder / "task")) - (1 if emulated(process.args) else 0)
+    return Usage(sums["Rss"], sums["Pss"], len(os.listdir(folder / "fd")), threads)
+
+
+def cpu_seconds(process):
+    """Of all threads that run now."""
+    tasks = pathlib.Path(f"/proc/{process.pid}/task").glob("*/schedstat")
+    return sum(int(task.read_text().split()[0]) for task in tasks) / 1e9

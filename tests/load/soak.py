@@ -1,0 +1,175 @@
+#!/usr/bin/python3
+"""Keeps an agent busy inside a simulated access point, takes the broker and the wifi manager away
+now and then, and watches its memory, descriptors and threads.
+
+Exit status 1 when the agent stops answering, ends badly, or uses more at the end than after the
+first round of everything.
+"""
+import argparse
+import os
+import pathlib
+import random
+import sys
+import time
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "system"))
+import gauge
+import harness
+from harness import SYSTEM_STATS
+
+# The heap's high-water mark moves a little with the order of things, and code that runs for the
+# first time comes into memory.
+GROWTH_KIB = 192
+ANSWER_S = 20
+
+READS = [1018, 1023, 1024, 1025, 1026, 1027, 1028, 1031, 1034, 1035]
+SESSION_ENDERS = [1014, 1029, 1030]
+TEXTS = ["", "0", "x" * 19, "y" * 400, "'; echo 1; '", "\u00e9\u4e2d\U0001f4e1", '"\\/\n']
+BROKEN = [b"", b"{", b"[]", b"\xff\xfe", b"null", b'{"type":1024', b'{"type":1e9}', b"7" * 70000]
+
+
+def applies(chance):
+    """A change with members that fit, that do not, and that are not there."""
+    name, text = f"ath{chance.randrange(10)}", chance.choice(TEXTS)
+    vap = {"ifname": name, "ssid": text, "key": text, "channel": chance.choice(["auto", "36", text])}
+    radio = {"radio_name": "wifi0", "channel": "6", "country": text, "vap_list": [vap]}
+    return chance.choice(
+        [
+            {"type": 1001, "data": {"apconfigs": {"radio_list": [radio]}}},
+            {"type": 1003, "data": {"uci_system": {"hostname": text, "server": [text, text]}}},
+            {"type": 1004, "data": {"vap_config": vap}},
+            {"type": 1005, "data": {"general_data": radio}},
+            {"type": 1006, "data": {"vap_config": {"ifname": name}}},
+            {"type": 1007, "data": {"vap_config": vap}},
+            {"type": 1017, "data": {"general_data": text}},
+            {"type": 1019, "data": {"general_data": {"maclist_size": 2, "wifi0Flag": 1}}},
+            {"type": 1020, "data": {"general_data": {"wifi0Flag": 1}}},
+            {"type": 1021, "data": None},
+            {"type": 1022, "data": {"general_data": text}},
+        ]
+    )
+
+
+class Soak:
+    def __init__(self, seed):
+        self.chance = random.Random(seed)
+        self.broker = harness.Broker().start()
+        self.wifi_manager = harness.WifiManager()
+        self.start_wifi_manager()
+        self.controller = harness.Controller("qv/device_" + os.environ["AP_MAC"]).connect()
+        self.agent = harness.Agent()
+        self.broker.wait_subscribed(timeout=ANSWER_S)
+        self.sent = 0
+
+    def start_wifi_manager(self):
+        self.wifi_manager.start("--stations", "255", "--vaps", "8", "--freqs", "85")
+
+    def send(self, command):
+        if isinstance(command, dict):
+            command = {"timestamp": int(time.time() * 1000), **command}
+        self.controller.send(command)
+        self.sent += 1
+
+    def answers(self):
+        """Until a question is answered; it is asked again, because a session that is being made
+        anew loses what is sent meanwhile."""
+        deadline = time.monotonic() + 2 * ANSWER_S
+        mark = self.controller.reports.mark()
+        while not self.controller.times(SYSTEM_STATS, mark):
+            assert time.monotonic() < deadline, "the agent does not answer"
+            assert self.agent.process.poll() is None, "the agent has ended"
+            self.send(1034)
+            time.sleep(0.5)
+
+    def commands(self):
+        for _ in range(40):
+            kind = self.chance.random()
+            if kind < 0.6:
+                self.send(self.chance.choice(READS))
+            elif kind < 0.9:
+                self.send(applies(self.chance))
+            else:
+                self.send(self.chance.choice(BROKEN))
+            time.sleep(0.02)
+
+    def new_session(self):
+        self.send(self.chance.choice(SESSION_ENDERS))
+        time.sleep(0.5)
+
+    def broker_restart(self):
+        self.broker.kill()
+        time.sleep(self.chance.choice([0, 2.5]))
+        self.broker.start()
+        self.controller.reconnect()
+
+    def wifi_manager_outage(self):
+        self.wifi_manager.stop()
+        for command in self.chance.sample(READS, 4):
+            self.send(command)
+        time.sleep(1)
+        self.start_wifi_manager()
+
+    def wifi_manager_faults(self):
+        fault = self.chance.choice(["wrong-id", "short", "long", "close", "refuse"])
+        self.wifi_manager.behave(f"all {fault}")
+        self.commands()
+        self.answers()
+        self.wifi_manager.behave("")
+
+    def round(self):
+        """Everything once, in an order of its own. Returns what the agent uses when it is done."""
+        steps = [self.commands] * 4
+        steps += [self.new_session, self.broker_restart]
+        steps += [self.wifi_manager_outage, self.wifi_manager_faults]
+        self.chance.shuffle(steps)
+        for step in steps:
+            step()
+            self.answers()
+            for timeline in (self.controller.reports, self.agent.log, self.wifi_manager.log):
+                timeline.clear()
+        time.sleep(0.5)
+        return gauge.usage(self.agent.process)
+
+    def close(self):
+        self.agent.close()
+        self.controller.close()
+        self.wifi_manager.close()
+        self.broker.close()
+
+
+def growth(before, after):
+    """What has grown beyond its noise. PSS does not count: it is a share, and moves with the other
+    programs that use the same libraries. Nor does memory that a sanitizer keeps on purpose."""
+    grown = []
+    if after.rss > before.rss + GROWTH_KIB and not harness.sanitized():
+        grown.append("memory")
+    if after.descriptors > before.descriptors:
+        grown.append("descriptors")
+    if after.threads > before.threads:
+        grown.append("threads")
+    return grown
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("minutes", type=float, nargs="?", default=30)
+    parser.add_argument("--seed", type=int, default=int(time.time()))
+    arguments = parser.parse_args()
+    harness.AGENT[:] = gauge.with_known_base(harness.AGENT)
+    print(f"soak: {arguments.minutes:g} minutes, seed {arguments.seed}", flush=True)
+
+    begin = time.monotonic()
+    soak = Soak(arguments.seed)
+    first = None
+    while first is None or time.monotonic() - begin < 60 * arguments.minutes:
+        usage = soak.round()
+        first = first or usage
+        print(f"{time.monotonic() - begin:6.0f} s  {soak.sent:7} commands  {usage}", flush=True)
+    soak.close()
+    grown = growth(first, usage)
+    print(f"soak: {'grown: ' + ', '.join(grown) if grown else 'no growth'}")
+    return int(bool(grown))
+
+
+if __name__ == "__main__":
+    sys.exit(main())

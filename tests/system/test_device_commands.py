@@ -1,0 +1,101 @@
+"""Clock, administrator password, equipment notes and wifi reload, as the device's tools and the
+configuration store see them."""
+import pathlib
+import re
+import time
+
+from harness import ZENDRY_ROOT, poll, set_tool, tool_calls
+
+CANARY = "/tmp/canary"
+
+# As the tool must receive them.
+PASSWORDS = [
+    "abc",
+    "",
+    "'",
+    "''';>/tmp/canary;'",
+    "$(>/tmp/canary)",
+    "`>/tmp/canary`",
+    ";>/tmp/canary;",
+    '";>/tmp/canary;"',
+    "|>/tmp/canary&",
+    "-n",
+    "-e",
+    "--help",
+    "\\",
+    "\\c\\n\\0101",
+    "\\';>/tmp/canary;'",
+    "%s%d *?[a] ~ #!",
+    "Áé密码",
+    "1234567890123456789",
+]
+REFUSED = ["12345678901234567890", "a\nb", "\n>/tmp/canary", "a\rb", "\x1b[A", "a\0b", "\x7f"]
+
+
+def general_data(command, text):
+    return {"type": command, "timestamp": 1, "data": {"general_data": text}}
+
+
+def test_passwords(controller, agent, device_tools):
+    set_tool("passwd", 1)  # of no consequence
+    for text in REFUSED:
+        controller.send(general_data(1016, text), valid=None)
+    for text in PASSWORDS:
+        controller.send(general_data(1016, text), valid=None)
+    poll(lambda: len(tool_calls()) == len(PASSWORDS), 50, "calls of passwd")
+    for text, call in zip(PASSWORDS, tool_calls()):
+        assert call["args"] == ["admin"]
+        assert call["stdin"].encode("utf-8", "surrogateescape").decode() == f"{text}\n{text}\n"
+    assert len(agent.lines("^QV_ERR: password refused: ")) == len(REFUSED)
+    plain = "(echo 'abc'; sleep 1; echo 'abc') | passwd 'admin' >/dev/null 2>&1"
+    assert agent.lines(f"^QV: update password command: {re.escape(plain)}$")
+    assert not pathlib.Path(CANARY).exists()
+
+
+def test_clock_and_wifi(controller, agent, device_tools):
+    # The command, and what it says in the device's own time zone.
+    clocks = [1700000000999, "1700000000999", -1500, 4102444800000]
+    refused = [None, "soon", True, 253402400000000, -(1 << 63)]
+    set_tool("date", 1)
+    for timestamp in clocks + refused:
+        controller.send({"type": 1015, "timestamp": timestamp}, valid=None)
+    controller.send({"type": 1015}, valid=None)
+    controller.send(1021)
+    poll(lambda: tool_calls()[-1:] == [{"tool": "wifi", "args": ["reload"]}], 10, "wifi reload")
+    seconds = [int(int(timestamp) / 1000) for timestamp in clocks]
+    assert tool_calls()[:-1] == [
+        {"tool": "date", "args": ["-s", time.strftime("%Y-%m-%d %H:%M:%S", time.localtime(at))]}
+        for at in seconds
+    ]
+    assert len(agent.lines("^QV_ERR: clock not set: ")) == len(refused) + 1
+
+
+def stored_notes():
+    lines = (ZENDRY_ROOT / "etc/config/system").read_text().splitlines()
+    return next(line.split(maxsplit=2)[2] for line in lines if "equipment_notes" in line)
+
+
+def test_notes(controller, agent):
+    for given, stored in (
+        ("roof, east", "'roof, east'"),
+        ("n" * 31, f"'{'n' * 31}'"),
+        ("n" * 32, f"'{'n' * 31}'"),
+        ("n" * 30 + "é", f"'{'n' * 30}'"),
+        ({"a": 1}, "'{ \"a\": 1 }'"),
+    ):
+        mark = agent.log.mark()
+        controller.send(general_data(1017, given), valid=None)
+        agent.wait_in_order(
+            ["QV: update equipment_notes data: "] * 2
+            + [f"qv_set_equipment_notes: uci{c}" for c in ("Init", "Set", "Commit", "Destroy")]
+            + ["process_msg->type 1017", "qv_agent_controller_thread: unknown msg type"],
+            3,
+            mark,
+        )
+        cut = agent.lines(r"^QV_INFO: equipment_notes cut from 32 to 3[01] bytes$", mark)
+        assert len(cut) == (len(str(given).encode()) > 31)
+        assert stored_notes() == stored
+    mark = agent.log.mark()
+    controller.send({"type": 1017, "timestamp": 1}, valid=None)
+    agent.wait_line("^qv_set_equipment_notes: uciDestroy$", 3, mark)
+    assert stored_notes() == "''"

@@ -1,0 +1,44 @@
+"""Firmware commands that last longer than the broker waits for a sign of life, and downloads that
+come to nothing by and by. Both take their time, so they take it together."""
+import time
+
+from firmware import BOARD, IMAGE, ROOTFS_BOARDS, STALLED, UPDATA_STATS
+from firmware import flash, statuses, tools_called, upgrade
+from harness import SYSTEM_STATS, poll, set_tool
+
+TOOL_SECONDS = 40
+STALL_LIMIT = 30  # seconds below a byte per second,
+SPEED_WINDOW = 6  # which libcurl takes as the mean of the last six
+
+
+def test_statuses_of_slow_commands(broker, controller, wifi_manager, images, agent):
+    BOARD.write_text(ROOTFS_BOARDS[0])
+    IMAGE.write_text("image of an earlier upgrade")
+    set_tool("updata_rootfs.sh", delay=TOOL_SECONDS)
+    begin = time.monotonic()
+    mark = controller.reports.mark()
+    controller.send(upgrade(1032, images, image_name=STALLED))
+    poll(lambda: images.requests, 5, "request")
+    controller.send(flash(save_config=1), valid=None)
+    poll(tools_called, 5, "flashing tool")
+    # The network thread is blocked now. The broker gives the session up after 1.5 times the
+    # keep-alive; what it has sent before is not lost.
+    controller.send(1025)
+    agent.wait_line("^QV_ERR: firmware download of .* failed: ", STALL_LIMIT + 8)
+    stalled_for = time.monotonic() - begin
+    assert STALL_LIMIT <= stalled_for < STALL_LIMIT + SPEED_WINDOW + 2
+    assert not IMAGE.exists()
+
+    at, _ = controller.wait_report(UPDATA_STATS, TOOL_SECONDS, mark, 3)
+    assert TOOL_SECONDS < at - begin < TOOL_SECONDS + 8
+    assert statuses(controller, mark) == [201, -1, 2]
+    controller.wait_report(1006, 5, mark)
+    broker.wait_subscribed(2)
+    mark = controller.reports.mark()
+    controller.send(1034)
+    controller.wait_report(SYSTEM_STATS, 3, mark)
+    time.sleep(3)  # more than the pause between two attempts to connect
+    assert broker.agent_sessions() == 2
+    assert broker.agent_subscriptions() == 2
+    assert broker.count("auto-.* has exceeded timeout") == 1
+    assert tools_called() == [f"updata_rootfs.sh {IMAGE}"]
