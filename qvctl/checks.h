@@ -1,0 +1,41 @@
+// Whether the device can hold what a command is about to say. Every check throws Failure with
+// REFUSED and a text that names key and limit.
+#ifndef QVCTL_CHECKS_H
+#define QVCTL_CHECKS_H
+
+#include "messages/record_fields.h"
+
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace qvctl {
+
+/// A text of at most `limit` bytes without NUL.
+void check_text(const std::string& key, std::string_view text, size_t limit);
+
+/// An integer within these bounds, written as a number or as text.
+void check_integer(const std::string& key, json_object* value, int64_t lowest, int64_t highest);
+
+/// Every member of the object that a row of one of the tables names; other keys are refused,
+/// except those in `others`, which the caller checks.
+void check_members(const std::string& prefix, json_object* object,
+                   std::span<const RecordField> fields, std::span<const char* const> others = {});
+
+// One per kind of settings.
+
+void check_system_settings(json_object* settings);
+void check_vap(json_object* settings);
+void check_radio(json_object* settings);
+void check_access_point(json_object* settings);
+void check_lan(json_object* settings);
+void check_wan(json_object* settings);
+void check_wan6(json_object* settings);
+void check_maclist(json_object* settings);
+
+/// "fw_params" of an upgrade, and the length of its whole command text.
+void check_firmware(json_object* settings, json_object* command);
+
+} // namespace qvctl
+
+#endif

@@ -1,0 +1,215 @@
+#include "command_line.h"
+
+#include <algorithm>
+
+namespace qvctl {
+
+namespace {
+
+constexpr const char* FOOTER =
+    "Exit status: 0 answered, or sent where the device confirms nothing; 1 refused before it was "
+    "sent, not taken over by the device, or failed; 2 the invocation cannot be understood; 3 no "
+    "device, or no answer in time.";
+
+std::string lower_case_mac(std::string& text) {
+    std::ranges::transform(text, text.begin(), [](char character) {
+        return character >= 'A' && character <= 'F' ? static_cast<char>(character - 'A' + 'a')
+                                                    : character;
+    });
+    bool is_mac = text.size() == 17;
+    for (size_t i = 0; is_mac && i < text.size(); ++i) {
+        is_mac = i % 3 == 2
+                     ? text[i] == ':'
+                     : std::string_view("0123456789abcdef").find(text[i]) != std::string_view::npos;
+    }
+    return is_mac ? "" : text + " is no MAC address as 02:11:22:33:44:55";
+}
+
+std::string lower_case_md5(std::string& text) {
+    std::ranges::transform(text, text.begin(), [](char character) {
+        return character >= 'A' && character <= 'F' ? static_cast<char>(character - 'A' + 'a')
+                                                    : character;
+    });
+    const bool is_sum =
+        text.size() == 32 && text.find_first_not_of("0123456789abcdef") == std::string::npos;
+    return is_sum ? "" : text + " is no MD5 sum of 32 hexadecimal digits";
+}
+
+void add_flashing_flags(CLI::App& verb, Arguments& arguments) {
+    verb.add_flag("--save-config", arguments.save_config, "Keep the device's configuration");
+    verb.add_flag("--reboot", arguments.reboot, "Restart the device after updata_rootfs.sh");
+}
+
+void add_text(CLI::App& verb, Arguments& arguments, const char* name, const char* help,
+              bool required) {
+    verb.add_option(name, arguments.text, help)->required(required);
+}
+
+void define_upgrade(CLI::App& verb, Arguments& arguments) {
+    verb.add_option("IMAGE", arguments.image, "Name of the image on the download server")
+        ->required();
+    verb.add_option("--md5", arguments.md5sum, "MD5 sum of the image")
+        ->required()
+        ->check(CLI::Validator(lower_case_md5, ""))
+        ->type_name("SUM");
+    verb.add_option("--server-port", arguments.server_port,
+                    "Port of the download server, which is the device's broker host")
+        ->type_name("PORT")
+        ->check(CLI::Range(1, 65535))
+        ->capture_default_str();
+    verb.add_flag("--background", arguments.background,
+                  "Beside the device's other work, which discards commands meanwhile");
+    add_flashing_flags(verb, arguments);
+}
+
+void define_watch(CLI::App& verb, Arguments& arguments) {
+    verb.add_option("-n,--count", arguments.count, "End after that many reports")
+        ->type_name("COUNT")
+        ->check(CLI::PositiveNumber);
+    verb.add_flag("-a,--all", arguments.all, "Show what each report holds");
+}
+
+void define_top(CLI::App& verb, Arguments& arguments) {
+    verb.add_option("-n,--count", arguments.count, "End after that many screens")
+        ->type_name("COUNT")
+        ->check(CLI::PositiveNumber);
+    verb.add_option("-i,--interval", arguments.interval, "Seconds between two questions")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(1.0, 3600.0))
+        ->capture_default_str();
+}
+
+struct Verb {
+    const char* name;
+    const char* help;
+    ExitStatus (*run)(const Options& options, const Arguments& arguments);
+    void (*define)(CLI::App& verb, Arguments& arguments) = nullptr;
+};
+
+constexpr Verb VERBS[] = {
+    {"devices", "List the devices that announce themselves or report", list_devices},
+    {"clock", "Set the device's clock; sent, not confirmed", set_clock,
+     [](CLI::App& verb, Arguments& arguments) {
+         add_text(verb, arguments, "TIME",
+                  "\"YYYY-MM-DD HH:MM:SS\" local, with Z behind it UTC, or @SECONDS since 1970; "
+                  "now when it is missing",
+                  false);
+     }},
+    {"password",
+     "Set the password of admin, asked for without echo or read from standard input; sent, not "
+     "confirmed",
+     set_password},
+    {"notes", "Set the equipment notes; sent, not confirmed", set_notes,
+     [](CLI::App& verb, Arguments& arguments) {
+         add_text(verb, arguments, "TEXT", "At most 31 bytes", true);
+     }},
+    {"wifi-reload", "Reload wifi; sent, not confirmed", reload_wifi},
+    {"passthrough", "Hand a text to the wifi manager; sent, not confirmed", pass_through,
+     [](CLI::App& verb, Arguments& arguments) {
+         add_text(verb, arguments, "TEXT", "At most 63 bytes", true);
+     }},
+    {"upgrade", "Upgrade the firmware and show how far it is", upgrade, define_upgrade},
+    {"flash", "Flash the image that an earlier upgrade left on the device", flash,
+     add_flashing_flags},
+    {"watch", "Show reports as they come", watch, define_watch},
+    {"top", "Show devices, radios and stations on one screen; asks them, which ends announcements",
+     top, define_top},
+};
+
+void add_global_options(CommandLine& line) {
+    CLI::App& app = line.app;
+    Options& options = line.options;
+    app.add_option("-h,--host", options.host, "Host of the broker")
+        ->type_name("HOST")
+        ->capture_default_str();
+    app.add_option("-p,--port", options.port, "Port of the broker")
+        ->type_name("PORT")
+        ->check(CLI::Range(1, 65535))
+        ->capture_default_str();
+    app.add_option("-d,--device", options.device,
+                   "MAC address of the device; the only one that speaks when it is missing")
+        ->check(CLI::Validator(lower_case_mac, ""))
+        ->type_name("MAC")
+        ->envname("QVCTL_DEVICE");
+    app.add_option("--timeout", options.timeout, "Seconds until an answer must be there")
+        ->type_name("SECONDS")
+        ->check(CLI::PositiveNumber);
+    app.add_option("--listen", options.listen,
+                   "Seconds in which every device must have spoken; a device that runs reports "
+                   "every ten seconds")
+        ->type_name("SECONDS")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
+    app.add_flag("--json", options.json, "Print reports as JSON, one line each");
+    app.add_flag("--no-color", options.no_color, "Print without colours");
+    app.add_option("--generate", line.generated, "")
+        ->check(CLI::IsMember({"bash-completion", "man"}))
+        ->group("");
+}
+
+void add_get(CommandLine& line) {
+    CLI::App* const get_verb = line.app.add_subcommand("get", "Ask for a report and show it");
+    get_verb->require_subcommand(1);
+    for (const Reading& reading : readings()) {
+        CLI::App* const what = get_verb->add_subcommand(reading.name, reading.help);
+        if (reading.takes_index) {
+            what->add_option("INDEX", line.arguments.text, "Index of the wifi interface, usually 0")
+                ->check(CLI::Number);
+        }
+        what->add_flag("-a,--all", line.arguments.all, "Show every member of a list's entries");
+        what->callback([&line, &reading] {
+            line.run = [&line, &reading] { return get(line.options, line.arguments, reading); };
+        });
+    }
+}
+
+void add_set(CommandLine& line) {
+    CLI::App* const set_verb = line.app.add_subcommand(
+        "set", "Change settings, and check in the device's report that they were taken over");
+    set_verb->require_subcommand(1);
+    for (const Setting& setting : settings()) {
+        CLI::App* const what = set_verb->add_subcommand(setting.name, setting.help);
+        what->add_option("FILE|KEY=VALUE", line.arguments.settings,
+                         "A file with a JSON object (- is standard input), or members and their "
+                         "values, JSON where a value begins with [ or {")
+            ->required();
+        if (setting.read_command != 0) {
+            what->add_flag("--replace", line.arguments.replace,
+                           "Empty the members that are not named instead of keeping what the "
+                           "device holds; a file always does");
+        }
+        if (setting.command == SET_MACLIST) {
+            what->add_flag("--delete", line.arguments.remove,
+                           "Delete the lists that wifi0Flag=1 and wifi1Flag=1 name from the "
+                           "configuration store");
+        }
+        line.words[what] = setting.keys();
+        what->callback([&line, &setting] {
+            line.run = [&line, &setting] { return set(line.options, line.arguments, setting); };
+        });
+    }
+}
+
+} // namespace
+
+CommandLine::CommandLine()
+    : app("Talks to access points that run qvagent, through their broker.", "qvctl") {
+    app.set_help_flag("--help", "Print this help and end"); // -h is the host
+    app.set_version_flag("-V,--version", "qvctl " QV_VERSION, "Print the version and end");
+    app.fallthrough();
+    app.footer(FOOTER);
+    app.require_subcommand(0, 1);
+    add_global_options(*this);
+    add_get(*this);
+    add_set(*this);
+    for (const Verb& verb : VERBS) {
+        CLI::App* const added = app.add_subcommand(verb.name, verb.help);
+        if (verb.define != nullptr) {
+            verb.define(*added, arguments);
+        }
+        added->callback(
+            [this, &verb] { run = [this, &verb] { return verb.run(options, arguments); }; });
+    }
+}
+
+} // namespace qvctl

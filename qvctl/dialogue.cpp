@@ -1,0 +1,135 @@
+#include "dialogue.h"
+
+#include "failure.h"
+#include "protocol.h"
+
+#include <cstdio>
+#include <unistd.h>
+
+namespace qvctl {
+
+namespace {
+
+std::string seconds_text(double seconds) {
+    char text[32];
+    snprintf(text, sizeof text, "%g s", seconds);
+    return text;
+}
+
+std::string names_of(const DevicesSeen& devices) {
+    std::string names;
+    for (const auto& [macaddr, seen] : devices) {
+        names += (names.empty() ? "" : ", ") + macaddr;
+    }
+    return names;
+}
+
+void refuse_several(const DevicesSeen& devices) {
+    if (devices.size() > 1) {
+        throw Failure(USAGE,
+                      "more than one device speaks (" + names_of(devices) + "): name one with -d");
+    }
+}
+
+Failure no_report(const std::string& macaddr, int type, double seconds) {
+    const ReportKind* const kind = find_report_kind(type);
+    return {NO_ANSWER, "device " + macaddr + ": no report of type " + std::to_string(type) +
+                           (kind == nullptr ? "" : std::string(" (") + kind->name + ")") +
+                           " within " + seconds_text(seconds)};
+}
+
+std::optional<Report> next_of(Session& session, const std::string& macaddr, int type,
+                              Clock::time_point deadline) {
+    while (std::optional<Report> report = session.next(deadline)) {
+        if (report->type == type && report->macaddr == macaddr) {
+            return report;
+        }
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+void note_device(DevicesSeen& devices, const Report& report) {
+    if (report.macaddr.empty()) {
+        return;
+    }
+    DeviceSeen& seen = devices[report.macaddr];
+    seen.hwname = report.member("hwname");
+    seen.fwname = report.member("fwname");
+    seen.announcing = report.type == DISCOVERY;
+    if (!seen.announcing) { // an announcement does not tell the address
+        seen.ip = report.member("ip");
+    }
+}
+
+DevicesSeen listen(Session& session, double seconds) {
+    DevicesSeen devices;
+    const auto deadline = after(seconds);
+    while (const std::optional<Report> report = session.next(deadline)) {
+        note_device(devices, *report);
+    }
+    return devices;
+}
+
+std::string choose_device(Session& session, const Options& options) {
+    if (!options.device.empty()) {
+        return options.device;
+    }
+    if (isatty(STDERR_FILENO) != 0) {
+        fprintf(stderr, "listening %s for the only device; -d MAC saves the wait\n",
+                seconds_text(options.listen).c_str());
+    }
+    DevicesSeen devices;
+    const auto deadline = after(options.listen);
+    while (const std::optional<Report> report = session.next(deadline)) {
+        note_device(devices, *report);
+        refuse_several(devices);
+    }
+    if (devices.empty()) {
+        throw Failure(NO_ANSWER, "no device has spoken within " + seconds_text(options.listen));
+    }
+    return devices.begin()->first;
+}
+
+JsonPtr new_command(int type, JsonPtr data, std::optional<int64_t> timestamp) {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    const int64_t milliseconds = std::chrono::floor<std::chrono::milliseconds>(now).count();
+    JsonPtr command(json_object_new_object());
+    qv_json_add(command.get(), "type", JsonPtr(json_object_new_int(type)));
+    qv_json_add(command.get(), "timestamp",
+                JsonPtr(json_object_new_int64(timestamp.value_or(milliseconds))));
+    if (data != nullptr) {
+        qv_json_add(command.get(), "data", std::move(data));
+    }
+    return command;
+}
+
+JsonPtr new_object(const char* key, JsonPtr value) {
+    JsonPtr object(json_object_new_object());
+    qv_json_add(object.get(), key, std::move(value));
+    return object;
+}
+
+Report wait_for(Session& session, const std::string& macaddr, int type, double seconds) {
+    if (std::optional<Report> report = next_of(session, macaddr, type, after(seconds))) {
+        return std::move(*report);
+    }
+    throw no_report(macaddr, type, seconds);
+}
+
+Report ask(Session& session, const std::string& macaddr, json_object* command, int report_type,
+           double seconds) {
+    session.forget();
+    session.send(macaddr, command);
+    if (std::optional<Report> report = next_of(session, macaddr, report_type, after(seconds / 2))) {
+        return std::move(*report);
+    }
+    session.send(macaddr, command);
+    if (std::optional<Report> report = next_of(session, macaddr, report_type, after(seconds / 2))) {
+        return std::move(*report);
+    }
+    throw no_report(macaddr, report_type, seconds);
+}
+
+} // namespace qvctl

@@ -1,0 +1,49 @@
+// A dialogue with one device: which one, a command, the report that answers it.
+#ifndef QVCTL_DIALOGUE_H
+#define QVCTL_DIALOGUE_H
+
+#include "options.h"
+#include "session.h"
+
+#include <map>
+#include <string>
+
+namespace qvctl {
+
+/// What the reports heard say of each device, by MAC address.
+struct DeviceSeen {
+    std::string ip;
+    std::string hwname;
+    std::string fwname;
+    bool announcing = false; ///< no controller has spoken to it yet
+};
+using DevicesSeen = std::map<std::string, DeviceSeen>;
+
+/// Takes from a report what it says of its device; a report without MAC address says nothing.
+void note_device(DevicesSeen& devices, const Report& report);
+
+/// Listens until every device must have spoken.
+DevicesSeen listen(Session& session, double seconds);
+
+/// The device that the options name, or the only one that speaks. Throws Failure when there is
+/// none or more than one.
+std::string choose_device(Session& session, const Options& options);
+
+/// A command text; its time is now unless it is given in milliseconds since 1970.
+JsonPtr new_command(int type, JsonPtr data = nullptr, std::optional<int64_t> timestamp = {});
+
+/// An object with one member.
+JsonPtr new_object(const char* key, JsonPtr value);
+
+/// The next report of that type and device. Throws Failure when there is none in time.
+Report wait_for(Session& session, const std::string& macaddr, int type, double seconds);
+
+/// Sends a command and returns the report that answers it. A command that falls into a
+/// reconnection of the device is lost, so it is sent again after half the time: only for commands
+/// that may be carried out twice.
+Report ask(Session& session, const std::string& macaddr, json_object* command, int report_type,
+           double seconds);
+
+} // namespace qvctl
+
+#endif

@@ -1,0 +1,129 @@
+#include "checks.h"
+#include "dialogue.h"
+#include "maintenance/fw_upgrade.h"
+#include "report_view.h"
+#include "verbs.h"
+
+#include <cstdio>
+
+namespace qvctl {
+
+namespace {
+
+/// Between two words of a device: a download and a flashing take minutes.
+constexpr double SILENCE_TIMEOUT = 300;
+constexpr size_t BAR_COLUMNS = 24;
+
+JsonPtr text(const std::string& value) {
+    return JsonPtr(json_object_new_string(value.c_str()));
+}
+
+struct Stage {
+    int status;
+    double progress; ///< of the whole job, 0 to 1
+};
+constexpr Stage STAGES[] = {
+    {UPDATA_ACCEPTED, 0.15}, {UPDATA_FLASHING, 0.6}, {UPDATA_DONE, 1}, {UPDATA_FLASHED_IMAGE, 1}};
+
+double progress_of(int status) {
+    for (const Stage& stage : STAGES) {
+        if (stage.status == status) {
+            return stage.progress;
+        }
+    }
+    return 0;
+}
+
+bool is_end(int status) {
+    return status < 0 || progress_of(status) == 1 || progress_of(status) == 0;
+}
+
+/// What the report says of the job, as one line.
+void show(const Report& report, int status, const Options& options, const Style& style) {
+    if (options.json) {
+        puts(json_line(report).c_str());
+    } else {
+        const double progress = progress_of(status);
+        const Paint paint = progress == 0 ? Paint::bad : Paint::good;
+        printf("%s %4d  %s\n", style.paint(paint, style.bar(progress, BAR_COLUMNS)).c_str(), status,
+               upgrade_status_text(status).c_str());
+    }
+    fflush(stdout);
+}
+
+Failure silence(const std::string& device, double seconds, int last) {
+    std::string message = "device " + device + ": no word of the job within " +
+                          std::to_string(static_cast<long>(seconds)) + " s";
+    if (last != 0) {
+        message += "; the last was " + std::to_string(last) + ", " + upgrade_status_text(last);
+    }
+    return {NO_ANSWER, message};
+}
+
+/// Follows a job's statuses to its end.
+ExitStatus follow(Session& session, const std::string& device, const Options& options) {
+    const Style style = Style::of_output(options);
+    const double seconds = options.timeout_or(SILENCE_TIMEOUT);
+    int last = 0;
+    for (auto deadline = after(seconds);;) {
+        const std::optional<Report> report = session.next(deadline);
+        if (!report.has_value()) {
+            throw silence(device, seconds, last);
+        }
+        if (report->macaddr != device) {
+            continue;
+        }
+        if (report->type == DISCOVERY && last != 0) {
+            throw Failure(REFUSED, "device " + device +
+                                       ": has connected again before the job's "
+                                       "end, which nothing will report now");
+        }
+        if (report->type == UPGRADE_STATUS) {
+            last = json_object_get_int(report->body());
+            show(*report, last, options, style);
+            if (is_end(last)) {
+                return progress_of(last) == 1 ? ANSWERED : REFUSED;
+            }
+            deadline = after(seconds);
+        }
+    }
+}
+
+ExitStatus run_job(const Options& options, json_object* command) {
+    Session session(options);
+    const std::string device = choose_device(session, options);
+    session.forget();
+    session.send(device, command);
+    return follow(session, device, options);
+}
+
+} // namespace
+
+ExitStatus upgrade(const Options& options, const Arguments& arguments) {
+    JsonPtr params(json_object_new_object());
+    const auto add = [&params](const char* key, const std::string& value) {
+        qv_json_add(params.get(), key, text(value));
+    };
+    add("image_name", arguments.image);
+    add("md5sum", arguments.md5sum);
+    add("server_ip", ""); // the device downloads from its broker's host
+    add("server_port", arguments.server_port);
+    add("save_config", arguments.save_config ? "1" : "0");
+    add("reboot", arguments.reboot ? "1" : "0");
+    json_object* const borrowed = params.get();
+    const JsonPtr command = new_command(arguments.background ? UPGRADE_IN_BACKGROUND : UPGRADE,
+                                        new_object("fw_params", std::move(params)));
+    check_firmware(borrowed, command.get());
+    return run_job(options, command.get());
+}
+
+ExitStatus flash(const Options& options, const Arguments& arguments) {
+    JsonPtr params(json_object_new_object());
+    qv_json_add(params.get(), "save_config",
+                JsonPtr(json_object_new_int(arguments.save_config ? 1 : 0)));
+    qv_json_add(params.get(), "reboot", JsonPtr(json_object_new_int(arguments.reboot ? 1 : 0)));
+    const JsonPtr command = new_command(FLASH, new_object("flash_params", std::move(params)));
+    return run_job(options, command.get());
+}
+
+} // namespace qvctl

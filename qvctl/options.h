@@ -1,0 +1,53 @@
+// What the command line says.
+#ifndef QVCTL_OPTIONS_H
+#define QVCTL_OPTIONS_H
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace qvctl {
+
+using Clock = std::chrono::steady_clock;
+using Seconds = std::chrono::duration<double>;
+
+inline Clock::time_point after(double seconds) {
+    return Clock::now() + std::chrono::duration_cast<Clock::duration>(Seconds(seconds));
+}
+
+/// Options that every verb knows.
+struct Options {
+    std::string host = "localhost";
+    int port = 1883;
+    std::string device;            ///< lower-case MAC address; empty: the only one
+    std::optional<double> timeout; ///< seconds until an answer must be there
+    double listen = 12;            ///< seconds in which every device must have spoken
+    bool json = false;
+    bool no_color = false;
+
+    double timeout_or(double usual) const {
+        return timeout.value_or(usual);
+    }
+};
+
+/// Arguments of the verbs.
+struct Arguments {
+    std::vector<std::string> settings; ///< of set: a file and key=value words
+    std::string text;                  ///< notes, passthrough, clock, or the index of a MAC list
+    std::string image;
+    std::string md5sum;
+    std::string server_port = "80";
+    bool all = false;         ///< every member of a list's entries
+    bool replace = false;     ///< send what is given and nothing else
+    bool remove = false;      ///< delete MAC lists
+    bool save_config = false; ///< over a flashing
+    bool reboot = false;      ///< after a flashing
+    bool background = false;  ///< upgrade beside the device's other work
+    std::optional<int> count; ///< reports of watch, screens of top
+    double interval = 5;      ///< seconds between two questions of top
+};
+
+} // namespace qvctl
+
+#endif

@@ -1,0 +1,230 @@
+#include "protocol.h"
+
+#include "checks.h"
+#include "maintenance/fw_upgrade.h"
+#include "network/record_tables.h"
+#include "settings/system_config_table.h"
+#include "wireless/record_tables.h"
+
+#include <algorithm>
+#include <array>
+#include <initializer_list>
+#include <sys/wait.h>
+
+namespace qvctl {
+
+namespace {
+
+constexpr const char* AP_COLUMNS[] = {"ifname",  "parent", "ssid",      "bssid",
+                                      "channel", "status", "numsta",    "txpower",
+                                      "country", "ipaddr", "encryption"};
+constexpr const char* VAP_COLUMNS[] = {"ifname",     "device", "ssid",    "mode",    "channel",
+                                       "encryption", "hidden", "isolate", "disabled"};
+constexpr const char* RADIO_COLUMNS[] = {"device", "hwmode",  "htmode",  "channel",
+                                         "freq",   "txpower", "country", "antenna_gain"};
+
+constexpr ReportKind REPORT_KINDS[] = {
+    {DISCOVERY, "announcement"},
+    {SYSTEM_STATS, "system statistics"},
+    {1004, "access points", AP_COLUMNS},
+    {STA_STATS, "stations"},
+    {RADIO_STATS, "radio statistics"},
+    {1007, "interfaces"},
+    {UCI_SYSTEM, "system settings"},
+    {VAP_LIST, "VAP settings", VAP_COLUMNS},
+    {RADIO_LIST, "radio settings"},
+    {NETWORK_LAN, "LAN settings"},
+    {NETWORK_WAN, "WAN settings"},
+    {NETWORK_WAN6, "WAN6 settings"},
+    {MACLIST_STATUS, "upload status of a MAC list"},
+    {UPGRADE_STATUS, "upgrade status"},
+};
+
+constexpr Reading READINGS[] = {
+    {"stations", "Associated stations", ASK_STA_STATS, STA_STATS},
+    {"aps", "Access points, one per radio interface", 1023, static_cast<ReportType>(1004)},
+    {"interfaces", "Network interfaces and their counters", 1026, static_cast<ReportType>(1007)},
+    {"radios",
+     "Radio settings as the VAP list names them; no command asks for the radio list itself, which "
+     "only \"set radio\" brings",
+     1028, VAP_LIST, false, RADIO_COLUMNS},
+    {"radio-stats", "Radios in use", ASK_RADIO_STATS, RADIO_STATS},
+    {"system", "System statistics: identity, load, memory, uptime", ASK_SYSTEM_STATS, SYSTEM_STATS},
+    {"settings", "System settings: host name, time zone, logging, time servers", 1027, UCI_SYSTEM},
+    {"vaps", "VAP settings", 1028, VAP_LIST},
+    {"lan", "LAN settings; the device connects to the broker again", 1029, NETWORK_LAN},
+    {"wan", "WAN settings; the device connects to the broker again", 1030, NETWORK_WAN},
+    {"wan6", "WAN6 settings", 1031, NETWORK_WAN6},
+    {"maclist", "Upload status of the MAC list of one wifi interface", 1018, MACLIST_STATUS, true},
+};
+
+/// JSON where the value begins like a list or an object, text otherwise.
+void put_plain(json_object* settings, const std::string& key, JsonPtr value) {
+    qv_json_add(settings, key.c_str(), std::move(value));
+}
+
+/// Keys of the first VAP go into the list that holds it.
+void put_radio(json_object* settings, const std::string& key, JsonPtr value) {
+    if (qv_find_record_field(qv_first_vap_fields, key.c_str()) == nullptr) {
+        put_plain(settings, key, std::move(value));
+        return;
+    }
+    if (qv_json_member(settings, "vap_list") == nullptr) {
+        JsonPtr list(json_object_new_array());
+        qv_json_append(list.get(), JsonPtr(json_object_new_object()));
+        qv_json_add(settings, "vap_list", std::move(list));
+    }
+    json_object* const vaps = qv_json_member(settings, "vap_list");
+    json_object* const vap = json_object_is_type(vaps, json_type_array) != 0
+                                 ? json_object_array_get_idx(vaps, 0)
+                                 : nullptr;
+    put_plain(json_object_is_type(vap, json_type_object) != 0 ? vap : settings, key,
+              std::move(value));
+}
+
+std::vector<std::string> keys_of(std::initializer_list<std::span<const RecordField>> tables) {
+    std::vector<std::string> keys;
+    for (const std::span<const RecordField> table : tables) {
+        for (const RecordField& field : table) {
+            if (field.type != RecordFieldType::computed || field.store != nullptr) {
+                keys.emplace_back(field.key);
+            }
+        }
+    }
+    return keys;
+}
+
+std::vector<std::string> system_keys() {
+    std::vector<std::string> keys = keys_of({qv_system_config_fields});
+    keys.emplace_back(SYSTEM_SERVER_KEY);
+    return keys;
+}
+std::vector<std::string> vap_keys() {
+    return keys_of({qv_vap_fields});
+}
+std::vector<std::string> radio_keys() {
+    return keys_of({qv_radio_config_fields, qv_first_vap_fields});
+}
+std::vector<std::string> access_point_keys() {
+    return {"radio_list"};
+}
+std::vector<std::string> lan_keys() {
+    return keys_of({qv_network_lan_fields});
+}
+std::vector<std::string> wan_keys() {
+    return keys_of({qv_network_wan_fields});
+}
+std::vector<std::string> wan6_keys() {
+    return keys_of({qv_network_wan6_fields});
+}
+std::vector<std::string> maclist_keys() {
+    return keys_of({qv_maclist_fields});
+}
+
+constexpr Setting SETTINGS[] = {
+    {.name = "settings",
+     .help = "System settings",
+     .command = 1003,
+     .key = "uci_system",
+     .report = UCI_SYSTEM,
+     .read_command = 1027,
+     .check = check_system_settings,
+     .put = put_plain,
+     .keys = system_keys},
+    {.name = "vap",
+     .help = "One VAP, named by ifname",
+     .command = 1004,
+     .key = "vap_config",
+     .report = VAP_LIST,
+     .entry_key = "ifname",
+     .check = check_vap,
+     .put = put_plain,
+     .keys = vap_keys},
+    {.name = "radio",
+     .help = "One radio, named by radio_name, and the security of its first VAP",
+     .command = 1005,
+     .key = "general_data",
+     .report = RADIO_LIST,
+     .entry_key = "radio_name",
+     .check = check_radio,
+     .put = put_radio,
+     .keys = radio_keys},
+    {.name = "ap",
+     .help = "All radios with all their VAPs; every member must be given",
+     .command = 1001,
+     .key = "apconfigs",
+     .check = check_access_point,
+     .put = put_plain,
+     .keys = access_point_keys},
+    {.name = "lan",
+     .help = "LAN settings; the device connects to the broker again",
+     .command = 1011,
+     .key = "uci_network_lan",
+     .report = NETWORK_LAN,
+     .read_command = 1029,
+     .reading_reconnects = true,
+     .check = check_lan,
+     .put = put_plain,
+     .keys = lan_keys},
+    {.name = "wan",
+     .help = "WAN settings; the device connects to the broker again",
+     .command = 1012,
+     .key = "uci_network_wan",
+     .report = NETWORK_WAN,
+     .read_command = 1030,
+     .reading_reconnects = true,
+     .check = check_wan,
+     .put = put_plain,
+     .keys = wan_keys},
+    {.name = "wan6",
+     .help = "WAN6 settings; the device connects to the broker again",
+     .command = 1013,
+     .key = "uci_network_wan6",
+     .report = NETWORK_WAN6,
+     .read_command = 1031,
+     .check = check_wan6,
+     .put = put_plain,
+     .keys = wan6_keys},
+    {.name = "maclist",
+     .help = "Settings of the MAC lists, or with --delete their removal",
+     .command = SET_MACLIST,
+     .key = "general_data",
+     .check = check_maclist,
+     .put = put_plain,
+     .keys = maclist_keys},
+};
+
+} // namespace
+
+const ReportKind* find_report_kind(int type) {
+    const auto* const row = std::ranges::find(REPORT_KINDS, type, &ReportKind::type);
+    return row == std::end(REPORT_KINDS) ? nullptr : row;
+}
+
+std::span<const Reading> readings() {
+    return READINGS;
+}
+
+std::span<const Setting> settings() {
+    return SETTINGS;
+}
+
+std::string upgrade_status_text(int status) {
+    switch (static_cast<UpdataStatus>(status)) {
+    case UPDATA_FLASHED_IMAGE: return "the image that lay on the device was flashed";
+    case UPDATA_ACCEPTED: return "accepted, downloading";
+    case UPDATA_FLASHING: return "image verified, flashing";
+    case UPDATA_DONE: return "flashed, or handed to the tool that flashes and restarts the device";
+    case UPDATA_DOWNLOAD_FAILED: return "the download failed, or the command was refused";
+    case UPDATA_CHECKSUM_WRONG: return "the image's MD5 sum is wrong or could not be computed";
+    case UPDATA_FLASHING_FAILED: return "flashing failed, or there is no tool for this board";
+    case UPDATA_BOARD_UNREADABLE: return "the device cannot tell which board it is";
+    }
+    // The flashing tool's own status, as wait(2) gives it, negated.
+    if (status < 0 && WIFEXITED(-status)) {
+        return "the flashing tool ended with status " + std::to_string(WEXITSTATUS(-status));
+    }
+    return "flashing failed";
+}
+
+} // namespace qvctl

@@ -1,0 +1,99 @@
+// What qvctl knows of the protocol: which command asks for what, which report answers it, and
+// which members its settings have. Everything else walks these tables.
+#ifndef QVCTL_PROTOCOL_H
+#define QVCTL_PROTOCOL_H
+
+#include "messages/json_scope.h"
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qvctl {
+
+/// Types of reports.
+enum ReportType : int {
+    NO_REPORT = 0,
+    DISCOVERY = 1000,
+    SYSTEM_STATS = 1003,
+    STA_STATS = 1005,
+    RADIO_STATS = 1006,
+    UCI_SYSTEM = 1008,
+    VAP_LIST = 1009,
+    RADIO_LIST = 1010,
+    NETWORK_LAN = 1011,
+    NETWORK_WAN = 1012,
+    NETWORK_WAN6 = 1013,
+    MACLIST_STATUS = 1014,
+    UPGRADE_STATUS = 1015,
+};
+
+/// Types of commands that no table below holds.
+enum CommandType : int {
+    ASK_SYSTEM_STATS = 1034,
+    ASK_STA_STATS = 1024,
+    ASK_RADIO_STATS = 1025,
+    UPGRADE = 1002,
+    CLOCK = 1015,
+    PASSWORD = 1016,
+    NOTES = 1017,
+    SET_MACLIST = 1019,
+    DELETE_MACLIST = 1020,
+    WIFI_RELOAD = 1021,
+    PASSTHROUGH = 1022,
+    UPGRADE_IN_BACKGROUND = 1032,
+    FLASH = 1033,
+};
+
+/// A report: its name and, for a wide list, the members that find room on a line.
+struct ReportKind {
+    int type;
+    const char* name;
+    std::span<const char* const> columns = {};
+};
+/// The row of that type, or none.
+const ReportKind* find_report_kind(int type);
+
+/// Something to get.
+struct Reading {
+    const char* name;
+    const char* help;
+    int command;
+    ReportType report;
+    bool takes_index = false;
+    /// Members that stand for the entries sharing the first of them, when that is what is shown.
+    std::span<const char* const> distinct = {};
+};
+std::span<const Reading> readings();
+
+/// Something to set.
+struct Setting {
+    const char* name;
+    const char* help;
+    int command;
+    const char* key; ///< member of "data" that holds the settings
+    /// Report of the settings as the device then holds them.
+    ReportType report = NO_REPORT;
+    /// Command that reads them, for settings that a command replaces as a whole.
+    int read_command = 0;
+    /// Member that says which entry of a list is meant.
+    const char* entry_key = nullptr;
+    /// The device connects to the broker again after that command.
+    bool reading_reconnects = false;
+    /// Throws Failure, naming key and limit, for what the device could not hold.
+    void (*check)(json_object* settings);
+    /// Puts key and value where they belong.
+    void (*put)(json_object* settings, const std::string& key, JsonPtr value);
+    /// Keys that key=value may name.
+    std::vector<std::string> (*keys)();
+};
+std::span<const Setting> settings();
+
+/// Status of a firmware job in words.
+std::string upgrade_status_text(int status);
+
+} // namespace qvctl
+
+#endif

@@ -1,0 +1,145 @@
+#include "report_view.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <set>
+
+namespace qvctl {
+
+namespace {
+
+std::vector<const char*> keys_of(json_object* object) {
+    std::vector<const char*> keys;
+    json_object_object_foreach(object, key, value) {
+        (void)value;
+        keys.push_back(key);
+    }
+    return keys;
+}
+
+std::vector<std::string> object_lines(json_object* object, const Style& style) {
+    const std::vector<const char*> keys = keys_of(object);
+    std::vector<std::string> lines;
+    lines.reserve(keys.size());
+    size_t width = 0;
+    for (const char* const key : keys) {
+        width = std::max(width, columns_of(printable(key)));
+    }
+    for (const char* const key : keys) {
+        lines.push_back(style.paint(Paint::faint, fitted(printable(key), width)) + "  " +
+                        cell_of(qv_json_member(object, key)));
+    }
+    return lines;
+}
+
+std::vector<std::string> entry_lines(json_object* list, const Style& style) {
+    std::vector<std::string> lines;
+    for (size_t i = 0; i < json_object_array_length(list); ++i) {
+        if (i > 0) {
+            lines.emplace_back();
+        }
+        std::ranges::move(object_lines(json_object_array_get_idx(list, i), style),
+                          std::back_inserter(lines));
+    }
+    return lines;
+}
+
+bool is_list_of_objects(json_object* value) {
+    if (json_object_is_type(value, json_type_array) == 0) {
+        return false;
+    }
+    for (size_t i = 0; i < json_object_array_length(value); ++i) {
+        if (json_object_is_type(json_object_array_get_idx(value, i), json_type_object) == 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+std::string cell_of(json_object* value) {
+    const char* const text = json_object_is_type(value, json_type_string) != 0
+                                 ? json_object_get_string(value)
+                                 : json_object_to_json_string(value);
+    return printable(text == nullptr ? "" : text);
+}
+
+std::vector<std::string> list_lines(json_object* list, std::span<const char* const> columns,
+                                    const Style& style) {
+    const size_t count = json_object_array_length(list);
+    if (count == 0) {
+        return {style.paint(Paint::faint, "none")};
+    }
+    std::vector<const char*> keys(columns.begin(), columns.end());
+    if (keys.empty()) {
+        keys = keys_of(json_object_array_get_idx(list, 0));
+    }
+    std::vector<std::vector<std::string>> rows{{}};
+    for (const char* const key : keys) {
+        rows[0].push_back(printable(key));
+    }
+    for (size_t i = 0; i < count; ++i) {
+        rows.emplace_back();
+        for (const char* const key : keys) {
+            json_object* const value = qv_json_member(json_object_array_get_idx(list, i), key);
+            rows.back().push_back(value == nullptr ? "" : cell_of(value));
+        }
+    }
+    std::vector<std::string> lines = align(rows);
+    lines[0] = style.paint(Paint::faint, lines[0]);
+    return lines;
+}
+
+std::vector<std::string> body_lines(const Report& report, bool all, const Style& style) {
+    json_object* const body = report.body();
+    if (is_list_of_objects(body)) {
+        const ReportKind* const kind = find_report_kind(report.type);
+        return all && json_object_array_length(body) > 0
+                   ? entry_lines(body, style)
+                   : list_lines(body,
+                                kind == nullptr ? std::span<const char* const>() : kind->columns,
+                                style);
+    }
+    if (json_object_is_type(body, json_type_object) != 0) {
+        return object_lines(body, style);
+    }
+    if (report.type == UPGRADE_STATUS && json_object_is_type(body, json_type_int) != 0) {
+        return {cell_of(body) + ": " + upgrade_status_text(json_object_get_int(body))};
+    }
+    return {body == nullptr ? printable(report.text) : cell_of(body)};
+}
+
+JsonPtr distinct_entries(json_object* list, std::span<const char* const> columns) {
+    JsonPtr entries(json_object_new_array());
+    std::set<std::string> seen;
+    const size_t count =
+        json_object_is_type(list, json_type_array) == 0 ? 0 : json_object_array_length(list);
+    for (size_t i = 0; i < count; ++i) {
+        json_object* const entry = json_object_array_get_idx(list, i);
+        if (!seen.insert(cell_of(qv_json_member(entry, columns[0]))).second) {
+            continue;
+        }
+        JsonPtr shown(json_object_new_object());
+        for (const char* const key : columns) {
+            qv_json_add(shown.get(), key, JsonPtr(json_object_get(qv_json_member(entry, key))));
+        }
+        qv_json_append(entries.get(), std::move(shown));
+    }
+    return entries;
+}
+
+std::string json_line(const Report& report) {
+    return report.root == nullptr
+               ? report.text
+               : json_object_to_json_string_ext(report.root.get(), JSON_C_TO_STRING_PLAIN);
+}
+
+void print_lines(const std::vector<std::string>& lines, const char* indent) {
+    for (const std::string& line : lines) {
+        printf("%s%s\n", line.empty() ? "" : indent, line.c_str());
+    }
+    fflush(stdout);
+}
+
+} // namespace qvctl

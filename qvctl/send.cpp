@@ -1,0 +1,115 @@
+#include "checks.h"
+#include "dialogue.h"
+#include "maintenance/device_commands.h"
+#include "report_view.h"
+#include "terminal.h"
+#include "verbs.h"
+#include "wireless/general_data.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <ctime>
+
+namespace qvctl {
+
+namespace {
+
+JsonPtr general_data(const std::string& text) {
+    return new_object("general_data", JsonPtr(json_object_new_string_len(
+                                          text.data(), static_cast<int>(text.size()))));
+}
+
+std::optional<int64_t> parse_count(std::string_view text) {
+    int64_t seconds = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+    return error == std::errc() && end == text.data() + text.size() ? std::optional(seconds)
+                                                                    : std::nullopt;
+}
+
+/// Local time, or UTC with a Z at its end.
+std::optional<int64_t> parse_date(const std::string& text) {
+    for (const char* const format : {"%Y-%m-%d %H:%M:%S", "%Y-%m-%dT%H:%M:%S"}) {
+        tm date{};
+        const char* const rest = strptime(text.c_str(), format, &date);
+        if (rest != nullptr && (*rest == '\0' || std::string_view(rest) == "Z")) {
+            date.tm_isdst = -1;
+            return *rest == 'Z' ? timegm(&date) : mktime(&date);
+        }
+    }
+    return std::nullopt;
+}
+
+/// Milliseconds since 1970, or none for now.
+std::optional<int64_t> clock_time(const std::string& text) {
+    if (text.empty() || text == "now") {
+        return std::nullopt;
+    }
+    const std::optional<int64_t> seconds =
+        text[0] == '@' ? parse_count(std::string_view(text).substr(1)) : parse_date(text);
+    if (!seconds.has_value()) {
+        throw Failure(USAGE, text + ": no time; \"YYYY-MM-DD HH:MM:SS\" (with Z: UTC), @SECONDS "
+                                    "since 1970 or now");
+    }
+    constexpr int64_t FIRST = -30610224000; // 1000-01-01 00:00:00 UTC
+    constexpr int64_t LAST = 253402300799;  // 9999-12-31 23:59:59 UTC
+    if (*seconds < FIRST || *seconds > LAST) {
+        throw Failure(REFUSED, "timestamp: the year must be from 1000 to 9999");
+    }
+    return *seconds * 1000;
+}
+
+void check_password(const std::string& password) {
+    const auto is_control = [](char character) {
+        return static_cast<unsigned char>(character) < 0x20 || character == 0x7F;
+    };
+    if (password.empty()) {
+        throw Failure(REFUSED, "password: is empty");
+    }
+    check_text("password", password, ADMIN_PASSWORD_MAX);
+    if (std::ranges::any_of(password, is_control)) {
+        throw Failure(REFUSED, "password: holds control characters");
+    }
+}
+
+} // namespace
+
+ExitStatus send_only(const Options& options, json_object* command) {
+    Session session(options);
+    const std::string device = choose_device(session, options);
+    session.send(device, command);
+    const int type = json_object_get_int(qv_json_member(command, "type"));
+    if (options.json) {
+        printf("{\"sent\":%d,\"macaddr\":\"%s\"}\n", type, device.c_str());
+    } else {
+        printf("sent to %s; the device confirms command %d by no report\n", device.c_str(), type);
+    }
+    return ANSWERED;
+}
+
+ExitStatus set_clock(const Options& options, const Arguments& arguments) {
+    const std::optional<int64_t> time = clock_time(arguments.text);
+    return send_only(options, new_command(CLOCK, nullptr, time).get());
+}
+
+ExitStatus set_password(const Options& options, const Arguments& /*arguments*/) {
+    const std::string password = read_password();
+    check_password(password);
+    return send_only(options, new_command(PASSWORD, general_data(password)).get());
+}
+
+ExitStatus set_notes(const Options& options, const Arguments& arguments) {
+    check_text("equipment_notes", arguments.text, EQUIPMENT_NOTES_MAX);
+    return send_only(options, new_command(NOTES, general_data(arguments.text)).get());
+}
+
+ExitStatus reload_wifi(const Options& options, const Arguments& /*arguments*/) {
+    return send_only(options, new_command(WIFI_RELOAD).get());
+}
+
+ExitStatus pass_through(const Options& options, const Arguments& arguments) {
+    check_text("general_data", arguments.text, GENERAL_DATA_MAX);
+    return send_only(options, new_command(PASSTHROUGH, general_data(arguments.text)).get());
+}
+
+} // namespace qvctl
