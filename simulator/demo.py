@@ -59,7 +59,7 @@ def ask(words, purpose):
     print(f"\n{begin}$ qvctl {shlex.join(words)}{end}    # {purpose}", flush=True)
     status = subprocess.run([QVCTL, "-d", DEVICE, *words], check=False).returncode
     if status != 0:
-        raise Failed(f"qvctl {words[0]} ended with status {status}")
+        raise Failed(f"qvctl {shlex.join(words)} ended with status {status}")
 
 
 def tour():
