@@ -10,12 +10,6 @@ namespace qvctl {
 
 namespace {
 
-std::string seconds_text(double seconds) {
-    char text[32];
-    snprintf(text, sizeof text, "%g s", seconds);
-    return text;
-}
-
 std::string names_of(const DevicesSeen& devices) {
     std::string names;
     for (const auto& [macaddr, seen] : devices) {
@@ -49,6 +43,12 @@ std::optional<Report> next_of(Session& session, const std::string& macaddr, int 
 }
 
 } // namespace
+
+std::string seconds_text(double seconds) {
+    char text[32];
+    snprintf(text, sizeof text, "%g s", seconds);
+    return text;
+}
 
 void note_device(DevicesSeen& devices, const Report& report) {
     if (report.macaddr.empty()) {

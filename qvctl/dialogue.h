@@ -19,6 +19,9 @@ struct DeviceSeen {
 };
 using DevicesSeen = std::map<std::string, DeviceSeen>;
 
+/// "1.5 s".
+std::string seconds_text(double seconds);
+
 /// Takes from a report what it says of its device; a report without MAC address says nothing.
 void note_device(DevicesSeen& devices, const Report& report);
 

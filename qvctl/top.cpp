@@ -55,6 +55,9 @@ bool take_key(TopState& state) {
 } // namespace
 
 ExitStatus top(const Options& options, const Arguments& arguments) {
+    if (options.json) {
+        throw Failure(USAGE, "top shows a screen only; watch and get print JSON");
+    }
     const SignalDescriptor signals;
     const Style style = Style::of_output(options);
     Session session(options);

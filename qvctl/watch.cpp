@@ -48,6 +48,18 @@ void show(const Report& report, bool all, const Style& style) {
     fflush(stdout);
 }
 
+/// How a watch ends whose time is over: a count that is not full is no answer.
+ExitStatus end_of_time(const Options& options, const Arguments& arguments, int shown) {
+    if (shown > 0 && !arguments.count.has_value()) {
+        return ANSWERED;
+    }
+    const std::string reports =
+        shown == 0 ? "no report"
+                   : std::to_string(shown) + " of " + std::to_string(*arguments.count) + " reports";
+    throw Failure(NO_ANSWER, reports + (options.device.empty() ? "" : " of " + options.device) +
+                                 " within " + seconds_text(*options.timeout));
+}
+
 } // namespace
 
 ExitStatus watch(const Options& options, const Arguments& arguments) {
@@ -55,17 +67,18 @@ ExitStatus watch(const Options& options, const Arguments& arguments) {
     const Style style = Style::of_output(options);
     Session session(options);
     std::array others = {pollfd{.fd = signals.descriptor(), .events = POLLIN, .revents = 0}};
-    int left = arguments.count.value_or(std::numeric_limits<int>::max());
+    const int most = arguments.count.value_or(std::numeric_limits<int>::max());
+    int shown = 0;
     const auto deadline =
         options.timeout.has_value() ? after(*options.timeout) : Clock::time_point::max();
-    while (left > 0) {
+    while (shown < most) {
         const std::optional<Report> report = session.next(deadline, others);
         if (others[0].revents != 0 && signals.asks_to_end()) {
             return ANSWERED;
         }
         if (!report.has_value()) {
             if (Clock::now() >= deadline) {
-                return NO_ANSWER;
+                return end_of_time(options, arguments, shown);
             }
             continue;
         }
@@ -78,7 +91,7 @@ ExitStatus watch(const Options& options, const Arguments& arguments) {
         } else {
             show(*report, arguments.all, style);
         }
-        --left;
+        ++shown;
     }
     return ANSWERED;
 }

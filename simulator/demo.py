@@ -1,12 +1,13 @@
 #!/usr/bin/python3
 """Shows the agent at its main job inside a simulated access point; qvctl plays the controller.
 
-Started by scripts/demo. Exit status 0 when every report of the tour came (--once), or when a
-viewer ended it with Ctrl-C; 1 otherwise.
+Started by scripts/demo. Exit status 0 when every report of the tour came and held something
+(--once), or when a viewer ended it with Ctrl-C; 1 otherwise.
 """
 import argparse
 import hashlib
 import http.server
+import json
 import os
 import shlex
 import signal
@@ -59,12 +60,23 @@ def ask(words, purpose):
     print(f"\n{begin}$ qvctl {shlex.join(words)}{end}    # {purpose}", flush=True)
     status = subprocess.run([QVCTL, "-d", DEVICE, *words], check=False).returncode
     if status != 0:
-        raise Failed(f"qvctl {words[0]} ended with status {status}")
+        raise Failed(f"qvctl {shlex.join(words)} ended with status {status}")
+
+
+def require_content(words):
+    """A device whose wifi manager is silent reports too, but nothing but zeros."""
+    output = subprocess.run([QVCTL, "-d", DEVICE, "--json", *words], check=False,
+                            stdout=subprocess.PIPE).stdout
+    (body,) = json.loads(output or b'{"data": {"none": []}}')["data"].values()
+    if not any(body.values() if isinstance(body, dict) else body):
+        raise Failed(f"the report of qvctl {shlex.join(words)} is empty")
 
 
 def tour():
     for words, purpose in TOUR:
         ask(words.split(), purpose)
+        if words.startswith("get "):
+            require_content(words.split())
     with open(os.path.join(os.environ["AP_DIR"], "tools/updata_rootfs.sh.delay"), "w") as delay:
         delay.write(str(FLASHING_SECONDS))
     server = http.server.HTTPServer(("127.0.0.1", 0), ImageHandler)

@@ -13,6 +13,13 @@ from harness import DISCOVERY, SYSTEM_STATS
 
 ROOT = pathlib.Path("/tmp/root")
 DATABASE = ROOT / "var/lib/dpkg"
+INSTALLED = {
+    "usr/sbin/qvagent",
+    "usr/lib/systemd/system/qvagent.service",
+    "usr/bin/qvctl",
+    "usr/share/man/man1/qvctl.1",
+    "usr/share/bash-completion/completions/qvctl",
+}
 
 
 def run(*command):
@@ -66,7 +73,7 @@ def main():
     before = files()
     dpkg("--install", package)
     installed = files() - before
-    assert {"usr/sbin/qvagent", "usr/lib/systemd/system/qvagent.service"} <= installed, installed
+    assert INSTALLED <= installed, INSTALLED - installed
     harness.AGENT[:] = [str(ROOT / "usr/sbin/qvagent")]
     serve_a_controller()
     dpkg("--remove", "qvagent")

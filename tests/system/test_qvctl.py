@@ -44,6 +44,7 @@ NOT_SENT = [
     ("set settings server=[1", USAGE, "server: "),
     ("set vap ssid=a", USAGE, "set vap: ifname says which one, and is missing"),
     ("clock yesterday", USAGE, "yesterday: no time"),
+    ("--json top", USAGE, "top shows a screen only"),
     ("upgrade image", USAGE, "--md5 is required"),
     ("upgrade image --md5 abc", USAGE, "abc is no MD5 sum"),
     ("clock @253402300800", REFUSED, "timestamp: the year must be from 1000 to 9999"),
@@ -88,6 +89,8 @@ def test_no_device(broker):
     assert qvctl("-d", OTHER, "get", "vaps", "--timeout", "0.5") == (
         NO_ANSWER, "",
         f"qvctl: device {OTHER}: no report of type 1009 (VAP settings) within 0.5 s\n")
+    assert qvctl("watch", "-n", "1", "--timeout", "0.5") == (
+        NO_ANSWER, "", "qvctl: no report within 0.5 s\n")
     assert qvctl("-d", OTHER, "wifi-reload") == (ANSWERED, sent(1021, OTHER), "")
 
 
