@@ -22,30 +22,52 @@ ANSWER_S = 20
 
 READS = [1018, 1023, 1024, 1025, 1026, 1027, 1028, 1031, 1034, 1035]
 SESSION_ENDERS = [1014, 1029, 1030]
-TEXTS = ["", "0", "x" * 19, "y" * 400, "'; echo 1; '", "\u00e9\u4e2d\U0001f4e1", '"\\/\n']
+FITTING = ["", "0", "x" * 19, "'; echo 1; '", "\u00e9\u4e2d\U0001f4e1", '"\\/\n']
+TOO_LONG = ["y" * 400, "\u4e2d" * 22]
 BROKEN = [b"", b"{", b"[]", b"\xff\xfe", b"null", b'{"type":1024', b'{"type":1e9}', b"7" * 70000]
 
 
-def applies(chance):
-    """A change with members that fit, that do not, and that are not there."""
-    name, text = f"ath{chance.randrange(10)}", chance.choice(TEXTS)
-    vap = {"ifname": name, "ssid": text, "key": text, "channel": chance.choice(["auto", "36", text])}
-    radio = {"radio_name": "wifi0", "channel": "6", "country": text, "vap_list": [vap]}
-    return chance.choice(
-        [
-            {"type": 1001, "data": {"apconfigs": {"radio_list": [radio]}}},
-            {"type": 1003, "data": {"uci_system": {"hostname": text, "server": [text, text]}}},
-            {"type": 1004, "data": {"vap_config": vap}},
-            {"type": 1005, "data": {"general_data": radio}},
-            {"type": 1006, "data": {"vap_config": {"ifname": name}}},
-            {"type": 1007, "data": {"vap_config": vap}},
-            {"type": 1017, "data": {"general_data": text}},
-            {"type": 1019, "data": {"general_data": {"maclist_size": 2, "wifi0Flag": 1}}},
-            {"type": 1020, "data": {"general_data": {"wifi0Flag": 1}}},
-            {"type": 1021, "data": None},
-            {"type": 1022, "data": {"general_data": text}},
-        ]
-    )
+def changes(chance, text):
+    """Changes with a text in them, which may be longer than they take."""
+    name, channel = f"ath{chance.randrange(10)}", chance.choice(["auto", "36"])
+    vap = {"ifname": name, "ssid": text, "key": text, "channel": channel}
+    radio = {"radio_name": "wifi0", "channel": "6", "country": text, "vap_list": [{"key": text}]}
+    network = dict.fromkeys(["ssid", "network", "key", "encryption"], text) | {"opmode": "ap"}
+    whole = {"channel": 6, "disabled": 0, "txpower": 20, "country": 276, "hwmode": text}
+    whole |= {"htmode": "HT20", "vap_list": [network]}
+    return [
+        {"type": 1001, "data": {"apconfigs": {"radio_list": [whole]}}},
+        {"type": 1003, "data": {"uci_system": {"hostname": text, "server": [name]}}},
+        {"type": 1004, "data": {"vap_config": vap}},
+        {"type": 1005, "data": {"general_data": radio}},
+        {"type": 1006, "data": {"vap_config": vap}},
+        {"type": 1007, "data": {"vap_config": vap}},
+        {"type": 1017, "data": {"general_data": text}},
+        {"type": 1022, "data": {"general_data": text}},
+    ]
+
+
+# Members that are not there, or say nothing.
+INCOMPLETE = [
+    {"type": 1001, "data": {"apconfigs": {"radio_list": [{"channel": 6}]}}},
+    {"type": 1003, "data": None},
+    {"type": 1004, "data": {}},
+    {"type": 1019, "data": {"general_data": "text"}},
+]
+WITHOUT_TEXT = [
+    {"type": 1006, "data": {"vap_config": {"ifname": "ath1"}}},
+    {"type": 1019, "data": {"general_data": {"maclist_size": 2, "wifi0Flag": 1}}},
+    {"type": 1020, "data": {"general_data": {"wifi0Flag": 1}}},
+    {"type": 1021},
+]
+
+
+def fitting(chance):
+    return chance.choice(WITHOUT_TEXT + changes(chance, chance.choice(FITTING)))
+
+
+def misfit(chance):
+    return chance.choice(INCOMPLETE + BROKEN + changes(chance, chance.choice(TOO_LONG)))
 
 
 class Soak:
@@ -62,10 +84,10 @@ class Soak:
     def start_wifi_manager(self):
         self.wifi_manager.start("--stations", "255", "--vaps", "8", "--freqs", "85")
 
-    def send(self, command):
+    def send(self, command, valid=True):
         if isinstance(command, dict):
             command = {"timestamp": int(time.time() * 1000), **command}
-        self.controller.send(command, valid=None)
+        self.controller.send(command, valid)
         self.sent += 1
 
     def answers(self):
@@ -84,10 +106,10 @@ class Soak:
             kind = self.chance.random()
             if kind < 0.6:
                 self.send(self.chance.choice(READS))
-            elif kind < 0.9:
-                self.send(applies(self.chance))
+            elif kind < 0.8:
+                self.send(fitting(self.chance))
             else:
-                self.send(self.chance.choice(BROKEN))
+                self.send(misfit(self.chance), valid=False)
             time.sleep(0.02)
 
     def new_session(self):

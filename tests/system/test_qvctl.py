@@ -10,7 +10,7 @@ import threading
 import time
 
 import pytest
-from harness import BUILD_DIR, REPORT_TOPIC, Controller, Deadline, poll, tool_calls
+from harness import BUILD_DIR, REPORT_TOPIC, Deadline, MqttClient, poll, tool_calls
 
 QVCTL = str(BUILD_DIR / "qvctl")
 MAC = os.environ.get("AP_MAC", "")
@@ -155,7 +155,7 @@ ANSWERS = [
 
 def test_answers(agent, wifi_manager, controller):
     """The controller overhears both sides, and holds them to the contract."""
-    controller._client.subscribe("qv/device_" + MAC)
+    controller.listen_to("qv/device_" + MAC)
     wifi_manager.restart("--still")
     failures = []
     for arguments, status, shown, said in ANSWERS:
@@ -185,18 +185,15 @@ class PretendedDevice:
 
     def __init__(self, answers=()):
         self._answers = answers
-        self._controller = Controller("unused")
-        client = self._controller._client
-        client.reinitialise("pretended")
-        client.on_connect = lambda *_: client.subscribe("qv/device_" + OTHER)
-        client.on_subscribe = lambda *_: self._controller._ready.set()
-        client.on_message = lambda *_: threading.Thread(target=self._answer).start()
-        self._controller.connect()
+        self._client = MqttClient(
+            "pretended", lambda _: threading.Thread(target=self._answer).start())
+        self._client.listen_to("qv/device_" + OTHER)
+        self._client.connect()
 
     def report(self, kind, data):
         report = {"type": kind, "hwname": "X", "fwname": "Y", "macaddr": OTHER, "ip": "10.0.0.9",
                   "data": data}
-        self._controller._client.publish(REPORT_TOPIC, json.dumps(report))
+        self._client.publish(REPORT_TOPIC, json.dumps(report))
 
     def _answer(self):
         for pause, kind, data in self._answers:
@@ -204,7 +201,7 @@ class PretendedDevice:
             self.report(kind, data)
 
     def close(self):
-        self._controller.close()
+        self._client.close()
 
 
 @pytest.fixture
@@ -307,7 +304,7 @@ class Terminal:
 
 
 def test_password(broker, controller):
-    controller._client.subscribe("qv/device_" + OTHER)
+    controller.listen_to("qv/device_" + OTHER)
     terminal = Terminal("-d", OTHER, "password")
     terminal.wait("New password for admin: ")
     terminal.type("s3cret\n")
