@@ -119,6 +119,15 @@ void check_text(const std::string& key, std::string_view text, size_t limit) {
     }
 }
 
+void check_no_control(const std::string& key, std::string_view text) {
+    const auto is_control = [](char character) {
+        return static_cast<unsigned char>(character) < 0x20 || character == 0x7F;
+    };
+    if (std::ranges::any_of(text, is_control)) {
+        refuse(key, "holds control characters");
+    }
+}
+
 void check_integer(const std::string& key, json_object* value, int64_t lowest, int64_t highest) {
     int64_t number = 0;
     const std::string text(text_of(value));
@@ -156,8 +165,9 @@ void check_system_settings(json_object* settings) {
     }
     check_array(SYSTEM_SERVER_KEY, servers, SYSTEM_SERVER_SLOTS);
     for (size_t i = 0; i < json_object_array_length(servers); ++i) {
-        check_text(element(SYSTEM_SERVER_KEY, i), text_of(json_object_array_get_idx(servers, i)),
-                   SYSTEM_SERVER_SIZE - 1);
+        const std::string_view server = text_of(json_object_array_get_idx(servers, i));
+        check_text(element(SYSTEM_SERVER_KEY, i), server, SYSTEM_SERVER_SIZE - 1);
+        check_no_control(element(SYSTEM_SERVER_KEY, i), server);
     }
 }
 
