@@ -11,22 +11,25 @@ import harness
 import pytest
 from firmware import BOARD, CUT_SHORT, IMAGE, MISSING, MOVED, NAME, ROOTFS_BOARDS
 from firmware import SYSUPGRADE_BOARD, flash, statuses, tools_called, upgrade, wait_statuses
-from harness import SYSTEM_STATS, poll, set_tool
+from harness import poll, set_tool
 
 MEBIBYTE = 1 << 20
 
 
 def notices(wifi_manager, since):
+    """Those that came before the question of wait_served."""
+    wifi_manager.wait_request(6, 3, since)
     return [line for _, line in wifi_manager.log.items(since) if " id=8 " in line]
 
 
 def wait_served(controller):
-    """Until commands are answered; the last status may be ahead of that."""
+    """Until commands are answered; the last status may be ahead of that. The question is one that
+    the agent does not ask by itself."""
     mark = controller.reports.mark()
     for _ in range(20):
-        controller.send(1034)
+        controller.send(1026)
         try:
-            return controller.wait_report(SYSTEM_STATS, 0.5, mark)
+            return controller.wait_report(1007, 0.5, mark)
         except harness.Deadline:
             pass
     raise harness.Deadline("commands are not answered")
