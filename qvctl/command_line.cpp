@@ -171,7 +171,7 @@ void add_set(CommandLine& line) {
         CLI::App* const what = set_verb->add_subcommand(setting.name, setting.help);
         what->add_option("FILE|KEY=VALUE", line.arguments.settings,
                          "A file with a JSON object (- is standard input), or members and their "
-                         "values, JSON where a value begins with [ or {")
+                         "values; lists (server, radio_list, vap_list) as JSON")
             ->required();
         if (setting.read_command != 0) {
             what->add_flag("--replace", line.arguments.replace,

@@ -6,6 +6,7 @@ Exit status 1 when the agent stops answering, ends badly, or uses more at the en
 first round of everything.
 """
 import argparse
+import itertools
 import os
 import random
 import sys
@@ -62,12 +63,15 @@ WITHOUT_TEXT = [
 ]
 
 
-def fitting(chance):
-    return chance.choice(WITHOUT_TEXT + changes(chance, chance.choice(FITTING)))
-
-
-def misfit(chance):
-    return chance.choice(INCOMPLETE + BROKEN + changes(chance, chance.choice(TOO_LONG)))
+def everything(chance):
+    """Every command, each with every text, in any order; and whether it keeps the contract."""
+    fits = READS * 6 + WITHOUT_TEXT
+    fits += itertools.chain.from_iterable(changes(chance, text) for text in FITTING)
+    misfits = INCOMPLETE + BROKEN
+    misfits += itertools.chain.from_iterable(changes(chance, text) for text in TOO_LONG)
+    deck = [(command, True) for command in fits] + [(command, False) for command in misfits]
+    chance.shuffle(deck)
+    return deck
 
 
 class Soak:
@@ -80,6 +84,7 @@ class Soak:
         self.agent = harness.Agent()
         self.broker.wait_subscribed(timeout=ANSWER_S)
         self.sent = 0
+        self.deck, self.parts_left = [], 0
 
     def start_wifi_manager(self):
         self.wifi_manager.start("--stations", "255", "--vaps", "8", "--freqs", "85")
@@ -102,15 +107,11 @@ class Soak:
             time.sleep(0.5)
 
     def commands(self):
-        for _ in range(40):
-            kind = self.chance.random()
-            if kind < 0.6:
-                self.send(self.chance.choice(READS))
-            elif kind < 0.8:
-                self.send(fitting(self.chance))
-            else:
-                self.send(misfit(self.chance), valid=False)
+        """The next part of everything."""
+        for _ in range(len(self.deck) // self.parts_left):
+            self.send(*self.deck.pop())
             time.sleep(0.02)
+        self.parts_left -= 1
 
     def new_session(self):
         self.send(self.chance.choice(SESSION_ENDERS))
@@ -138,7 +139,8 @@ class Soak:
 
     def round(self):
         """Everything once, in an order of its own. Returns what the agent uses when it is done."""
-        steps = [self.commands] * 4
+        self.deck, self.parts_left = everything(self.chance), 5
+        steps = [self.commands] * 4  # and one among the faults of the wifi manager
         steps += [self.new_session, self.broker_restart]
         steps += [self.wifi_manager_outage, self.wifi_manager_faults]
         self.chance.shuffle(steps)

@@ -71,6 +71,8 @@ NOT_SENT = [
     ('set ap radio_list=[{"channel":65536}]', REFUSED, 'radio_list[0].channel: "65536" is no'),
     ('set ap radio_list=[{"channel":1}]', REFUSED, "radio_list[0].disabled: is missing"),
     ("set ap radio_list=[{},{},{},{}]", REFUSED, "radio_list: 4 elements, at most 3"),
+    ('set ap radio_list=[{"channel":1,"disabled":0,"txpower":1,"country":1,"hwmode":[]}]', REFUSED,
+     "radio_list[0].hwmode: is no text"),
     (f"upgrade {128 * 'i'} --md5 {MD5}", REFUSED, "image_name: 128 bytes, at most 127"),
     # The members fit, the command that holds them all does not.
     (f"upgrade {127 * 'i'} --md5 {MD5}", REFUSED, "command text: "),
@@ -147,7 +149,7 @@ ANSWERS = [
     (["set", "vap", "ifname=ath0", "ssid=\x1b[31mred", "mode=ap-wds"], ANSWERED,
      r"ath0    wifi0   \x1b[31mred  ap-wds", ""),
     (["set", "vap", "ifname=ath9", "ssid=a"], REFUSED, "ath7", "the device reports no vap ath9"),
-    (["set", "radio", "radio_name=wifi1", "channel=40", "key=correcthorse", "country=DE"], ANSWERED,
+    (["set", "radio", "radio_name=wifi1", "channel=40", "key=[correcthorse", "country=DE"], ANSWERED,
      "wifi1            40", ""),
     (["set", "lan", "ipaddr=192.168.1.9"], ANSWERED, "ipaddr               192.168.1.9", ""),
     (["set", "maclist", "maclist_size=5", "wifi1Flag=1"], ANSWERED, sent(1019), ""),
@@ -181,7 +183,7 @@ def test_answers(agent, wifi_manager, controller):
             failures.append((arguments, got))
     assert not failures
     assert wifi_manager.state()["general_data"] == '{"a":1}'
-    assert "correcthorse" in [vap["key"] for vap in wifi_manager.state()["vaps"]]
+    assert "[correcthorse" in [vap["key"] for vap in wifi_manager.state()["vaps"]]
     assert wifi_manager.state()["apconfigs"] == [RADIO | {"txpower": 20}]
     lists = (ZENDRY_ROOT / "etc/config/wireless").read_text()
     assert "06:00:00:00:01:01" in lists and "06:00:00:00:00:01" not in lists
@@ -288,6 +290,7 @@ def test_upgrades(pretend):
 
 def test_upgrade_of_an_agent(controller, wifi_manager, agent, images):
     """A real download from a real server, beside the pretended ones above."""
+    controller.listen_to("qv/device_" + MAC)
     for board, command, statuses in (
         (ROOTFS_BOARDS[0], ["--background"], [201, 202, 203]),
         (ROOTFS_BOARDS[0], ["--save-config", "--reboot"], [202, 203]),
