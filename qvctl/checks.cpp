@@ -50,16 +50,25 @@ std::string element(const std::string& key, size_t index) {
     return key + "[" + std::to_string(index) + "]";
 }
 
+/// A list or an object would become its JSON text, which nobody means.
+void check_scalar_text(const std::string& key, json_object* value, size_t limit) {
+    if (json_object_is_type(value, json_type_array) != 0 ||
+        json_object_is_type(value, json_type_object) != 0) {
+        refuse(key, "is no text");
+    }
+    check_text(key, text_of(value), limit);
+}
+
 void check_field(const std::string& key, json_object* value, const RecordField& field) {
     switch (field.type) {
-    case RecordFieldType::text: check_text(key, text_of(value), field.width); return;
+    case RecordFieldType::text: check_scalar_text(key, value, field.width); return;
     case RecordFieldType::i32:
         check_integer(key, value, std::numeric_limits<int32_t>::min(),
                       std::numeric_limits<int32_t>::max());
         return;
     case RecordFieldType::computed:
         if (field.store != nullptr) {
-            check_text(key, text_of(value), field.width);
+            check_scalar_text(key, value, field.width);
             return;
         }
         break;
@@ -81,7 +90,7 @@ void check_entry(const std::string& key, json_object* object,
             refuse(name, "is missing");
         }
         if (field.type == FIELD_TYPE_STRING) {
-            check_text(name, text_of(value), field.width - size_t{1});
+            check_scalar_text(name, value, field.width - size_t{1});
         } else {
             check_integer(name, value, 0, (int64_t{1} << (8 * field.width)) - 1);
         }
@@ -116,6 +125,15 @@ void check_text(const std::string& key, std::string_view text, size_t limit) {
     }
     if (text.find('\0') != text.npos) {
         refuse(key, "holds a NUL");
+    }
+}
+
+void check_no_control(const std::string& key, std::string_view text) {
+    const auto is_control = [](char character) {
+        return static_cast<unsigned char>(character) < 0x20 || character == 0x7F;
+    };
+    if (std::ranges::any_of(text, is_control)) {
+        refuse(key, "holds control characters");
     }
 }
 
@@ -156,8 +174,9 @@ void check_system_settings(json_object* settings) {
     }
     check_array(SYSTEM_SERVER_KEY, servers, SYSTEM_SERVER_SLOTS);
     for (size_t i = 0; i < json_object_array_length(servers); ++i) {
-        check_text(element(SYSTEM_SERVER_KEY, i), text_of(json_object_array_get_idx(servers, i)),
-                   SYSTEM_SERVER_SIZE - 1);
+        json_object* const server = json_object_array_get_idx(servers, i);
+        check_scalar_text(element(SYSTEM_SERVER_KEY, i), server, SYSTEM_SERVER_SIZE - 1);
+        check_no_control(element(SYSTEM_SERVER_KEY, i), text_of(server));
     }
 }
 
@@ -205,6 +224,9 @@ void check_maclist(json_object* settings) {
 }
 
 void check_firmware(json_object* settings, json_object* command) {
+    if (text_of(qv_json_member(settings, "image_name")).empty()) {
+        refuse("image_name", "is empty");
+    }
     FwParams params{};
     for (const FwField& field : qv_fw_fields) {
         json_object* const value = qv_json_member(settings, field.key);

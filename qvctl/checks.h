@@ -14,6 +14,9 @@ namespace qvctl {
 /// A text of at most `limit` bytes without NUL.
 void check_text(const std::string& key, std::string_view text, size_t limit);
 
+/// A text that the device could not take with control characters in it.
+void check_no_control(const std::string& key, std::string_view text);
+
 /// An integer within these bounds, written as a number or as text.
 void check_integer(const std::string& key, json_object* value, int64_t lowest, int64_t highest);
 

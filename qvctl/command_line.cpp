@@ -50,7 +50,7 @@ void define_upgrade(CLI::App& verb, Arguments& arguments) {
         ->required();
     verb.add_option("--md5", arguments.md5sum, "MD5 sum of the image")
         ->required()
-        ->check(CLI::Validator(lower_case_md5, ""))
+        ->transform(CLI::Validator(lower_case_md5, ""))
         ->type_name("SUM");
     verb.add_option("--server-port", arguments.server_port,
                     "Port of the download server, which is the device's broker host")
@@ -128,7 +128,7 @@ void add_global_options(CommandLine& line) {
         ->capture_default_str();
     app.add_option("-d,--device", options.device,
                    "MAC address of the device; the only one that speaks when it is missing")
-        ->check(CLI::Validator(lower_case_mac, ""))
+        ->transform(CLI::Validator(lower_case_mac, ""))
         ->type_name("MAC")
         ->envname("QVCTL_DEVICE");
     app.add_option("--timeout", options.timeout, "Seconds until an answer must be there")
@@ -171,7 +171,7 @@ void add_set(CommandLine& line) {
         CLI::App* const what = set_verb->add_subcommand(setting.name, setting.help);
         what->add_option("FILE|KEY=VALUE", line.arguments.settings,
                          "A file with a JSON object (- is standard input), or members and their "
-                         "values, JSON where a value begins with [ or {")
+                         "values; lists (server, radio_list, vap_list) as JSON")
             ->required();
         if (setting.read_command != 0) {
             what->add_flag("--replace", line.arguments.replace,
@@ -190,6 +190,33 @@ void add_set(CommandLine& line) {
     }
 }
 
+std::vector<const CLI::App*> parts_of(const CLI::App& verb) {
+    return verb.get_subcommands([](const CLI::App* part) { return !part->get_name().empty(); });
+}
+
+/// What is wrong with the invocation; a word that is missing or unknown is told by those known.
+std::string failure_text(const CLI::App* app, const CLI::Error& error) {
+    const CLI::App* verb = app;
+    while (!verb->get_subcommands().empty()) {
+        verb = verb->get_subcommands().front();
+    }
+    const std::vector<const CLI::App*> parts = parts_of(*verb);
+    const std::vector<std::string> rest = app->remaining(true);
+    const bool is_word = rest.empty() || !rest.front().starts_with('-');
+    const auto code = static_cast<CLI::ExitCodes>(error.get_exit_code());
+    const bool is_missing =
+        code == CLI::ExitCodes::RequiredError || code == CLI::ExitCodes::ExtrasError;
+    if (parts.empty() || !is_word || !is_missing) {
+        return CLI::FailureMessage::simple(app, error);
+    }
+    std::string text = verb->get_name() + ": ";
+    text += rest.empty() ? "what? One of" : rest.front() + " is unknown; it must be one of";
+    for (const CLI::App* const part : parts) {
+        text += (part == parts.front() ? " " : ", ") + part->get_name();
+    }
+    return text + "\nRun with --help for more information.\n";
+}
+
 } // namespace
 
 CommandLine::CommandLine()
@@ -198,6 +225,7 @@ CommandLine::CommandLine()
     app.set_version_flag("-V,--version", "qvctl " QV_VERSION, "Print the version and end");
     app.fallthrough();
     app.footer(FOOTER);
+    app.failure_message(failure_text);
     app.require_subcommand(0, 1);
     add_global_options(*this);
     add_get(*this);

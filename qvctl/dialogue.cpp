@@ -42,6 +42,15 @@ std::optional<Report> next_of(Session& session, const std::string& macaddr, int 
     return std::nullopt;
 }
 
+/// A device that runs reports every ten seconds; only one that announces itself is faster.
+void note_short_listening(double seconds) {
+    constexpr double LONGEST_SILENCE = 10;
+    if (seconds < LONGEST_SILENCE) {
+        fprintf(stderr, "note: a device may keep silent for %s; %s may not be enough to hear it\n",
+                seconds_text(LONGEST_SILENCE).c_str(), seconds_text(seconds).c_str());
+    }
+}
+
 } // namespace
 
 std::string seconds_text(double seconds) {
@@ -64,6 +73,7 @@ void note_device(DevicesSeen& devices, const Report& report) {
 }
 
 DevicesSeen listen(Session& session, double seconds) {
+    note_short_listening(seconds);
     DevicesSeen devices;
     const auto deadline = after(seconds);
     while (const std::optional<Report> report = session.next(deadline)) {
@@ -80,6 +90,7 @@ std::string choose_device(Session& session, const Options& options) {
         fprintf(stderr, "listening %s for the only device; -d MAC saves the wait\n",
                 seconds_text(options.listen).c_str());
     }
+    note_short_listening(options.listen);
     DevicesSeen devices;
     const auto deadline = after(options.listen);
     while (const std::optional<Report> report = session.next(deadline)) {

@@ -107,7 +107,7 @@ ExitStatus upgrade(const Options& options, const Arguments& arguments) {
     add("image_name", arguments.image);
     add("md5sum", arguments.md5sum);
     add("server_ip", ""); // the device downloads from its broker's host
-    add("server_port", arguments.server_port);
+    add("server_port", std::to_string(arguments.server_port));
     add("save_config", arguments.save_config ? "1" : "0");
     add("reboot", arguments.reboot ? "1" : "0");
     json_object* const borrowed = params.get();

@@ -10,8 +10,10 @@ std::vector<const CLI::App*> verbs_of(const CLI::App& app) {
     return app.get_subcommands([](const CLI::App* verb) { return !verb->get_name().empty(); });
 }
 
-bool is_shown(const CLI::Option& option) {
-    return !option.get_group().empty();
+/// Every verb has its help, which is said once, with the program's own options.
+bool is_shown(const CLI::App& app, const CLI::Option& option) {
+    return !option.get_group().empty() &&
+           (app.get_parent() == nullptr || &option != app.get_help_ptr());
 }
 
 bool takes_value(const CLI::Option& option) {
@@ -47,8 +49,7 @@ std::string roff(const std::string& text) {
 std::string roff_options(const CLI::App& app, bool positional) {
     std::string text;
     for (const CLI::Option* const option : app.get_options()) {
-        const bool is_verb_help = app.get_parent() != nullptr && option == app.get_help_ptr();
-        if (!is_shown(*option) || is_verb_help || option->get_positional() != positional) {
+        if (!is_shown(app, *option) || option->get_positional() != positional) {
             continue;
         }
         std::string heading;
@@ -107,10 +108,10 @@ struct Completion {
 std::string option_words(const CLI::App& app, Completion& completion) {
     std::string words;
     for (const CLI::Option* const option : app.get_options()) {
+        if (!is_shown(app, *option)) {
+            continue;
+        }
         for (const std::string& name : names_of(*option)) {
-            if (!is_shown(*option)) {
-                continue;
-            }
             words += " " + name;
             if (takes_value(*option)) {
                 completion.valued.insert(name);

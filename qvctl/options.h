@@ -37,7 +37,7 @@ struct Arguments {
     std::string text;                  ///< notes, passthrough, clock, or the index of a MAC list
     std::string image;
     std::string md5sum;
-    std::string server_port = "80";
+    int server_port = 80;
     bool all = false;         ///< every member of a list's entries
     bool replace = false;     ///< send what is given and nothing else
     bool remove = false;      ///< delete MAC lists

@@ -58,7 +58,6 @@ constexpr Reading READINGS[] = {
     {"maclist", "Upload status of the MAC list of one wifi interface", 1018, MACLIST_STATUS, true},
 };
 
-/// JSON where the value begins like a list or an object, text otherwise.
 void put_plain(json_object* settings, const std::string& key, JsonPtr value) {
     qv_json_add(settings, key.c_str(), std::move(value));
 }

@@ -6,7 +6,6 @@
 #include "verbs.h"
 #include "wireless/general_data.h"
 
-#include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <ctime>
@@ -60,16 +59,11 @@ std::optional<int64_t> clock_time(const std::string& text) {
 }
 
 void check_password(const std::string& password) {
-    const auto is_control = [](char character) {
-        return static_cast<unsigned char>(character) < 0x20 || character == 0x7F;
-    };
     if (password.empty()) {
         throw Failure(REFUSED, "password: is empty");
     }
     check_text("password", password, ADMIN_PASSWORD_MAX);
-    if (std::ranges::any_of(password, is_control)) {
-        throw Failure(REFUSED, "password: holds control characters");
-    }
+    check_no_control("password", password);
 }
 
 } // namespace

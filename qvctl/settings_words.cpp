@@ -1,11 +1,15 @@
 #include "settings_words.h"
 
 #include "failure.h"
+#include "settings/system_config_table.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <memory>
+#include <string_view>
 
 namespace qvctl {
 
@@ -55,8 +59,10 @@ JsonPtr settings_of_file(const Setting& setting, const std::string& name) {
     return settings;
 }
 
+/// A text may begin with a bracket, too; only lists are read as JSON.
 JsonPtr value_of(const std::string& key, const std::string& text) {
-    return text.starts_with('[') || text.starts_with('{')
+    constexpr std::string_view LISTS[] = {SYSTEM_SERVER_KEY, "radio_list", "vap_list"};
+    return std::ranges::find(LISTS, key) != std::end(LISTS)
                ? parse(key, text)
                : JsonPtr(json_object_new_string_len(text.data(), static_cast<int>(text.size())));
 }

@@ -16,7 +16,7 @@ struct GivenSettings {
 
 /// Reads the words in order: a word without "=" names a file with a JSON object ("-": standard
 /// input), which may be a report or a command that holds the settings in its "data"; key=value
-/// sets one member, whose value is JSON when it begins like a list or an object. Throws Failure.
+/// sets one member, a list by its JSON text. Throws Failure.
 GivenSettings read_settings(const Setting& setting, const std::vector<std::string>& words);
 
 } // namespace qvctl

@@ -52,55 +52,95 @@ bool take_key(TopState& state) {
     return size <= 0 || key == 'q' || key == 'Q';
 }
 
+/// One run, from the first device heard to the end that the user or the count asks for.
+class TopRun {
+public:
+    TopRun(const Options& options, const Arguments& arguments);
+    ExitStatus run();
+
+private:
+    bool is_due() const;
+    bool is_last_screen();
+    bool wait();
+
+    const Options& options_;
+    const double interval_;
+    const SignalDescriptor signals_;
+    const Style style_;
+    Session session_;
+    TopState state_;
+    const KeyScreen screen_; // behind the session, which may fail with a message
+    int left_;               ///< screens still to draw
+    std::optional<Clock::time_point> next_question_; ///< none before the first one
+};
+
+TopRun::TopRun(const Options& options, const Arguments& arguments)
+    : options_(options), interval_(arguments.interval), style_(Style::of_output(options)),
+      session_(options), state_{.broker = options.host + ":" + std::to_string(options.port)},
+      left_(arguments.count.value_or(screen_.has_screen() ? FOREVER : 1)) {
+    if (!options.device.empty()) {
+        state_.selected = options.device;
+        state_.devices[options.device].heard = Clock::now();
+    }
+}
+
+bool TopRun::is_due() const {
+    return !state_.devices.empty() &&
+           Clock::now() >= next_question_.value_or(Clock::time_point::min());
+}
+
+/// Draws what the last questions have brought, where screens are counted. Returns whether that was
+/// the last one.
+bool TopRun::is_last_screen() {
+    if (left_ == FOREVER || !next_question_.has_value()) {
+        return false;
+    }
+    draw(state_, style_, screen_);
+    return --left_ == 0;
+}
+
+/// Takes what comes next, within a second. Returns whether the user asks to end.
+bool TopRun::wait() {
+    std::array others = {
+        pollfd{.fd = signals_.descriptor(), .events = POLLIN, .revents = 0},
+        pollfd{.fd = screen_.has_keys() ? STDIN_FILENO : -1, .events = POLLIN, .revents = 0}};
+    const auto deadline = std::min(next_question_.value_or(after(1)), after(1));
+    const std::optional<Report> report = session_.next(deadline, others);
+    if (report.has_value() && (options_.device.empty() || report->macaddr == options_.device)) {
+        state_.note(*report);
+    }
+    return (others[0].revents != 0 && signals_.asks_to_end()) ||
+           (others[1].revents != 0 && take_key(state_));
+}
+
+ExitStatus TopRun::run() {
+    const auto give_up = after(options_.timeout_or(options_.listen));
+    while (true) {
+        if (is_due()) {
+            if (is_last_screen()) {
+                return ANSWERED;
+            }
+            ask_devices(session_, state_);
+            next_question_ = after(interval_);
+        }
+        if (wait()) {
+            return ANSWERED;
+        }
+        if (left_ == FOREVER) {
+            draw(state_, style_, screen_);
+        } else if (state_.devices.empty() && Clock::now() >= give_up) {
+            throw Failure(NO_ANSWER, "no device has spoken");
+        }
+    }
+}
+
 } // namespace
 
 ExitStatus top(const Options& options, const Arguments& arguments) {
     if (options.json) {
         throw Failure(USAGE, "top shows a screen only; watch and get print JSON");
     }
-    const SignalDescriptor signals;
-    const Style style = Style::of_output(options);
-    Session session(options);
-    TopState state{.broker = options.host + ":" + std::to_string(options.port)};
-    if (!options.device.empty()) {
-        state.selected = options.device;
-        state.devices[options.device].heard = Clock::now();
-    }
-    const KeyScreen screen;
-    std::array others = {
-        pollfd{.fd = signals.descriptor(), .events = POLLIN, .revents = 0},
-        pollfd{.fd = screen.has_keys() ? STDIN_FILENO : -1, .events = POLLIN, .revents = 0}};
-    int left = arguments.count.value_or(screen.has_screen() ? FOREVER : 1);
-    const auto give_up = after(options.timeout_or(options.listen));
-    std::optional<Clock::time_point> next_question; // none before the first one
-    while (true) {
-        const bool is_due = !state.devices.empty() &&
-                            Clock::now() >= next_question.value_or(Clock::time_point::min());
-        if (is_due && next_question.has_value() && left != FOREVER) {
-            draw(state, style, screen);
-            if (--left == 0) {
-                return ANSWERED;
-            }
-        }
-        if (is_due) {
-            ask_devices(session, state);
-            next_question = after(arguments.interval);
-        }
-        const auto deadline = std::min(next_question.value_or(after(1)), after(1));
-        const std::optional<Report> report = session.next(deadline, others);
-        if ((others[0].revents != 0 && signals.asks_to_end()) ||
-            (others[1].revents != 0 && take_key(state))) {
-            return ANSWERED;
-        }
-        if (report.has_value() && (options.device.empty() || report->macaddr == options.device)) {
-            state.note(*report);
-        }
-        if (left == FOREVER) {
-            draw(state, style, screen);
-        } else if (state.devices.empty() && Clock::now() >= give_up) {
-            throw Failure(NO_ANSWER, "no device has spoken");
-        }
-    }
+    return TopRun(options, arguments).run();
 }
 
 } // namespace qvctl

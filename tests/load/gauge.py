@@ -22,13 +22,14 @@ MAPPING = re.compile(r"([0-9a-f]+)-[0-9a-f]+ [-rwxps]{4} ")
 class Usage:
     rss: int  # KiB
     pss: int  # KiB
+    own: int  # KiB that lie in no file
     descriptors: int
     threads: int
 
     def __str__(self):
         return (
-            f"RSS {self.rss} KiB, PSS {self.pss} KiB, {self.descriptors} descriptors, "
-            f"{self.threads} threads"
+            f"RSS {self.rss} KiB, own {self.own} KiB, PSS {self.pss} KiB, "
+            f"{self.descriptors} descriptors, {self.threads} threads"
         )
 
 
@@ -41,7 +42,7 @@ def place_guest():
 def usage(process):
     folder = pathlib.Path("/proc") / str(process.pid)
     addresses = GUEST if harness.emulated() else NATIVE
-    sums = {"Rss": 0, "Pss": 0}
+    sums = {"Rss": 0, "Pss": 0, "Anonymous": 0}
     counts = False
     for line in (folder / "smaps").read_text().splitlines():
         if mapping := MAPPING.match(line):
@@ -49,7 +50,7 @@ def usage(process):
         elif counts and (name := line.partition(":")[0]) in sums:
             sums[name] += int(line.split()[1])
     threads = len(os.listdir(folder / "task")) - (1 if harness.emulated() else 0)
-    return Usage(sums["Rss"], sums["Pss"], len(os.listdir(folder / "fd")), threads)
+    return Usage(*sums.values(), len(os.listdir(folder / "fd")), threads)
 
 
 def cpu_seconds(process):

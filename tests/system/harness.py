@@ -221,36 +221,30 @@ class Broker:
         return self.count(r"Received DISCONNECT from auto-")
 
 
-class Controller:
-    """The controller's side of the broker. Reports arrive as dictionaries in .reports.
+class MqttClient:
+    """A client of the broker. Messages reach the one function that it is made with."""
 
-    Every report must keep the contract of docs/protocol, and so must every command unless it is
-    sent as one that does not.
-    """
-
-    def __init__(self, topic):
-        self.topic = topic
-        self.reports = Timeline()
-        self.faults = []
+    def __init__(self, name, on_message):
+        self._topics = []
         self._ready = threading.Event()
         version = getattr(mqtt, "CallbackAPIVersion", None)
-        self._client = mqtt.Client(*([version.VERSION1] if version else []), client_id="controller")
-        self._client.on_connect = lambda client, *_: client.subscribe(REPORT_TOPIC)
+        self._client = mqtt.Client(*([version.VERSION1] if version else []), client_id=name)
+        self._client.on_connect = lambda *_: self._subscribe()
         self._client.on_subscribe = lambda *_: self._ready.set()
         self._client.on_disconnect = lambda *_: self._ready.clear()
-        self._client.on_message = lambda _c, _u, message: self._keep(message)
+        self._client.on_message = lambda _c, _u, message: on_message(message)
         self._client.reconnect_delay_set(1, 1)
 
-    def _keep(self, message):
-        try:
-            report = json.loads(message.payload)
-        except ValueError:
-            report = {"type": None, "raw": message.payload}
-        if message.topic == REPORT_TOPIC:
-            self.faults += contract.report_faults(report)
-        else:  # a test listens to what another controller sends
-            self.faults += contract.command_faults(message.payload.decode())
-        self.reports.add(report)
+    def _subscribe(self):
+        self._client.subscribe([(topic, 0) for topic in self._topics])
+
+    def listen_to(self, topic):
+        """From the next connection on; at once when there is one."""
+        self._topics.append(topic)
+        if self._ready.is_set():
+            self._ready.clear()
+            self._subscribe()
+            self.wait_ready()
 
     def connect(self):
         self._client.connect("127.0.0.1", 1883)
@@ -260,7 +254,7 @@ class Controller:
 
     def wait_ready(self, timeout=5):
         if not self._ready.wait(timeout):
-            raise Deadline("controller has no session")
+            raise Deadline("no session with the broker")
 
     def reconnect(self):
         """A session with a broker that has just come up, without the client's own pause."""
@@ -268,18 +262,50 @@ class Controller:
         self._ready.clear()
         self.connect()
 
+    def publish(self, topic, payload):
+        self._client.publish(topic, payload)
+
+    def close(self):
+        self._client.loop_stop()
+        self._client.disconnect()
+
+
+class Controller(MqttClient):
+    """The controller's side of the broker. Reports arrive as dictionaries in .reports.
+
+    Every report must keep the contract of docs/protocol, and so must every command unless it is
+    sent as one that does not.
+    """
+
+    def __init__(self, topic):
+        super().__init__("controller", self._keep)
+        self.topic = topic
+        self.reports = Timeline()
+        self.faults = []
+        self.listen_to(REPORT_TOPIC)
+
+    def _keep(self, message):
+        try:
+            report = json.loads(message.payload)
+        except ValueError:
+            report = {"type": None, "raw": message.payload}
+        if message.topic == REPORT_TOPIC:
+            self.faults += contract.report_faults(report)
+        else:  # a test listens to what another controller sends
+            self.faults += contract.command_faults(message.payload)
+        self.reports.add(report)
+
     def send(self, command, valid=True):
         """Sends a command: a type number, a dictionary, or raw bytes, which may be anything.
 
-        `valid` tells whether it keeps the contract; None leaves that to the reader of a table.
+        `valid` says whether it keeps the contract, and must be right.
         """
         if isinstance(command, int):
             command = {"type": command, "timestamp": int(time.time() * 1000)}
-        payload = command if isinstance(command, bytes) else json.dumps(command)
-        if isinstance(payload, str) and valid is not None:
-            faults = contract.command_faults(payload)
-            assert bool(faults) != valid, faults or f"keeps the contract: {payload}"
-        self._client.publish(self.topic, payload)
+        payload = command if isinstance(command, bytes) else json.dumps(command).encode()
+        faults = contract.command_faults(payload)
+        assert bool(faults) != valid, faults or f"keeps the contract: {payload}"
+        self.publish(self.topic, payload)
 
     def wait_report(self, kind, timeout, since=0, count=1):
         def wanted(report):
@@ -291,8 +317,7 @@ class Controller:
         return [at for at, report in self.reports.items(since) if report.get("type") == kind]
 
     def close(self):
-        self._client.loop_stop()
-        self._client.disconnect()
+        super().close()
         assert not self.faults, self.faults
 
 

@@ -52,6 +52,8 @@ def followed(document, schema):
 
 def size(schema):
     """Type and limits of a member in a few words."""
+    if "const" in schema:
+        return json.dumps(schema["const"])
     if "enum" in schema:
         return "one of " + ", ".join(json.dumps(value) for value in schema["enum"])
     kinds = schema.get("type", "any")
@@ -77,6 +79,8 @@ def table(document, side, schema):
             words += f" of [{inner[1]}]({anchor(table_heading(side, inner[1]))})"
         unit = f" Unit: {member['x-unit']}." if "x-unit" in member else ""
         optional = "" if key in schema.get("required", [key]) else " Optional."
+        if "default" in member:
+            optional = f" Default: {json.dumps(member['default'])}."
         meaning = member.get("description", target.get("description", ""))
         rows.append(f"| `{key}` | {words} | {meaning}{unit}{optional} |")
     return "\n".join(rows) + "\n"
@@ -97,7 +101,9 @@ def body_link(document, side, definition):
         if "properties" in schema:
             return f" Members: [{name}]({anchor(table_heading(side, name))})."
         if name is None:
-            return f" `general_data`: {size(schema)}."
+            default = json.dumps(schema["default"]) if "default" in schema else ""
+            optional = f"; {default} when it is left out" if default else ""
+            return f" `general_data`: {size(schema)}{optional}."
     return ""
 
 

@@ -1,11 +1,14 @@
 """An agent comes up, announces itself until it is spoken to, then reports on its own."""
 import os
 import pathlib
+import time
 
 import harness
 import pytest
+from firmware import MISSING, upgrade, wait_statuses
 from harness import DISCOVERY, SYSTEM_STATS, gaps
 
+ANNOUNCEMENT_S = 5
 MAC = os.environ.get("AP_MAC")
 ADDRESS = os.environ.get("AP_IP", "").split("/")[0]
 ENVELOPE = ["type", "flag", "fwname", "hwname", "timestamp", "macaddr", "ip", "data"]
@@ -45,6 +48,18 @@ def test_announces_until_spoken_to_then_reports_every_ten_seconds(controller, ag
     assert [line.split()[-1] for line in pair] == ["1035", "1034"]
     if not harness.sanitized():
         assert used < 0.002 * (times[-1] - times[0]), f"{used} s of CPU while idle"
+
+
+def test_background_upgrade_as_first_command(controller, agent, images):
+    """It ends the announcements, and the agent's own reports begin with the next command only."""
+    mark = controller.reports.mark()
+    controller.send(upgrade(1032, images, image_name=MISSING))
+    wait_statuses(controller, mark, [201, -1])
+    time.sleep(2 * ANNOUNCEMENT_S + 1)
+    assert not controller.times(DISCOVERY, mark)
+    assert not controller.times(SYSTEM_STATS, mark)
+    controller.send(1000)
+    controller.wait_report(SYSTEM_STATS, ANNOUNCEMENT_S + 1, mark)
 
 
 @pytest.mark.parametrize("command", [{"type": "1034", "timestamp": 1}, {"type": 1034}])

@@ -48,7 +48,7 @@ INPUTS = {
 def test_bad_input_leaves_a_line_and_a_working_agent(controller, agent):
     for name, (message, line) in INPUTS.items():
         mark, reports = agent.log.mark(), controller.reports.mark()
-        controller.send(message)
+        controller.send(message, valid=False)
         controller.send({"type": 1034, "timestamp": 4711})
         agent.wait_line("^hdr.type: 1034, hdr.ts: 4711$", 5, mark)
         controller.wait_report(SYSTEM_STATS, 5, reports)
@@ -59,7 +59,7 @@ def test_bad_input_leaves_a_line_and_a_working_agent(controller, agent):
 def test_unreadable_message_is_no_first_contact(controller, agent):
     """Announcements end with a command, not with noise."""
     for message in (b"noise", b"{}", b"[]", b""):
-        controller.send(message)
+        controller.send(message, valid=False)
     agent.wait_line(r" \(null\)$", 3)
     mark = controller.reports.mark()
     controller.wait_report(1000, 7, mark)

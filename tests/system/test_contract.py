@@ -1,5 +1,6 @@
 """docs/protocol names what the agent's own tables name: keys, order, types and limits."""
 import json
+import re
 import subprocess
 
 import contract
@@ -10,7 +11,7 @@ import pytest
 KEYWORDS = {"$schema", "$defs", "$ref", "title", "description", "allOf", "anyOf", "not", "type"}
 KEYWORDS |= {"const", "enum", "properties", "required", "additionalProperties", "items", "pattern"}
 KEYWORDS |= {"minItems", "maxItems", "minLength", "maxLength", "minimum", "maximum"}
-KEYWORDS |= {"x-maxBytes", "x-maxCommandBytes", "x-unit"}
+KEYWORDS |= {"default", "x-maxBytes", "x-maxCommandBytes", "x-unit"}
 
 # What stands beside the members of a table, and in no table.
 LISTS = {"radio": ["vap_list"], "apConfigsRadio": ["vap_list"], "systemSettings": ["server"]}
@@ -93,6 +94,90 @@ def test_full_reports(tables):
         assert_full(schema, report["data"][key], key)
         assert contract.report_faults(report | {"extra": 1})
         assert contract.report_faults(report | {"data": {}})
+
+
+def numbers_without_unit(document, schema, path=""):
+    """Members that may be integers and do not say of what; one that lists its values says it."""
+    for key, member in schema.get("properties", {}).items():
+        target = resolved(document, member)
+        kinds = target.get("type", [])
+        is_number = "integer" in kinds or kinds == "number"
+        if is_number and "x-unit" not in member and "x-unit" not in target:
+            yield f"{path}/{key}"
+        for inner in (member, member.get("items", {})):
+            yield from numbers_without_unit(document, inner, f"{path}/{key}")
+
+
+@pytest.mark.parametrize("document", [contract.COMMANDS, contract.REPORTS], ids=["cmd", "rep"])
+def test_every_number_has_a_unit(document):
+    for name, definition in document["$defs"].items():
+        assert list(numbers_without_unit(document, definition, name)) == []
+
+
+# Members that an AsyncAPI 3.0.0 object must have, and those that it may have beside them.
+SHAPES = {
+    "document": ("asyncapi info channels operations", "defaultContentType servers components"),
+    "info": ("title version", "description"),
+    "server": ("host protocol", "protocolVersion description"),
+    "channel": ("address messages", "description parameters"),
+    "parameter": ("", "description examples"),
+    "message": ("name title payload", ""),
+    "payload": ("schemaFormat schema", ""),
+    "operation": ("action channel title description messages bindings", "reply x-reconnects"),
+    "reply": ("channel messages", ""),
+}
+
+
+def assert_shape(kind, given):
+    must, may = (set(members.split()) for members in SHAPES[kind])
+    assert must <= set(given) <= must | may, (kind, given)
+
+
+def target(document, reference):
+    """What a reference names, in the document or in a file beside it."""
+    assert list(reference) == ["$ref"]
+    file, _, path = reference["$ref"].partition("#/")
+    value = contract.load(file) if file else document
+    for step in path.split("/"):
+        value = value[step]
+    return value
+
+
+def test_asyncapi_document():
+    document = contract.load("asyncapi.json")
+    assert document["asyncapi"] == "3.0.0"
+    assert_shape("document", document)
+    assert_shape("info", document["info"])
+    for server in document["servers"].values():
+        assert_shape("server", server)
+    for channel in document["channels"].values():
+        assert_shape("channel", channel)
+        parameters = channel.get("parameters", {})
+        assert re.findall(r"{(\w+)}", channel["address"]) == list(parameters)
+        for parameter in parameters.values():
+            assert_shape("parameter", parameter)
+        for message in channel["messages"].values():
+            assert_shape("message", message)
+            assert_shape("payload", message["payload"])
+            assert target(document, message["payload"]["schema"])
+            schema = contract.load(message["payload"]["schema"]["$ref"].partition("#")[0])
+            dialect = schema["$schema"].removeprefix("https://json-schema.org/draft/")
+            wanted = "application/schema+json;version=draft-" + dialect.removesuffix("/schema")
+            assert message["payload"]["schemaFormat"] == wanted
+    sent = []
+    for operation in document["operations"].values():
+        assert_shape("operation", operation)
+        assert operation["action"] in ("send", "receive")
+        assert target(document, operation["bindings"])
+        for part in filter(None, (operation, operation.get("reply"))):
+            messages = target(document, part["channel"])["messages"]
+            named = [target(document, message) for message in part["messages"]]
+            assert named and all(message in messages.values() for message in named)
+            sent += named
+        if "reply" in operation:
+            assert_shape("reply", operation["reply"])
+    every = [m for channel in document["channels"].values() for m in channel["messages"].values()]
+    assert all(message in sent for message in every)
 
 
 def test_every_message_and_what_follows_it(tables):

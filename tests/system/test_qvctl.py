@@ -10,11 +10,12 @@ import threading
 import time
 
 import pytest
-from harness import BUILD_DIR, REPORT_TOPIC, Controller, Deadline, poll, tool_calls
+from firmware import BOARD, ROOTFS_BOARDS, SYSUPGRADE_BOARD
+from harness import BUILD_DIR, REPORT_TOPIC, Deadline, MqttClient, ZENDRY_ROOT, poll, tool_calls
 
 QVCTL = str(BUILD_DIR / "qvctl")
 MAC = os.environ.get("AP_MAC", "")
-OTHER = "02:00:00:00:00:99"
+OTHER = "02:00:00:00:00:9c"
 MD5 = "0123456789abcdef0123456789abcdef"
 ENVIRONMENT = os.environ | {"LC_ALL": "C", "TERM": "vt100", "TZ": "UTC"}
 
@@ -35,13 +36,16 @@ def sent(command, mac=MAC):
 # Arguments, exit status, a piece of standard error. No broker runs: nothing gets that far.
 NOT_SENT = [
     ("", USAGE, "Usage: qvctl"),
-    ("get", USAGE, "A subcommand is required"),
-    ("get weather", USAGE, "A subcommand is required"),
+    ("weather", USAGE, "qvctl: weather is unknown; it must be one of get, set, devices, clock, "),
+    ("get", USAGE, "get: what? One of stations, aps, interfaces, radios, radio-stats, system, "),
+    ("get weather", USAGE, "get: weather is unknown; it must be one of stations, aps, "),
+    ("set weather", USAGE, "set: weather is unknown; it must be one of settings, vap, radio, ap, "),
     ("-d 02:11:22:33:44 get stations", USAGE, "02:11:22:33:44 is no MAC address"),
     ("-p 65536 devices", USAGE, "--port"),
     ("set settings /nonexistent.json", USAGE, "/nonexistent.json: No such file or directory"),
     ("set settings hostname=a /dev/null", USAGE, "only the first word may name a file"),
     ("set settings server=[1", USAGE, "server: "),
+    ("set settings", USAGE, "FILE|KEY=VALUE is required"),
     ("set vap ssid=a", USAGE, "set vap: ifname says which one, and is missing"),
     ("clock yesterday", USAGE, "yesterday: no time"),
     ("--json top", USAGE, "top shows a screen only"),
@@ -57,6 +61,7 @@ NOT_SENT = [
     ('set settings server=["' + 50 * "s" + '"]', REFUSED, "server[0]: 50 bytes, at most 49"),
     (f"set settings server={json.dumps(11 * ['s'], separators=(',', ':'))}", REFUSED,
      "server: 11 elements, at most 10"),
+    ('set settings server=["a\\tb"]', REFUSED, "server[0]: holds control characters"),
     ("set vap ifname=ath0 mode=ap-wds-no", REFUSED, "mode: 9 bytes, at most 8"),
     ("set vap ifname=ath0 freqlist=[]", REFUSED, "freqlist: is reported only"),
     ("set radio radio_name=wifi0 key=" + 33 * "k", REFUSED, "vap_list[0].key: 33 bytes, at most 32"),
@@ -66,6 +71,8 @@ NOT_SENT = [
     ('set ap radio_list=[{"channel":65536}]', REFUSED, 'radio_list[0].channel: "65536" is no'),
     ('set ap radio_list=[{"channel":1}]', REFUSED, "radio_list[0].disabled: is missing"),
     ("set ap radio_list=[{},{},{},{}]", REFUSED, "radio_list: 4 elements, at most 3"),
+    ('set ap radio_list=[{"channel":1,"disabled":0,"txpower":1,"country":1,"hwmode":[]}]', REFUSED,
+     "radio_list[0].hwmode: is no text"),
     (f"upgrade {128 * 'i'} --md5 {MD5}", REFUSED, "image_name: 128 bytes, at most 127"),
     # The members fit, the command that holds them all does not.
     (f"upgrade {127 * 'i'} --md5 {MD5}", REFUSED, "command text: "),
@@ -83,15 +90,16 @@ def test_what_is_not_sent():
 
 
 def test_no_device(broker):
-    assert qvctl("devices", "--listen", "0.3") == (NO_ANSWER, "none\n", "")
+    short = "note: a device may keep silent for 10 s; 0.3 s may not be enough to hear it\n"
+    assert qvctl("devices", "--listen", "0.3") == (NO_ANSWER, "none\n", short)
     assert qvctl("get", "stations", "--listen", "0.3") == (
-        NO_ANSWER, "", "qvctl: no device has spoken within 0.3 s\n")
+        NO_ANSWER, "", short + "qvctl: no device has spoken within 0.3 s\n")
     assert qvctl("-d", OTHER, "get", "vaps", "--timeout", "0.5") == (
         NO_ANSWER, "",
         f"qvctl: device {OTHER}: no report of type 1009 (VAP settings) within 0.5 s\n")
     assert qvctl("watch", "-n", "1", "--timeout", "0.5") == (
         NO_ANSWER, "", "qvctl: no report within 0.5 s\n")
-    assert qvctl("-d", OTHER, "wifi-reload") == (ANSWERED, sent(1021, OTHER), "")
+    assert qvctl("-d", OTHER.upper(), "wifi-reload") == (ANSWERED, sent(1021, OTHER), "")
 
 
 RADIO_STATS = """\
@@ -118,6 +126,10 @@ macaddr
 mtu
 """
 
+OFFICE = {"ssid": "Office", "opmode": "ap", "network": "lan", "key": "paper", "encryption": "psk2"}
+RADIO = {"channel": 6, "disabled": 0, "txpower": "20", "country": 276, "hwmode": "11axg",
+         "htmode": "HT20", "vap_list": [OFFICE]}
+
 # In this order. Arguments, exit status, all of standard output or a piece of it, a piece of
 # standard error.
 ANSWERS = [
@@ -137,11 +149,13 @@ ANSWERS = [
     (["set", "vap", "ifname=ath0", "ssid=\x1b[31mred", "mode=ap-wds"], ANSWERED,
      r"ath0    wifi0   \x1b[31mred  ap-wds", ""),
     (["set", "vap", "ifname=ath9", "ssid=a"], REFUSED, "ath7", "the device reports no vap ath9"),
-    (["set", "radio", "radio_name=wifi1", "channel=40", "key=correcthorse", "country=DE"], ANSWERED,
+    (["set", "radio", "radio_name=wifi1", "channel=40", "key=[correcthorse", "country=DE"], ANSWERED,
      "wifi1            40", ""),
     (["set", "lan", "ipaddr=192.168.1.9"], ANSWERED, "ipaddr               192.168.1.9", ""),
     (["set", "maclist", "maclist_size=5", "wifi1Flag=1"], ANSWERED, sent(1019), ""),
     (["get", "maclist", "1"], ANSWERED, "uploading_status  5\n", ""),
+    (["set", "maclist", "wifi0Flag=1", "--delete"], ANSWERED, sent(1020), ""),
+    (["set", "ap", f"radio_list={json.dumps([RADIO])}"], ANSWERED, sent(1001), ""),
     (["clock", "2023-11-14 22:13:20Z"], ANSWERED, sent(1015), ""),
     (["notes", "on the roof"], ANSWERED, sent(1017), ""),
     (["passthrough", '{"a":1}'], ANSWERED, sent(1022), ""),
@@ -150,22 +164,29 @@ ANSWERS = [
      "........................   -1  the download failed, or the command was refused\n", ""),
     (["flash", "--save-config"], ANSWERED,
      "########################    2  the image that lay on the device was flashed\n", ""),
+    # From here on each ends in a new session.
+    (["set", "wan", "hostname=gate"], ANSWERED, "hostname      gate", ""),
+    (["get", "wan"], ANSWERED, "hostname      gate", ""),
+    (["get", "lan"], ANSWERED, "ipaddr               192.168.1.9", ""),
 ]
 
 
 def test_answers(agent, wifi_manager, controller):
     """The controller overhears both sides, and holds them to the contract."""
-    controller._client.subscribe("qv/device_" + MAC)
+    controller.listen_to("qv/device_" + MAC)
     wifi_manager.restart("--still")
     failures = []
     for arguments, status, shown, said in ANSWERS:
-        got = qvctl("-d", MAC.upper(), *arguments)
+        got = qvctl("-d", MAC, *arguments)
         as_shown = re.sub(" +\n", "\n", got[1])
         if got[0] != status or shown not in as_shown or said not in got[2]:
             failures.append((arguments, got))
     assert not failures
     assert wifi_manager.state()["general_data"] == '{"a":1}'
-    assert wifi_manager.state()["vaps"][3]["key"] == "correcthorse"
+    assert "[correcthorse" in [vap["key"] for vap in wifi_manager.state()["vaps"]]
+    assert wifi_manager.state()["apconfigs"] == [RADIO | {"txpower": 20}]
+    lists = (ZENDRY_ROOT / "etc/config/wireless").read_text()
+    assert "06:00:00:00:01:01" in lists and "06:00:00:00:00:01" not in lists
     poll(lambda: {"tool": "wifi", "args": ["reload"]} in tool_calls(), 3, "wifi reload")
     assert {"tool": "date", "args": ["-s", "2023-11-14 22:13:20"]} in tool_calls()
     # What a script reads is the report as it came.
@@ -185,18 +206,15 @@ class PretendedDevice:
 
     def __init__(self, answers=()):
         self._answers = answers
-        self._controller = Controller("unused")
-        client = self._controller._client
-        client.reinitialise("pretended")
-        client.on_connect = lambda *_: client.subscribe("qv/device_" + OTHER)
-        client.on_subscribe = lambda *_: self._controller._ready.set()
-        client.on_message = lambda *_: threading.Thread(target=self._answer).start()
-        self._controller.connect()
+        self._client = MqttClient(
+            "pretended", lambda _: threading.Thread(target=self._answer).start())
+        self._client.listen_to("qv/device_" + OTHER)
+        self._client.connect()
 
     def report(self, kind, data):
         report = {"type": kind, "hwname": "X", "fwname": "Y", "macaddr": OTHER, "ip": "10.0.0.9",
                   "data": data}
-        self._controller._client.publish(REPORT_TOPIC, json.dumps(report))
+        self._client.publish(REPORT_TOPIC, json.dumps(report))
 
     def _answer(self):
         for pause, kind, data in self._answers:
@@ -204,7 +222,7 @@ class PretendedDevice:
             self.report(kind, data)
 
     def close(self):
-        self._controller.close()
+        self._client.close()
 
 
 @pytest.fixture
@@ -270,6 +288,22 @@ def test_upgrades(pretend):
         device.close()
 
 
+def test_upgrade_of_an_agent(controller, wifi_manager, agent, images):
+    """A real download from a real server, beside the pretended ones above."""
+    controller.listen_to("qv/device_" + MAC)
+    for board, command, statuses in (
+        (ROOTFS_BOARDS[0], ["--background"], [201, 202, 203]),
+        (ROOTFS_BOARDS[0], ["--save-config", "--reboot"], [202, 203]),
+        (SYSUPGRADE_BOARD, [], [203]),
+    ):
+        BOARD.write_text(board)
+        got = qvctl("-d", MAC, "upgrade", "fw.img", "--md5", images.md5().upper(), "--server-port",
+                    str(images.port), *command)
+        shown = [int(value) for value in re.findall(r"^[#.]{24} +(-?\d+)  \w", got[1], re.M)]
+        assert (got[0], shown, got[2]) == (ANSWERED, statuses, "")
+        assert got[1].splitlines()[-1].startswith(24 * "#")
+
+
 class Terminal:
     """qvctl on a terminal that does not tell its size, as a serial console: 80 columns, 24 lines."""
 
@@ -307,7 +341,7 @@ class Terminal:
 
 
 def test_password(broker, controller):
-    controller._client.subscribe("qv/device_" + OTHER)
+    controller.listen_to("qv/device_" + OTHER)
     terminal = Terminal("-d", OTHER, "password")
     terminal.wait("New password for admin: ")
     terminal.type("s3cret\n")
@@ -352,7 +386,13 @@ def test_watch_and_completion(agent):
     assert re.fullmatch(rf"\d\d:\d\d:\d\d  {MAC}  1000 announcement  1 members\n", output)
 
     script = qvctl("--generate", "bash-completion")[1]
-    asked = "COMP_WORDS=(qvctl -d x set lan dhcpLanI) COMP_CWORD=5; _qvctl; echo ${COMPREPLY[*]}"
-    done = subprocess.run(["bash", "-c", f"compopt() {{ :; }}\n{script}\n{asked}"],
-                          capture_output=True, text=True, check=True)
-    assert done.stdout == "dhcpLanIgnore=\n"
+    for words, offered in (
+        ("-d x set lan dhcpLanI", "dhcpLanIgnore="),
+        ("get rad", "radios radio-stats"),
+        ("devices --h", "--help --host"),
+    ):
+        asked = f"COMP_WORDS=(qvctl {words}) COMP_CWORD={len(words.split())}; _qvctl"
+        done = subprocess.run(
+            ["bash", "-c", f"compopt() {{ :; }}\n{script}\n{asked}; echo ${{COMPREPLY[*]}}"],
+            capture_output=True, text=True, check=True)
+        assert done.stdout == offered + "\n"

@@ -11,22 +11,25 @@ import harness
 import pytest
 from firmware import BOARD, CUT_SHORT, IMAGE, MISSING, MOVED, NAME, ROOTFS_BOARDS
 from firmware import SYSUPGRADE_BOARD, flash, statuses, tools_called, upgrade, wait_statuses
-from harness import SYSTEM_STATS, poll, set_tool
+from harness import poll, set_tool
 
 MEBIBYTE = 1 << 20
 
 
 def notices(wifi_manager, since):
+    """Those that came before the question of wait_served."""
+    wifi_manager.wait_request(6, 3, since)
     return [line for _, line in wifi_manager.log.items(since) if " id=8 " in line]
 
 
 def wait_served(controller):
-    """Until commands are answered; the last status may be ahead of that."""
+    """Until commands are answered; the last status may be ahead of that. The question is one that
+    the agent does not ask by itself."""
     mark = controller.reports.mark()
     for _ in range(20):
-        controller.send(1034)
+        controller.send(1026)
         try:
-            return controller.wait_report(SYSTEM_STATS, 0.5, mark)
+            return controller.wait_report(1007, 0.5, mark)
         except harness.Deadline:
             pass
     raise harness.Deadline("commands are not answered")
@@ -79,30 +82,32 @@ def test_each_board(controller, wifi_manager, images, agent, board):
     assert IMAGE.read_bytes() == images.image
 
 
-# What the command says, the board, the status, whether the server was asked, and a line that the
-# agent leaves.
+# What the command says, whether that keeps the contract, the board, the status, whether the server
+# was asked, and a line that the agent leaves.
 BOARD_NAME = ROOTFS_BOARDS[0]
+WRONG_SUM = {"md5sum": "0" * 32}
+LONG_ADDRESS = {"server_ip": "x" * 64}
 FAILURES = [
-    ({"image_name": MISSING}, BOARD_NAME, -1, True, "HTTP status 404$"),
-    ({"image_name": MOVED}, BOARD_NAME, -1, True, "HTTP status 302$"),
-    ({"image_name": CUT_SHORT}, BOARD_NAME, -1, True, "^QV_ERR: firmware download of "),
-    ({"server_port": 0}, BOARD_NAME, -1, False, "^QV_ERR: .* port not valid$"),
-    ({"server_port": "1"}, BOARD_NAME, -1, False, "^QV_ERR: firmware download of "),
-    ({"md5sum": None}, BOARD_NAME, -1, False, "^server_port: $"),
-    ({"reboot": "12345678"}, BOARD_NAME, -1, False, "^QV_ERR: .* reboot longer than 7 bytes$"),
-    ({"server_ip": "x" * 64}, BOARD_NAME, -1, False, "^QV_ERR: .* server_ip longer than 63 bytes$"),
-    ({"more": "x" * 99}, BOARD_NAME, -1, False, "^QV_ERR: .* text longer than 300 bytes$"),
-    ({"md5sum": "0" * 32}, BOARD_NAME, -2, True, f"^md5 cmd = md5sum {IMAGE}$"),
-    ({"md5sum": str.upper}, BOARD_NAME, -2, True, f"^md5 cmd = md5sum {IMAGE}$"),
-    ({}, "qcom,other", -3, True, "^Unsupported board: qcom,other$"),
-    ({}, SYSUPGRADE_BOARD + " ", -3, True, f"^Unsupported board: {SYSUPGRADE_BOARD} $"),
-    ({}, None, -4, True, "^Failed to get board name$"),
+    ({"image_name": MISSING}, True, BOARD_NAME, -1, True, "HTTP status 404$"),
+    ({"image_name": MOVED}, True, BOARD_NAME, -1, True, "HTTP status 302$"),
+    ({"image_name": CUT_SHORT}, True, BOARD_NAME, -1, True, "^QV_ERR: firmware download of "),
+    ({"server_port": 0}, False, BOARD_NAME, -1, False, "^QV_ERR: .* port not valid$"),
+    ({"server_port": "1"}, True, BOARD_NAME, -1, False, "^QV_ERR: firmware download of "),
+    ({"md5sum": None}, False, BOARD_NAME, -1, False, "^server_port: $"),
+    ({"reboot": 8 * "1"}, False, BOARD_NAME, -1, False, "^QV_ERR: .* reboot longer than 7 bytes$"),
+    (LONG_ADDRESS, False, BOARD_NAME, -1, False, "^QV_ERR: .* server_ip longer than 63 bytes$"),
+    ({"more": "x" * 99}, False, BOARD_NAME, -1, False, "^QV_ERR: .* text longer than 300 bytes$"),
+    (WRONG_SUM, True, BOARD_NAME, -2, True, f"^md5 cmd = md5sum {IMAGE}$"),
+    ({"md5sum": str.upper}, False, BOARD_NAME, -2, True, f"^md5 cmd = md5sum {IMAGE}$"),
+    ({}, True, "qcom,other", -3, True, "^Unsupported board: qcom,other$"),
+    ({}, True, SYSUPGRADE_BOARD + " ", -3, True, f"^Unsupported board: {SYSUPGRADE_BOARD} $"),
+    ({}, True, None, -4, True, "^Failed to get board name$"),
 ]
 
 
 @pytest.mark.parametrize("command", [1002, 1032])
 def test_failures(controller, wifi_manager, images, agent, command):
-    for given, board, status, asked, line in FAILURES:
+    for given, valid, board, status, asked, line in FAILURES:
         changes = {key: given[key] for key in given}
         if given.get("md5sum") is str.upper:
             changes["md5sum"] = images.md5().upper()
@@ -113,7 +118,7 @@ def test_failures(controller, wifi_manager, images, agent, command):
         images.requests.clear()
         mark, noted = controller.reports.mark(), wifi_manager.log.mark()
         log, errors = agent.log.mark(), agent.errors.mark()
-        controller.send(upgrade(command, images, **changes), valid=None)
+        controller.send(upgrade(command, images, **changes), valid)
         wanted = [201, status] if command == 1032 else [status]
         wait_statuses(controller, mark, wanted)
         wait_served(controller)
@@ -189,18 +194,18 @@ def test_flash_again(controller, images, own_tool, start_agent, broker, wifi_man
     agent = start_agent()
     broker.wait_subscribed()
     BOARD.write_text("other")
-    for present, params, arguments, status, reboot in (
-        (False, {"save_config": 1, "reboot": 1}, f"{IMAGE}", -256, False),
-        (True, {"save_config": 1, "reboot": 1}, f"{IMAGE}", 2, True),
-        (True, {"save_config": 0, "reboot": 0}, f"-n {IMAGE}", 2, False),
-        (True, {"reboot": 1}, f"-n {IMAGE}", 2, False),
-        (True, {"save_config": "1"}, f"{IMAGE}", 2, False),
-        (True, {}, f"-n {IMAGE}", 2, False),
+    for present, params, valid, arguments, status, reboot in (
+        (False, {"save_config": 1, "reboot": 1}, True, f"{IMAGE}", -256, False),
+        (True, {"save_config": 1, "reboot": True}, True, f"{IMAGE}", 2, True),
+        (True, {"save_config": 0, "reboot": 0}, True, f"-n {IMAGE}", 2, False),
+        (True, {"reboot": 1}, False, f"-n {IMAGE}", 2, False),
+        (True, {"save_config": "1"}, True, f"{IMAGE}", 2, False),
+        (True, {}, True, f"-n {IMAGE}", 2, False),
     ):
         IMAGE.write_text("image" if present else "")
         flashed.write_text("")
         called, mark = len(tools_called()), controller.reports.mark()
-        controller.send(flash(**params), valid=None)
+        controller.send(flash(**params), valid)
         wait_statuses(controller, mark, [status])
         log = agent.log.mark()
         controller.send(1034)
@@ -224,7 +229,7 @@ def test_tools_inherit_nothing(controller, images, own_tool, start_agent, broker
     mark = controller.reports.mark()
     controller.send(upgrade(1032, images))
     poll(lambda: images.requests, 5, "request")  # so a download's descriptors are open, too
-    controller.send(flash(), valid=None)
+    controller.send(flash())
     wait_statuses(controller, mark, [201, 2])
     # 3 is the folder that ls itself reads.
     none = "0" * 16
@@ -245,7 +250,7 @@ def test_flashing_outlives_signals_to_the_agent(
         agent = start_agent()
         broker.wait_subscribed(number)
         mark = controller.reports.mark()
-        controller.send(flash() if command == 1033 else upgrade(command, images), valid=None)
+        controller.send(flash() if command == 1033 else upgrade(command, images))
         poll(progress.exists, 5, "flashing tool")
         for signal_number in (signal.SIGINT, signal.SIGTERM):  # Ctrl-C goes to the whole group
             os.killpg(agent.process.pid, signal_number)

@@ -19,7 +19,7 @@ def test_statuses_of_slow_commands(broker, controller, wifi_manager, images, age
     mark = controller.reports.mark()
     controller.send(upgrade(1032, images, image_name=STALLED))
     poll(lambda: images.requests, 5, "request")
-    controller.send(flash(save_config=1), valid=None)
+    controller.send(flash(save_config=1))
     poll(tools_called, 5, "flashing tool")
     # The network thread is blocked now. The broker gives the session up after 1.5 times the
     # keep-alive; what it has sent before is not lost.
