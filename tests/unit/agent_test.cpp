@@ -38,13 +38,14 @@ TEST_F(QueueTest, HandsOverInOrderAndPrintsTheCounts) {
 TEST_F(QueueTest, ManyProducersLoseNothing) {
     constexpr int EACH = 500;
     log = log_of([&] {
-        std::vector<std::thread> producers;
-        for (int producer = 0; producer < 4; ++producer) {
-            producers.emplace_back([&, producer] {
+        std::thread producers[4];
+        for (int first = 0; std::thread & producer : producers) {
+            producer = std::thread([this, first] {
                 for (int i = 0; i < EACH; ++i) {
-                    msg_queue_push(context.queue, message(context, producer * EACH + i));
+                    msg_queue_push(context.queue, message(context, first + i));
                 }
             });
+            first += EACH;
         }
         int last[4] = {-1, -1, -1, -1};
         for (int i = 0; i < 4 * EACH; ++i) {
