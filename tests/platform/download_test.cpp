@@ -15,7 +15,6 @@
 #include <iterator>
 #include <netinet/in.h>
 #include <string>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <thread>
@@ -160,26 +159,6 @@ TEST_F(Download, RefusedArgumentsLeaveNoStaleImage) {
         EXPECT_NE(file_request(row.server, row.port, row.name), 0) << row.server << row.port;
         EXPECT_FALSE(std::filesystem::exists(image));
     }
-}
-
-TEST_F(Download, LargeImagesPassThroughLittleMemory) {
-    constexpr int mebibytes = 64;
-    const std::string block(1024UL * 1024UL, 'x');
-    serve("HTTP/1.1 200 OK\r\nContent-Length: 1\r\n\r\nx");
-    ASSERT_EQ(request("warm"), 0); // what the libraries keep is not the transfer's
-    serve("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(mebibytes * block.size()) +
-              "\r\n\r\n",
-          block, mebibytes);
-    rusage before{};
-    rusage after{};
-    getrusage(RUSAGE_SELF, &before);
-    ASSERT_EQ(request("big"), 0);
-    getrusage(RUSAGE_SELF, &after);
-    EXPECT_EQ(std::filesystem::file_size(image), mebibytes * block.size());
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-    // Two copies of the block are the server's own.
-    EXPECT_LE(after.ru_maxrss - before.ru_maxrss, 3 * 1024) << "KiB";
-#endif
 }
 
 TEST_F(Download, AFullDiskIsAFailure) {

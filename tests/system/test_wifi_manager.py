@@ -29,7 +29,6 @@ def system_stats(controller, agent, timeout, sound=True):
     [
         ("absent", "", 2),
         ("silent", "", LIBRARY_TIMEOUT + 2),
-        ("wrong-id", "", 2),
         ("short", "KX7310", 2),
         ("close", "", 2),
     ],

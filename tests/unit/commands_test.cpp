@@ -10,6 +10,34 @@ namespace {
 const std::string RADIO_ERROR = "QV_ERR: failed to fetch radio stats..\n";
 const std::string SYSTEM_ERROR = "QV_ERR: failed to fetch system stats..\n";
 
+/// Texts that give no member to a record; KEY is what the command looks for in "data", MEMBERS are
+/// some that it would take there.
+constexpr const char* WITHOUT_OBJECT[] = {
+    "not json",
+    "",
+    "7",
+    "{}",
+    R"({"data":null})",
+    R"({"data":"KEY"})",
+    R"({"data":[{"KEY":{MEMBERS}}]})",
+    R"({"KEY":{MEMBERS}})",
+    R"({"data":{"KEY":{MEMBERS}})", // cut
+    R"({"data":{"KEY":null}})",
+    R"({"data":{"KEY":["ssid"]}})",
+    R"({"data":{"KEY":"ssid"}})",
+    R"({"data":{"KEY":{"SSID":"x","Mtu":1,"":1,"wds":"1","freqlist":[1],"wifi2Flag":1}}})",
+    R"({"data":{"KEY":{"ssid":null,"mode":null,"server":null,"maclist_size":null}}})",
+    R"({"data":{"KEY":{"vap_list":{"ssid":"x"},"server":{"0":"x"},"radio_list":{}}}})",
+    R"({"data":{"KEY":{"vap_list":["ssid",{"ssid":"second"}],"server":"x"}}})",
+};
+constexpr const char* MEMBERS =
+    R"("ssid":"x","mtu":"1","hostname":"x","channel":1,"maclist_size":1,"radio_list":[{}])";
+
+std::string replaced(std::string text, const std::string& old, const std::string& by) {
+    const size_t place = text.find(old);
+    return place == text.npos ? text : text.replace(place, old.size(), by);
+}
+
 } // namespace
 
 TEST_F(CommandsTest, AnswerWithTheirReport) {
@@ -66,29 +94,10 @@ TEST_F(CommandsTest, WithoutTheirObjectSendZeros) {
         {1012, 3, 17, 248, "uci_network_wan"}, {1013, 3, 19, 240, "uci_network_wan6"},
         {1019, 1, 25, 12, "general_data"},
     };
-    const std::string object =
-        R"({"ssid":"x","mtu":"1","hostname":"x","channel":1,"maclist_size":1,"radio_list":[{}]})";
     for (const auto& row : rows) {
-        const std::string member = "{\"" + row.key + "\":";
-        const std::string data = "{\"data\":" + member;
-        for (const std::string& payload : {
-                 std::string("not json"),
-                 std::string(),
-                 std::string("7"),
-                 std::string("{}"),
-                 std::string(R"({"data":null})"),
-                 "{\"data\":\"" + row.key + "\"}",
-                 "{\"data\":[" + member + object + "}]}",
-                 member + object + "}",
-                 data + object, // cut
-                 data + "null}}",
-                 data + "[\"ssid\"]}}",
-                 data + "\"ssid\"}}",
-                 data + R"({"SSID":"x","Mtu":1,"":1,"wds":"1","freqlist":[1],"wifi2Flag":1}}})",
-                 data + R"({"ssid":null,"mode":null,"server":null,"maclist_size":null}}})",
-                 data + R"({"vap_list":{"ssid":"x"},"server":{"0":"x"},"radio_list":{}}}})",
-                 data + R"({"vap_list":["ssid",{"ssid":"second"}],"server":"x"}}})",
-             }) {
+        for (const char* const text : WITHOUT_OBJECT) {
+            const std::string payload =
+                replaced(replaced(text, "KEY", row.key), "MEMBERS", MEMBERS);
             SCOPED_TRACE(std::to_string(row.command) + " " + payload);
             fake().requests.clear();
             run_command(row.command, payload);

@@ -217,7 +217,7 @@ TEST_F(MaintenanceTest, OneJobAtATimeAndNoneAtTheEnd) {
 
 TEST_F(MaintenanceTest, UpgradeLog) {
     set_board(CP01);
-    const std::string payload = upgrade_command(1002, params(SUM, "1", "1")) + "\t";
+    const std::string payload = upgrade_command(1002, params(SUM, "1", "1")) + "~\t";
     run_command(1002, payload);
     EXPECT_EQ(with_short_path(without_reports(log)),
               "plyload: " + payload + "\n-------------------------------\n" +
