@@ -5,21 +5,22 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <string_view>
 #include <unistd.h>
 
 namespace qvctl {
 
 namespace {
 
-bool is_set(const char* variable) {
+/// Empty when it is not set, too.
+std::string_view environment(const char* variable) {
     const char* const value = getenv(variable);
-    return value != nullptr && *value != '\0';
+    return value == nullptr ? "" : value;
 }
 
 bool locale_is_utf8() {
     for (const char* const variable : {"LC_ALL", "LC_CTYPE", "LANG"}) {
-        if (is_set(variable)) {
-            const std::string value = getenv(variable);
+        if (const std::string_view value = environment(variable); !value.empty()) {
             return value.find("UTF-8") != value.npos || value.find("utf8") != value.npos;
         }
     }
@@ -49,10 +50,8 @@ bool is_number(const std::string& text) {
 } // namespace
 
 Style Style::of_output(const Options& options) {
-    const char* const terminal = getenv("TERM");
-    const bool is_dumb = terminal != nullptr && std::string_view(terminal) == "dumb";
-    return {.color =
-                isatty(STDOUT_FILENO) != 0 && !options.no_color && !is_set("NO_COLOR") && !is_dumb,
+    return {.color = isatty(STDOUT_FILENO) != 0 && !options.no_color &&
+                     environment("NO_COLOR").empty() && environment("TERM") != "dumb",
             .utf8 = locale_is_utf8()};
 }
 

@@ -4,6 +4,7 @@
 #include "report_view.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace qvctl {
 
@@ -23,7 +24,7 @@ double share(int64_t part, int64_t whole) {
 }
 
 std::string percent(double value) {
-    return std::to_string(static_cast<int>(value * 100 + 0.5)) + "%";
+    return std::to_string(std::lround(value * 100)) + "%";
 }
 
 void note_system(TopDevice& device, json_object* body) {

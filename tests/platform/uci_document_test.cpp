@@ -44,7 +44,6 @@ TEST(UciDocument, ReadsValuesByEveryAddress) {
     } table[] = {
         {"radio0", "channel", "3\"6"},
         {"@wifi-device[0]", "hwmode", "11a"},
-        {"@wifi-device[1]", "hwmode", nullptr},
         {"@wifi-iface[0]", "ssid", "a b'cd\\e f"},
         {"@wifi-iface[-3]", "note", "two\nlines # no comment; no end"},
         {"@wifi-iface[0]", "maclist", nullptr},
@@ -55,10 +54,8 @@ TEST(UciDocument, ReadsValuesByEveryAddress) {
         {"@wifi-iface[-4]", "ssid", nullptr},
         {"@wifi-iface[3]", "ssid", nullptr},
         {"@wifi-iface[]", "ssid", nullptr},
-        {"@wifi-iface[0x]", "ssid", nullptr},
         {"@wifi-iface[99999999999]", "ssid", nullptr},
         {"@[", "ssid", nullptr},
-        {"]", "ssid", nullptr},
         {"", "ssid", nullptr},
         {"wifi-iface", "ssid", nullptr},
     };
@@ -79,47 +76,39 @@ TEST(UciDocument, BlocksOfOneNameAreOneSectionAndTheLastOptionCounts) {
 }
 
 TEST(UciDocument, EditsTouchOnlyTheirStatement) {
-    using Edit = bool (*)(UciDocument&);
-    const struct {
+    struct {
         const char* before;
-        Edit edit;
+        const char* option; ///< of section a; none: the section conf 'broker' is added
+        const char* value;  ///< none: the option is removed
         const char* after;
-    } table[] = {
+    } const table[] = {
         // replaced in place, comment kept
-        {"config t a # c\n  option  x  \"1\"  # d\n\toption y 2\n",
-         [](UciDocument& d) { return d.set("a", "x", "it's"); },
+        {"config t a # c\n  option  x  \"1\"  # d\n\toption y 2\n", "x", "it's",
          "config t a # c\n  option x 'it'\\''s'  # d\n\toption y 2\n"},
         // new option behind the section's last statement, not behind the next heading
-        {"config t a\n\toption x 1 # c\n\n# next\nconfig t b\n",
-         [](UciDocument& d) { return d.set("@t[0]", "z", ""); },
+        {"config t a\n\toption x 1 # c\n\n# next\nconfig t b\n", "z", "",
          "config t a\n\toption x 1 # c\n\toption z ''\n\n# next\nconfig t b\n"},
-        {"config t a", [](UciDocument& d) { return d.set("a", "x", "1"); },
-         "config t a\n\toption x '1'\n"},
-        {"config t a; config t b\n", [](UciDocument& d) { return d.set("a", "x", "1"); },
-         "config t a;\n\toption x '1'\n config t b\n"},
+        {"config t a", "x", "1", "config t a\n\toption x '1'\n"},
+        {"config t a; config t b\n", "x", "1", "config t a;\n\toption x '1'\n config t b\n"},
         // a list gives way to an option, and so do repeated options
-        {"config t a\n\tlist x 1\n\toption y 1\n\tlist x 2\n",
-         [](UciDocument& d) { return d.set("a", "x", "2"); },
+        {"config t a\n\tlist x 1\n\toption y 1\n\tlist x 2\n", "x", "2",
          "config t a\n\toption y 1\n\toption x '2'\n"},
-        {"config t a\n\tlist x '1\n2' # c\n\toption y 1\n\tlist x 3",
-         [](UciDocument& d) { return d.remove("a", "x"); }, "config t a\n\toption y 1\n"},
-        {"config t a; option x 1; option y 2 # c\n",
-         [](UciDocument& d) { return d.remove("a", "x"); }, "config t a; option y 2 # c\n"},
-        {"config t a; option y 2 # c\nconfig t b\n",
-         [](UciDocument& d) { return d.remove("a", "y"); }, "config t a;\nconfig t b\n"},
-        {"", [](UciDocument& d) { return d.add_section("conf", "broker"); },
-         "config conf 'broker'\n"},
-        {"config t # c", [](UciDocument& d) { return d.add_section("conf", "broker"); },
-         "config t # c\n\nconfig conf 'broker'\n"},
+        {"config t a\n\tlist x '1\n2' # c\n\toption y 1\n\tlist x 3", "x", nullptr,
+         "config t a\n\toption y 1\n"},
+        {"config t a; option x 1; option y 2 # c\n", "x", nullptr, "config t a; option y 2 # c\n"},
+        {"config t a; option y 2 # c\nconfig t b\n", "y", nullptr, "config t a;\nconfig t b\n"},
+        {"", nullptr, nullptr, "config conf 'broker'\n"},
+        {"config t # c", nullptr, nullptr, "config t # c\n\nconfig conf 'broker'\n"},
         // nothing to do
-        {"config t a\noption x \"1\" # c\n", [](UciDocument& d) { return d.set("a", "x", "1"); },
-         "config t a\noption x \"1\" # c\n"},
-        {"config conf broker", [](UciDocument& d) { return d.add_section("conf", "broker"); },
-         "config conf broker"},
+        {"config t a\noption x \"1\" # c\n", "x", "1", "config t a\noption x \"1\" # c\n"},
+        {"config conf broker", nullptr, nullptr, "config conf broker"},
     };
     for (const auto& row : table) {
         UciDocument document = parsed(row.before);
-        EXPECT_TRUE(row.edit(document)) << row.before;
+        const bool done = row.option == nullptr  ? document.add_section("conf", "broker")
+                          : row.value == nullptr ? document.remove("a", row.option)
+                                                 : document.set("a", row.option, row.value);
+        EXPECT_TRUE(done) << row.before;
         EXPECT_EQ(document.text(), row.after);
     }
 }
@@ -128,7 +117,6 @@ TEST(UciDocument, RefusedEditsChangeNothing) {
     UciDocument document = parsed(sample);
     EXPECT_FALSE(document.set("nobody", "x", "1"));
     EXPECT_FALSE(document.set("radio0", "x y", "1"));
-    EXPECT_FALSE(document.set("radio0", "x\n", "1"));
     EXPECT_FALSE(document.set("radio0", "", "1"));
     EXPECT_FALSE(document.set("radio0", "x", std::string(uci_max_size, 'x')));
     EXPECT_FALSE(document.remove("radio0", "absent"));
@@ -162,15 +150,11 @@ TEST(UciDocument, SaysWhereATextIsMalformed) {
         uint32_t line;
     } table[] = {
         {"config t a\noption x 'open\n\n", 2},
-        {"config t a\n\noption x \"open\\\"\n", 3},
         {"config t a\noption x 1\\", 2},
         {"\noption x 1\n", 2},
-        {"package p\nlist x 1\n", 2},
         {"config t a\noption x 1 2\n", 2},
-        {"config t a\noption\n", 2},
         {"config\n", 1},
         {"config t a b\n", 1},
-        {"package\n", 1},
         {"config t 'a\nb'\n", 1},
         {"config t ../a\n", 1},
         {"config 't t'\n", 1},

@@ -19,7 +19,7 @@ constexpr int closing = -2;
 class WifiChannel : public ScratchRoot {
 protected:
     ~WifiChannel() override {
-        finish();
+        join();
     }
     void listen_at_socket() {
         sockaddr_un address{};
@@ -51,7 +51,7 @@ protected:
             recv(connection.get(), request, sizeof request, 0); // until the caller has closed
         });
     }
-    void finish() {
+    void join() {
         if (peer_.joinable()) {
             peer_.join();
         }
@@ -60,7 +60,7 @@ protected:
     int32_t exchange(uint32_t capacity) {
         reply_.assign(capacity + 4, '.');
         const int32_t result = qv_ctrl_send_wifi_mgr_msg("\1\4\0\0", 4, reply_.data(), capacity);
-        finish();
+        join();
         return result;
     }
 

@@ -2,29 +2,25 @@
 
 scripts/protocol-examples runs this with QV_WRITE_PAGE set, and the page is written.
 """
-import functools
 import hashlib
-import http.server
+import json
 import os
-import pathlib
-import threading
 
 import contract
+import firmware
 import harness
 import protocol_page
-import pytest
 
 PAGE = contract.FOLDER / "README.md"
 TIME = 1700000000000
-BOARD = pathlib.Path("/tmp/sysinfo/board_name")
 IMAGE = b"a firmware image"
-PORT = 8080
+PORT = '"8080"'  # in the examples; the test's server takes any
 
 UPGRADE = {
     "image_name": "firmware.img",
     "md5sum": hashlib.md5(IMAGE).hexdigest(),
     "server_ip": "127.0.0.1",
-    "server_port": str(PORT),
+    "server_port": json.loads(PORT),
     "save_config": "1",
     "reboot": "0",
 }
@@ -80,21 +76,6 @@ LAST_DATA = {
 LAST_STATUS = {1002: 203, 1032: 203, 1033: 2}
 
 
-@pytest.fixture
-def image(tmp_path):
-    """A download server with an image, and a board that says how its flashing went."""
-    (tmp_path / UPGRADE["image_name"]).write_bytes(IMAGE)
-    handler = functools.partial(http.server.SimpleHTTPRequestHandler, directory=tmp_path)
-    server = http.server.ThreadingHTTPServer(("127.0.0.1", PORT), handler)
-    threading.Thread(target=server.serve_forever, daemon=True).start()
-    board = BOARD.read_text()
-    BOARD.write_text("qcom,ipq6018-ap-cp01-c4\n")
-    yield
-    BOARD.write_text(board)
-    server.shutdown()
-    server.server_close()
-
-
 def answer_type(number):
     operation = contract.load("asyncapi.json")["operations"][f"command{number}"]
     reply = operation.get("reply")
@@ -127,7 +108,9 @@ def send_until_heard(controller, number, command):
     return send(controller, number, command)
 
 
-def test_page_is_current(controller, wifi_manager, agent, image):
+def test_page_is_current(controller, wifi_manager, agent, images):
+    images.image = IMAGE
+    firmware.BOARD.write_text(firmware.ROOTFS_BOARDS[0] + "\n")
     wifi_manager.restart("--still", "--stations", "2", "--vaps", "1", "--freqs", "2")
     _, discovery = controller.wait_report(harness.DISCOVERY, 8)
     commands, answers = {}, {}
@@ -137,7 +120,8 @@ def test_page_is_current(controller, wifi_manager, agent, image):
         if data is not None:
             commands[number]["data"] = data
         speak = send_until_heard if number in LAST_DATA else send
-        report, statuses = speak(controller, number, commands[number])
+        sent = json.dumps(commands[number]).replace(PORT, f'"{images.port}"')
+        report, statuses = speak(controller, number, json.loads(sent))
         if report is not None:
             reports[report["type"]] = report | {"timestamp": TIME}
         if statuses:

@@ -15,7 +15,7 @@ const std::string SUM = "0123456789abcdef0123456789abcdef";
 
 /// The one request that the wifi manager gets after an upgrade.
 std::vector<Bytes> notice(uint8_t value) {
-    return std::vector<Bytes>(1, request_image(1, 8, {value, 0, 0, 0}));
+    return {request_image(1, 8, {value, 0, 0, 0})};
 }
 
 class MaintenanceTest : public AgentTest {
@@ -40,8 +40,23 @@ protected:
         std::ifstream file(folder + "/" + name, std::ios::binary);
         return {std::istreambuf_iterator<char>(file), {}};
     }
+    /// None: there is no file that names the board.
+    void set_board(const char* content) const {
+        std::filesystem::remove(folder + "/board_name");
+        if (content != nullptr) {
+            write("board_name", content);
+        }
+    }
 
-    /// Status reports and commands of a log in their order; IMAGE stands for the image's path.
+    /// IMAGE stands for the image's path.
+    std::string with_short_path(std::string text) const {
+        for (size_t at = 0; (at = text.find(image)) != text.npos;) {
+            text.replace(at, image.size(), "IMAGE");
+        }
+        return text;
+    }
+
+    /// Status reports and commands of a log in their order.
     std::string steps() const {
         std::string result;
         for (size_t start = 0, end = 0; start < log.size(); start = end + 1) {
@@ -54,10 +69,7 @@ protected:
                 result += std::to_string(atoi(line.c_str() + status + 16)) + "|";
             }
         }
-        for (size_t at = 0; (at = result.find(image)) != result.npos;) {
-            result.replace(at, image.size(), "IMAGE");
-        }
-        return result;
+        return with_short_path(result);
     }
 
     /// As the network thread gets a message; waits for the worker that it may start.
@@ -72,128 +84,149 @@ protected:
     std::string image;
 };
 
-std::string upgrade_command(int type, const std::string& sum, const std::string& save_config,
-                            const std::string& reboot) {
-    return R"({"type":)" + std::to_string(type) +
-           R"(,"timestamp":1,"data":{"fw_params":{"image_name":"a b.img","md5sum":")" + sum +
+std::string upgrade_command(int32_t type, const std::string& fw_params) {
+    return R"({"type":)" + std::to_string(type) + R"(,"timestamp":1,"data":{"fw_params":{)" +
+           fw_params + "}}}";
+}
+std::string params(const std::string& sum, const std::string& save_config,
+                   const std::string& reboot) {
+    return R"("image_name":"a b.img","md5sum":")" + sum +
            R"(","server_ip":"198.51.100.1","server_port":8080,"save_config":")" + save_config +
-           R"(","reboot":")" + reboot + R"("}}})";
+           R"(","reboot":")" + reboot + "\"";
 }
 
-TEST_F(MaintenanceTest, Upgrade) {
-    const char* const DK07 = "ap-dk07.1-c1\n";
-    const char* const CP01 = "qcom,ipq6018-ap-cp01-c4\n";
-    const char* const MP03 = "qcom,ipq5018-ap-mp03.5-c2";
-    struct {
-        const char* board; ///< content of the board file; none: no file
-        const char* save_config;
-        const char* reboot;
-        int32_t tool_status;
-        const char* steps; ///< after md5sum
-        int32_t result;
-        const char* standard_error;
-    } const rows[] = {
-        {DK07, "1", "1", 0, "203|sysupgrade IMAGE|", 0, ""},
-        {DK07, "true", "0", 256, "203|sysupgrade -n IMAGE|", 0, ""},
-        {DK07, "", "0", -1, "203|sysupgrade -n IMAGE|", 0, ""},
-        {CP01, "1", "1", 0, "202|updata_rootfs.sh IMAGE|203|reboot|", 203, ""},
-        {CP01, "0", "0", 0, "202|updata_rootfs.sh -n IMAGE|203|", 203, ""},
-        {MP03, " 1", "1 ", 0, "202|updata_rootfs.sh -n IMAGE|203|", 203, ""},
-        {MP03, "1", "1", 256, "202|updata_rootfs.sh IMAGE|-3|", 3,
+constexpr const char* DK07 = "ap-dk07.1-c1\n";
+constexpr const char* CP01 = "qcom,ipq6018-ap-cp01-c4\n";
+constexpr const char* MP03 = "qcom,ipq5018-ap-mp03.5-c2";
+
+/// One upgrade, as the command 1002 and as the job of the command 1032.
+struct Upgrade {
+    std::string fw_params;
+    std::string steps;
+    int32_t result;           ///< of 1002
+    const char* board = MP03; ///< content of the board file
+    int32_t tool_status = 0;
+    const char* standard_error = "";
+    const char* request = "8080 a b.img"; ///< to the download server; none: refused before
+    int32_t download = 0;
+    std::string md5_output = SUM + "  image\n";
+    size_t size = 0; ///< the command is filled up with blanks
+};
+
+std::vector<Upgrade> upgrades() {
+    const std::string keep = params(SUM, "1", "1");
+    const std::string forget = params(SUM, "0", "0");
+    const std::string md5 = "md5sum IMAGE|";
+    const std::string wrong_sum = md5 + "-2|";
+    const std::string no_sum = R"("image_name":"i","server_port":"80")";
+    return {
+        // The boards and their tools.
+        {keep, md5 + "203|sysupgrade IMAGE|", 0, DK07},
+        {params(SUM, "true", "0"), md5 + "203|sysupgrade -n IMAGE|", 0, DK07, 256},
+        {keep, md5 + "202|updata_rootfs.sh IMAGE|203|reboot|", 203, CP01},
+        {forget, md5 + "202|updata_rootfs.sh -n IMAGE|203|", 203, CP01},
+        {params(SUM, " 1", "1 "), md5 + "202|updata_rootfs.sh -n IMAGE|203|", 203, MP03},
+        {keep, md5 + "202|updata_rootfs.sh IMAGE|-3|", 3, MP03, 256,
          "Command 'updata_rootfs.sh IMAGE' failed with status 256\n"},
-        {CP01, "0", "1", -1, "202|updata_rootfs.sh -n IMAGE|-3|", 3,
-         "Command 'updata_rootfs.sh -n IMAGE' failed with status -1\n"},
-        {"qcom,ipq6018-ap-cp01-c4 \n", "1", "1", 0, "-3|", 3,
+        {keep, md5 + "-3|", 3, "qcom,ipq6018-ap-cp01-c4 \n", 0,
          "Unsupported board: qcom,ipq6018-ap-cp01-c4 \n"},
-        {"\nap-dk07.1-c1\n", "1", "1", 0, "-3|", 3, "Unsupported board: \n"},
-        {"", "1", "1", 0, "-4|", 4, "Failed to get board name\n"},
-        {nullptr, "1", "1", 0, "-4|", 4,
+        {keep, md5 + "-3|", 3, "\nap-dk07.1-c1\n", 0, "Unsupported board: \n"},
+        {keep, md5 + "-4|", 4, "", 0, "Failed to get board name\n"},
+        {keep, md5 + "-4|", 4, nullptr, 0,
          "Failed to open /tmp/sysinfo/board_name: No such file or directory\n"
          "Failed to get board name\n"},
+        // No image, or not the right one.
+        {.fw_params = keep, .steps = "-1|", .result = 1, .download = -7, .size = 300},
+        {.fw_params = keep, .steps = "-1|", .result = 1, .request = nullptr, .size = 301},
+        {.fw_params = params(SUM, "1", "12345678"),
+         .steps = "-1|",
+         .result = 1,
+         .request = nullptr},
+        {.fw_params = params(SUM, "7654321", "7654321"),
+         .steps = "-1|",
+         .result = 1,
+         .download = 1},
+        {.fw_params = R"("image_name":")" + std::string(128, 'i') + '"',
+         .steps = "-1|",
+         .result = 1,
+         .request = nullptr},
+        {.fw_params = keep, .steps = wrong_sum, .result = 2, .md5_output = SUM.substr(1)},
+        {.fw_params = params("ABCDEF", "1", "1"),
+         .steps = wrong_sum,
+         .result = 2,
+         .md5_output = "abcdef  image\n"},
+        {.fw_params = no_sum, .steps = wrong_sum, .result = 2, .request = "0 i", .md5_output = ""},
+        {.fw_params = "", .steps = "-1|", .result = 1, .request = "0 ", .download = 1},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(std::string(row.steps) + " " + (row.board != nullptr ? row.board : "-"));
-        std::filesystem::remove(folder + "/board_name");
-        if (row.board != nullptr) {
-            write("board_name", row.board);
+}
+
+TEST_F(MaintenanceTest, Upgrades) {
+    for (const Upgrade& row : upgrades()) {
+        for (const int32_t type : {1002, 1032}) {
+            std::string payload = upgrade_command(type, row.fw_params);
+            payload.resize(std::max(payload.size(), row.size), ' ');
+            SCOPED_TRACE(payload + row.steps);
+            const bool in_background = type == 1032;
+            set_board(row.board);
+            fake() = {};
+            fake().file_request_result = row.download;
+            fake_shell().output = row.md5_output;
+            fake_shell().status = {{"sysupgrade", row.tool_status},
+                                   {"updata_rootfs.sh", row.tool_status}};
+            context.state = AGENT_STATE_RUN;
+            context.busy = in_background ? 0 : 1; // a job's that waits for its turn
+            testing::internal::CaptureStderr();
+            if (in_background) {
+                receive(payload);
+                EXPECT_LT(log.find("201"), log.find("\nQV_INFO: flashing rootfs:" + payload +
+                                                    "\nplyload: " + payload));
+                EXPECT_EQ(context.state, AGENT_STATE_BUSY);
+                EXPECT_EQ(context.queue.count, 0);
+            } else {
+                EXPECT_EQ(run_command(type, payload), row.result);
+            }
+            EXPECT_EQ(with_short_path(testing::internal::GetCapturedStderr()), row.standard_error);
+            EXPECT_EQ(steps(), (in_background ? "201|" : "") + row.steps);
+            std::vector<std::string> calls;
+            if (row.request != nullptr) {
+                calls = {std::string("file_request 192.0.2.7 ") + row.request};
+            }
+            EXPECT_EQ(fake().calls, calls);
+            EXPECT_EQ(log.find("QV_ERR: firmware upgrade refused: ") == log.npos, !calls.empty());
+            const bool noticed = !in_background && row.result <= 1;
+            EXPECT_EQ(fake().requests,
+                      noticed ? notice(static_cast<uint8_t>(row.result)) : std::vector<Bytes>{});
+            // After sysupgrade the device restarts any moment.
+            EXPECT_EQ(context.busy, in_background && row.result != 0 ? 0 : 1);
         }
-        fake() = {};
-        fake_shell().status = {{"sysupgrade", row.tool_status},
-                               {"updata_rootfs.sh", row.tool_status}};
-        context.busy = 1;
-        testing::internal::CaptureStderr();
-        EXPECT_EQ(run_command(1002, upgrade_command(1002, SUM, row.save_config, row.reboot)),
-                  row.result);
-        std::string errors = testing::internal::GetCapturedStderr();
-        if (const size_t at = errors.find(image); at != errors.npos) {
-            errors.replace(at, image.size(), "IMAGE");
-        }
-        EXPECT_EQ(errors, row.standard_error);
-        EXPECT_EQ(steps(), std::string("md5sum IMAGE|") + row.steps);
-        EXPECT_EQ(fake().calls, std::vector<std::string>{"file_request 192.0.2.7 8080 a b.img"});
-        EXPECT_EQ(fake().requests, row.result == 0 ? notice(0) : std::vector<Bytes>{});
-        EXPECT_EQ(context.busy, 1); // a background job's that waits for its turn
     }
 }
 
-TEST_F(MaintenanceTest, UpgradeWithoutVerifiedImage) {
-    const std::string padding(300 - upgrade_command(1002, SUM, "1", "1").size(), ' ');
-    const std::string no_sum =
-        R"({"data":{"fw_params":{"image_name":"i","server_ip":"","server_port":"80"}}})";
-    struct {
-        std::string payload;
-        int32_t download;
-        std::string md5_output;
-        const char* steps;
-        const char* request; ///< to the download server; none: refused before
-    } const rows[] = {
-        {upgrade_command(1002, SUM, "1", "1") + padding, -7, "", "-1|", "8080 a b.img"},
-        {upgrade_command(1002, SUM, "1", "1") + padding + " ", 0, "", "-1|", nullptr},
-        {upgrade_command(1002, SUM, "1", "12345678"), 0, "", "-1|", nullptr},
-        {upgrade_command(1002, SUM, "1234567", "1234567"), -1, "", "-1|", "8080 a b.img"},
-        {R"({"data":{"fw_params":{"image_name":")" + std::string(128, 'i') + R"("}}})", 0, "",
-         "-1|", nullptr},
-        {upgrade_command(1002, SUM, "1", "1"), 0, SUM.substr(1), "md5sum IMAGE|-2|",
-         "8080 a b.img"},
-        {upgrade_command(1002, "ABCDEF", "1", "1"), 0, "abcdef  image\n", "md5sum IMAGE|-2|",
-         "8080 a b.img"},
-        {no_sum, 0, "", "md5sum IMAGE|-2|", "0 i"},
-        {no_sum, 0, SUM + "  image\n", "md5sum IMAGE|-2|", "0 i"},
-        {"{", 1, "", "-1|", "0 "},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.payload);
-        fake() = {};
-        fake().file_request_result = row.download;
-        fake_shell().output = row.md5_output;
-        context.busy = 1;
-        const bool failed_before_image = std::string_view(row.steps) == "-1|";
-        EXPECT_EQ(run_command(1002, row.payload), failed_before_image ? 1 : 2);
-        EXPECT_EQ(steps(), row.steps);
-        EXPECT_EQ(fake().requests, failed_before_image ? notice(1) : std::vector<Bytes>{});
-        EXPECT_EQ(fake().calls,
-                  row.request == nullptr
-                      ? std::vector<std::string>{}
-                      : std::vector{std::string("file_request 192.0.2.7 ") + row.request});
-        const size_t error_line = log.find("QV_ERR: firmware upgrade refused: ");
-        EXPECT_EQ(error_line == log.npos, row.request != nullptr);
-        EXPECT_EQ(context.busy, 1);
+TEST_F(MaintenanceTest, OneJobAtATimeAndNoneAtTheEnd) {
+    for (const int32_t busy : {1, 0}) {
+        context.state = AGENT_STATE_RUN;
+        context.busy = busy;
+        context.stop = busy == 0;
+        receive(upgrade_command(1032, params(SUM, "1", "1")));
+        EXPECT_EQ(steps(), "");
+        EXPECT_NE(log.find("\nQV_ERR: firmware upgrade refused: another one runs"), log.npos);
+        EXPECT_EQ(context.state, AGENT_STATE_RUN);
+        EXPECT_EQ(context.busy, busy);
     }
 }
 
 TEST_F(MaintenanceTest, UpgradeLog) {
-    write("board_name", "qcom,ipq6018-ap-cp01-c4\n");
-    const std::string payload = upgrade_command(1002, SUM, "1", "1") + "\t";
+    set_board(CP01);
+    const std::string payload = upgrade_command(1002, params(SUM, "1", "1")) + "~\t";
     run_command(1002, payload);
-    EXPECT_EQ(without_reports(log),
+    EXPECT_EQ(with_short_path(without_reports(log)),
               "plyload: " + payload + "\n-------------------------------\n" +
                   "Non-printable character detected at index " +
                   std::to_string(payload.size() - 1) + ": 0x9\npayload:" + payload +
                   "\nimage_name: a b.img\nserver_ip: 192.0.2.7\nserver_port: 8080\nmd5sum: " + SUM +
-                  "\nsave_config: 1\nreboot: 1\nmd5 cmd = md5sum " + image + "\nshell: md5sum " +
-                  image + "\nQV: flashing command: updata_rootfs.sh " + image +
-                  "\nshell: updata_rootfs.sh " + image +
-                  "\nQV: reboot now:-203,1\nshell: reboot\n");
+                  "\nsave_config: 1\nreboot: 1\nmd5 cmd = md5sum IMAGE\nshell: md5sum IMAGE\n"
+                  "QV: flashing command: updata_rootfs.sh IMAGE\nshell: updata_rootfs.sh IMAGE\n"
+                  "QV: reboot now:-203,1\nshell: reboot\n");
 
     // A queued text ends at its first NUL, while its length is the received one.
     const ControllerMsgPtr cut = qv_new_controller_msg(context, 1002, "{}", 250);
@@ -202,89 +235,30 @@ TEST_F(MaintenanceTest, UpgradeLog) {
     EXPECT_EQ(log.find("Non-printable"), log.npos);
 }
 
-TEST_F(MaintenanceTest, UpgradeInTheBackground) {
-    write("board_name", "qcom,ipq5018-ap-mp03.5-c2\n");
-    const std::string command = upgrade_command(1032, SUM, "0", "1");
-    receive(command);
-    EXPECT_EQ(steps(), "201|md5sum IMAGE|202|updata_rootfs.sh -n IMAGE|203|reboot|");
-    EXPECT_LT(log.find("201"), log.find("\nQV_INFO: flashing rootfs:" + command + "\nplyload: "));
-    EXPECT_TRUE(fake().requests.empty()); // no notice
-    EXPECT_EQ(context.busy, 0);
-    EXPECT_EQ(context.state, AGENT_STATE_BUSY);
-    EXPECT_EQ(context.queue.count, 0);
-
-    receive(R"({"type":1032,"timestamp":1,"data":)" + std::string(300, ' ') + "1}");
-    EXPECT_EQ(steps(), "201|-1|");
-    EXPECT_EQ(context.busy, 0);
-
-    // Every failure clears it.
-    fake_shell().status["updata_rootfs.sh"] = 256;
-    receive(command);
-    EXPECT_EQ(steps(), "201|md5sum IMAGE|202|updata_rootfs.sh -n IMAGE|-3|");
-    EXPECT_EQ(context.busy, 0);
-    std::filesystem::remove(folder + "/board_name");
-    receive(command);
-    EXPECT_EQ(steps(), "201|md5sum IMAGE|-4|");
-    EXPECT_EQ(context.busy, 0);
-    receive(upgrade_command(1032, "ABC", "0", "1"));
-    EXPECT_EQ(steps(), "201|md5sum IMAGE|-2|");
-    EXPECT_EQ(context.busy, 0);
-    fake().file_request_result = 1;
-    receive(command);
-    EXPECT_EQ(steps(), "201|-1|");
-    EXPECT_EQ(context.busy, 0);
-    fake().file_request_result = 0;
-
-    write("board_name", "ap-dk07.1-c1");
-    context.state = AGENT_STATE_RUN;
-    receive(upgrade_command(1032, SUM, "1", "0"));
-    EXPECT_EQ(steps(), "201|md5sum IMAGE|203|sysupgrade IMAGE|");
-    EXPECT_EQ(context.busy, 1);
-
-    // The device restarts any moment now.
-    context.state = AGENT_STATE_RUN;
-    receive(command);
-    EXPECT_EQ(steps(), "");
-    EXPECT_NE(log.find("\nQV_ERR: firmware upgrade refused: another one runs"), log.npos);
-    EXPECT_EQ(context.state, AGENT_STATE_RUN);
-    EXPECT_EQ(context.busy, 1);
-
-    context.busy = 0;
-    context.stop = 1;
-    receive(command);
-    EXPECT_EQ(steps(), "");
-    EXPECT_EQ(context.busy, 0);
-}
-
 TEST_F(MaintenanceTest, FlashAgain) {
     struct {
-        const char* data;
+        const char* params;
         int32_t tool_status;
         const char* steps;
     } const rows[] = {
-        {R"({"flash_params":{"save_config":1,"reboot":1}})", 0, "updata_rootfs.sh IMAGE|2|reboot|"},
-        {R"({"flash_params":{"save_config":"1","reboot":true}})", 0,
-         "updata_rootfs.sh IMAGE|2|reboot|"},
-        {R"({"flash_params":{"save_config":0,"reboot":2}})", 0, "updata_rootfs.sh -n IMAGE|2|"},
-        {R"({"flash_params":{"reboot":1}})", 0, "updata_rootfs.sh -n IMAGE|2|"},
-        {R"({"flash_params":{"save_config":1}})", 0, "updata_rootfs.sh IMAGE|2|"},
-        {R"({})", 0, "updata_rootfs.sh -n IMAGE|2|"},
-        {R"({"flash_params":{"save_config":1,"reboot":1}})", 256, "updata_rootfs.sh IMAGE|-256|"},
-        {R"({"flash_params":{"save_config":1,"reboot":1}})", 9, "updata_rootfs.sh IMAGE|-9|"},
-        {R"({"flash_params":{"save_config":1,"reboot":1}})", -1, "updata_rootfs.sh IMAGE|1|"},
+        {R"("save_config":1,"reboot":1)", 0, "updata_rootfs.sh IMAGE|2|reboot|"},
+        {R"("save_config":"1","reboot":true)", 0, "updata_rootfs.sh IMAGE|2|reboot|"},
+        {R"("save_config":2,"reboot":2)", 0, "updata_rootfs.sh -n IMAGE|2|"},
+        {R"("reboot":1)", 0, "updata_rootfs.sh -n IMAGE|2|"},
+        {R"("save_config":1)", 0, "updata_rootfs.sh IMAGE|2|"},
+        {R"("save_config":1,"reboot":1)", 256, "updata_rootfs.sh IMAGE|-256|"},
+        {R"("save_config":1,"reboot":1)", -1, "updata_rootfs.sh IMAGE|1|"},
     };
+    context.busy = 1; // runs beside a worker
+    context.state = AGENT_STATE_ANNOUNCE;
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.data);
+        SCOPED_TRACE(row.params);
         fake_shell().status = {{"updata_rootfs.sh", row.tool_status}};
-        context.busy = 1; // runs beside a worker
-        context.state = AGENT_STATE_ANNOUNCE;
         testing::internal::CaptureStderr();
-        receive(R"({"type":1033,"timestamp":1,"data":)" + std::string(row.data) + "}");
-        const std::string errors = testing::internal::GetCapturedStderr();
+        receive(R"({"type":1033,"timestamp":1,"data":{"flash_params":{)" + std::string(row.params) +
+                "}}}");
+        EXPECT_EQ(testing::internal::GetCapturedStderr().empty(), row.tool_status == 0);
         EXPECT_EQ(steps(), row.steps);
-        EXPECT_EQ(
-            errors.ends_with("' failed with status " + std::to_string(row.tool_status) + "\n"),
-            row.tool_status != 0);
         EXPECT_EQ(context.busy, 1);
         EXPECT_EQ(context.state, AGENT_STATE_ANNOUNCE);
         EXPECT_EQ(context.queue.count, 0);
@@ -292,13 +266,13 @@ TEST_F(MaintenanceTest, FlashAgain) {
 }
 
 TEST_F(MaintenanceTest, Clock) {
-    setenv("TZ", "UTC", 1);
-    tzset();
     struct {
         const char* timestamp;
         const char* time; ///< none: refused
+        const char* zone = "UTC";
     } const rows[] = {
         {"1700000000999", "2023-11-14 22:13:20"},
+        {"1700000000999", "2023-11-14 23:13:20", "CET-1"}, // changed while the agent runs
         {"\"1700000000999\"", "2023-11-14 22:13:20"},
         {"-1500", "1969-12-31 23:59:59"},
         {"4102444800000", "2100-01-01 00:00:00"},
@@ -314,27 +288,17 @@ TEST_F(MaintenanceTest, Clock) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.timestamp);
-        fake_shell() = {};
+        setenv("TZ", row.zone, 1);
         const std::string payload =
             std::string(R"({"data":{"timestamp":5},"timestamp":)") + row.timestamp + "}";
         EXPECT_EQ(run_command(1015, payload), 0);
-        std::string expected = "SUB MSG: payload=" + payload + "\n";
-        if (row.time == nullptr) {
-            expected += "QV_ERR: clock not set: no timestamp that is a date\n";
-        } else {
+        std::string expected = "QV_ERR: clock not set: no timestamp that is a date\n";
+        if (row.time != nullptr) {
             const std::string command = "date -s \"" + std::string(row.time) + "\"\n";
-            expected.append("QV: update time command: ").append(command);
-            expected.append(SHELL_LINE).append(command);
+            expected = "QV: update time command: " + command + SHELL_LINE + command;
         }
-        EXPECT_EQ(log, expected);
+        EXPECT_EQ(log, "SUB MSG: payload=" + payload + "\n" + expected);
     }
-    fake_shell() = {};
-    run_command(1015, "{}");
-    EXPECT_TRUE(fake_shell().commands.empty());
-
-    setenv("TZ", "CET-1", 1); // while the agent runs
-    run_command(1015, R"({"timestamp":1700000000999})");
-    EXPECT_EQ(fake_shell().commands, std::vector<std::string>{"date -s \"2023-11-14 23:13:20\""});
     setenv("TZ", "UTC", 1);
 }
 
@@ -357,28 +321,21 @@ TEST_F(MaintenanceTest, PasswordReachesTheToolUnchanged) {
     for (const char* tool : {"/passwd", "/sleep"}) {
         std::filesystem::permissions(folder + tool, std::filesystem::perms::owner_all);
     }
-    const char* const passwords[] = {
-        "abc",
-        "",
-        "'",
-        "'",
-        "a'b' 'c",
-        "';>canary;'",
-        "$(>canary)",
-        "`>canary`",
-        "\";>canary;\"",
-        "\\';>canary;'",
-        "\\",
-        "\\c\\n\\0101\\\\x",
-        "-n",
-        "-neE",
-        "-",
-        "-x %s%d *?[a]",
-        "# !{}~&|<>()",
-        "Áé密码",
-        "1234567890123456789",
-    };
-    for (const std::string password : passwords) {
+    std::vector<std::string> shells;
+    for (const std::string shell : {"/bin/sh", "/bin/bash"}) {
+        // A shell that is not here, or that would run a passwd of its own, is left out.
+        shells.push_back("cd " + folder + " && PATH=" + folder + " " + shell + " ");
+        const std::string look =
+            "[ \"$(" + shells.back() + "-c 'command -v passwd')\" = " + folder + "/passwd ] 2>&-";
+        if (system(look.c_str()) != 0) {
+            shells.pop_back();
+        }
+    }
+    ASSERT_FALSE(shells.empty());
+    for (const std::string password :
+         {"abc", "", "'", "a'b' 'c", "';>canary;'", "$(>canary)", "`>canary`", "\";>canary;\"",
+          "\\';>canary;'", "\\", "\\c\\n\\0101\\\\x", "-n", "-neE", "-", "-x %s%d *?[a]",
+          "# !{}~&|<>()", "Áé密码", "1234567890123456789"}) {
         SCOPED_TRACE(password);
         fake_shell() = {};
         EXPECT_EQ(run_command(1016, general_data(json_text(password))), 0);
@@ -386,19 +343,10 @@ TEST_F(MaintenanceTest, PasswordReachesTheToolUnchanged) {
         const std::string& command = fake_shell().commands[0];
         EXPECT_NE(log.find("\nQV: update password command: " + command + "\n"), log.npos);
         write("command", command);
-        for (const std::string shell : {"/bin/sh", "/bin/bash"}) {
-            // A shell that is not here, or that would run a passwd of its own, is left out.
-            const std::string in_folder = "cd " + folder + " && PATH=" + folder + " " + shell + " ";
-            const std::string look =
-                "[ \"$(" + in_folder + "-c 'command -v passwd')\" = " + folder + "/passwd ] 2>&-";
-            if (shell != "/bin/sh" && system(look.c_str()) != 0) {
-                continue;
-            }
-            ASSERT_EQ(system(look.c_str()), 0);
+        for (const std::string& shell : shells) {
             std::filesystem::remove(folder + "/received");
-            EXPECT_EQ(system((in_folder + "./command").c_str()), 0) << shell;
-            const std::string line = password + "\n";
-            EXPECT_EQ(read("received"), line + line) << shell;
+            EXPECT_EQ(system((shell + "./command").c_str()), 0) << shell;
+            EXPECT_EQ(read("received"), password + "\n" + password + "\n") << shell;
             EXPECT_FALSE(std::filesystem::exists(folder + "/canary")) << shell;
         }
     }
@@ -406,36 +354,21 @@ TEST_F(MaintenanceTest, PasswordReachesTheToolUnchanged) {
 
 TEST_F(MaintenanceTest, Passwords) {
     const std::string abc = "(echo 'abc'; sleep 1; echo 'abc') | passwd 'admin' >/dev/null 2>&1";
-    EXPECT_EQ(run_command(1016, general_data(R"("abc")")), 0);
-    EXPECT_EQ(fake_shell().commands, std::vector{abc});
-    EXPECT_EQ(abc.size(), 66U);
-
-    for (const char* payload : {"{}", R"({"data":7})", "{\"data\":", R"({"data":{}})"}) {
+    const std::string none = "(echo ''; sleep 1; echo '') | passwd 'admin' >/dev/null 2>&1";
+    for (const std::string& payload : {general_data(R"("abc")"), std::string("{\"data\":"),
+                                       std::string(R"({"data":7})"), std::string("{}")}) {
         fake_shell() = {};
-        EXPECT_EQ(run_command(1016, payload), 0) << payload;
-        EXPECT_EQ(fake_shell().commands,
-                  std::vector<std::string>{
-                      "(echo ''; sleep 1; echo '') | passwd 'admin' >/dev/null 2>&1"});
+        EXPECT_EQ(run_command(1016, payload), 0);
+        EXPECT_EQ(fake_shell().commands, std::vector{payload.size() > 20 ? abc : none}) << payload;
     }
-
-    struct {
-        const char* json;
-        const char* shown; ///< must not be, behind the payload's own lines
-    } const refused[] = {
-        {R"("12345678901234567890")", "1234567"},
-        {R"("ÄÖÜÄÖÜÄÖÜÄ")", "ÄÖÜ"},
-        {R"("secret\nx")", "secret"},
-        {R"("secret\u0000x")", "secret"},
-        {R"("secret\u001bx")", "secret"},
-        {R"("secret\u007fx")", "secret"},
-    };
     fake_shell() = {};
-    for (const auto& row : refused) {
-        EXPECT_EQ(run_command(1016, general_data(row.json)), 0);
+    for (const char* json : {R"("1234567secret4567890")", R"("ÄÖÜsecretÄÖÜÄ")", R"("secret\nx")",
+                             R"("secret\u0000x")", R"("secret\u001bx")", R"("secret\u007fx")"}) {
+        EXPECT_EQ(run_command(1016, general_data(json)), 0);
         const size_t line = log.find("QV_ERR: password refused: ");
-        ASSERT_NE(line, log.npos) << row.json;
-        EXPECT_EQ(log.find(row.shown, line), log.npos) << row.json;
-        EXPECT_EQ(log.find("QV: "), log.npos) << row.json;
+        ASSERT_NE(line, log.npos) << json;
+        EXPECT_EQ(log.find("secret", line), log.npos) << json;
+        EXPECT_EQ(log.find("QV: "), log.npos) << json;
     }
     EXPECT_TRUE(fake_shell().commands.empty());
 }
@@ -453,8 +386,6 @@ TEST_F(MaintenanceTest, EquipmentNotes) {
          "QV_INFO: equipment_notes cut from 32 to 31 bytes\n"},
         {general_data("\"" + thirty + "é\""), thirty,
          "QV_INFO: equipment_notes cut from 32 to 30 bytes\n"},
-        {general_data("\"" + std::string(5000, 'n') + "\""), thirty + "n",
-         "QV_INFO: equipment_notes cut from 5000 to 31 bytes\n"},
         {R"({"data":{}})", "", ""},
     };
     for (const auto& row : rows) {
@@ -466,9 +397,7 @@ TEST_F(MaintenanceTest, EquipmentNotes) {
                                             "uciSet system @system[0] equipment_notes " + row.notes,
                                             "uciCommit system", "uciDestroy"}));
         const std::string line = "QV: update equipment_notes data: " + row.notes + "\n";
-        std::string lines = row.cut_line;
-        lines.append(line).append(line);
-        EXPECT_NE(log.find(" }\n" + lines + "qv_set"), log.npos) << log;
+        EXPECT_NE(log.find(" }\n" + (row.cut_line + line) + line + "qv_set"), log.npos) << log;
         EXPECT_EQ(context.state, AGENT_STATE_RUN);
     }
     EXPECT_EQ(context.queue.count, static_cast<int32_t>(std::size(rows)));

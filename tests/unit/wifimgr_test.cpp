@@ -1,5 +1,4 @@
 #include "messages/record_fields.h"
-#include "messages/report.h"
 #include "reports/system_stats.h"
 #include "support.h"
 #include "wifimgr/channel.h"
@@ -14,7 +13,7 @@ TEST_F(ChannelTest, RequestsCarryTheFamilyOfTheirMessage) {
         const uint8_t module = system ? 2 : network ? 3 : 1;
         fake().requests.clear();
         EXPECT_EQ(qv_wifi_mgr_apply(message.id, {}), -1);
-        EXPECT_EQ(fake().requests.at(0), request_image(module, id, {})) << int{id};
+        EXPECT_EQ(fake().requests.at(0), (Bytes{module, id, 0, 0, 0, 0, 0, 0}));
         fake().acknowledge(id);
         EXPECT_EQ(qv_wifi_mgr_apply(message.id, {}), 0);
     }
@@ -45,5 +44,4 @@ TEST_F(ChannelTest, OnlyAReplyOfTheSameIdentifierCounts) {
         EXPECT_EQ(record.uptime, row.uptime);
         EXPECT_EQ(log.empty(), !row.accepted) << log;
     }
-    EXPECT_EQ(fake().requests.at(0), (Bytes{1, 4, 0, 0, 0, 0, 0, 0}));
 }
