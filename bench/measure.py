@@ -173,17 +173,25 @@ def handled(command):
     return programs.LOG.read_bytes().count(b"\nprocess_msg->type %d\n" % command)
 
 
+def switch_profiling(process, state):
+    subprocess.run(
+        ["callgrind_control", str(process.pid), "-i", state],
+        check=True,
+        stdout=subprocess.DEVNULL,
+        stderr=subprocess.DEVNULL,
+    )
+
+
 def profile(case, plan):
     """Instructions of one command by what they are for."""
     out = harness.AP_DIR / "callgrind.out"
     with Agent(*programs.VALGRIND, f"--callgrind-out-file={out}") as agent:
         agent.settle()
-        control = ["callgrind_control", str(agent.process.pid), "-i"]
-        subprocess.run([*control, "on"], check=True, stdout=subprocess.DEVNULL)
+        switch_profiling(agent.process, "on")
         before = handled(case.command)
         client("rounds", case.command, plan.profiled, 1)
         commands = handled(case.command) - before  # more when an unasked report spoilt some
-        subprocess.run([*control, "off"], check=True, stdout=subprocess.DEVNULL)
+        switch_profiling(agent.process, "off")
     totals = callgrind.Profile(out.read_text()).totals()
     return {what: count / commands for what, count in totals.most_common()}
 

@@ -13,7 +13,7 @@ import harness
 TOPIC = "qv/device_" + os.environ.get("AP_MAC", "")
 LOG = harness.AP_DIR / "qvagent.log"
 OWN_REPORT_S = 10  # between two reports that the agent sends by itself
-VALGRIND = ["valgrind", "--tool=callgrind", "--instr-atstart=no", "--separate-callers=12"]
+VALGRIND = ["valgrind", "-q", "--tool=callgrind", "--instr-atstart=no", "--separate-callers=12"]
 
 
 class Program:

@@ -130,42 +130,42 @@ def profile_table(profiles):
     return "\n".join(lines) + "\n"
 
 
-def plot(result, path):
-    """p50 and CPU time per command, by case."""
-    data = ""
-    for what in ("p50", "cpu_us"):
-        data += f"${what} << E\n"
-        for case in result["sizes"]:
-            figures = (
-                median(result["starts"], who, case, "sequential", what)
-                for who in (FLOOR, HANDING_ON, AGENT)
-            )
-            data += f'"{case}" ' + " ".join(map(str, figures)) + "\n"
-        data += "E\n"
-    script = f"""{data}
-set terminal svg size 900,640 font "sans,13" background "white"
+PLOT = """set terminal svg size 900,640 font "sans,13" background "white"
 set output "{path}"
 set multiplot layout 2,1
 set style data histograms
 set style histogram clustered gap 1
 set style fill solid 0.9 noborder
 set grid ytics
+set xrange [-0.6:3.6]
 set yrange [0:*]
 set key top left
 set linetype 1 lc rgb "#9aa5b1"
 set linetype 2 lc rgb "#5b8db8"
 set linetype 3 lc rgb "#c8553d"
-do for [what in "p50 cpu"] {{
-    set ylabel what eq "p50" ? "command to report, p50, µs" : "CPU per command, µs"
-    if (what eq "p50") {{
-        plot $p50 using 2:xtic(1) title "floor", "" using 3 title "handing on", \\
-            "" using 4 title "agent"
-    }} else {{
-        plot $cpu_us using 2:xtic(1) title "floor", "" using 3 title "handing on", \\
-            "" using 4 title "agent"
-    }}
-}}
 """
+PANEL = """$data << END
+{data}END
+set ylabel "{label}"
+plot $data using 2:xtic(1) title "floor", "" using 3 title "handing on", "" using 4 title "agent"
+"""
+
+
+def panel(result, what, label):
+    data = ""
+    for case in result["sizes"]:
+        figures = (
+            median(result["starts"], who, case, "sequential", what)
+            for who in (FLOOR, HANDING_ON, AGENT)
+        )
+        data += f'"{case}" ' + " ".join(map(str, figures)) + "\n"
+    return PANEL.format(data=data, label=label)
+
+
+def plot(result, path):
+    script = PLOT.format(path=path)
+    script += panel(result, "p50", "command to report, p50, µs")
+    script += panel(result, "cpu_us", "CPU per command, µs")
     subprocess.run(["gnuplot"], input=script, text=True, check=True)
 
 
