@@ -66,8 +66,10 @@ void stop_threads(AgentContext& context) {
 } // namespace
 
 int main() {
-    // A log reader sees each line when it happens, also through a pipe.
-    setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+    // A log reader sees each line when it happens, also through a pipe, and the longest report in
+    // one piece. Pages that no line has reached take no memory.
+    static char log_line[64 * 1024];
+    setvbuf(stdout, log_line, _IOLBF, sizeof log_line);
 
     static MqttSession session;
     static AgentContext qva;

@@ -1,8 +1,12 @@
 #include "agent/message_queue.h"
 
+#include "platform/heap.h"
+
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <utility>
 
 ControllerMsgPtr qv_new_controller_msg(AgentContext& context, int32_t type, const char* text,
                                        uint32_t length) {
@@ -24,6 +28,7 @@ void msg_queue_init(MsgQueue& queue) {
     queue.head = nullptr;
     queue.tail = nullptr;
     queue.count = 0;
+    queue.longest = 0;
     sem_init(&queue.semaphore, 0, 0);
 }
 
@@ -39,12 +44,19 @@ void msg_queue_push(MsgQueue& queue, ControllerMsgPtr message) {
         }
         queue.tail = added;
         count = ++queue.count;
+        queue.longest = std::max(queue.longest, count);
     }
     sem_post(&queue.semaphore);
     printf("msg_queue_push: %d\n", count);
 }
 
 namespace {
+
+/// Whether the queue has just come to the end of a long row of messages; asked once for each.
+bool was_long(MsgQueue& queue) {
+    const std::lock_guard guard(queue.lock);
+    return queue.count == 0 && std::exchange(queue.longest, 0) >= LONG_QUEUE;
+}
 
 /// Unlinks the head and stores the number of messages left.
 ControllerMsgPtr take_head(MsgQueue& queue, int32_t& left) {
@@ -68,6 +80,9 @@ ControllerMsgPtr msg_queue_pop(MsgQueue& queue) {
     int32_t left = 0;
     ControllerMsgPtr message = take_head(queue, left);
     printf("msg_queue_pop: %d\n", left);
+    if (left == 0 && was_long(queue)) {
+        qv_release_free_pages();
+    }
     return message;
 }
 

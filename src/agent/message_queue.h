@@ -27,7 +27,8 @@ struct MsgQueue {
     ControllerMsg* head = nullptr; ///< oldest, owned by the queue
     ControllerMsg* tail = nullptr; ///< newest
     int32_t count = 0;             ///< messages from head to tail
-    std::mutex lock;               ///< guards the three above
+    int32_t longest = 0;           ///< highest count since the queue was empty
+    std::mutex lock;               ///< guards the four above
     sem_t semaphore{};             ///< one post per pushed message
 };
 
@@ -40,6 +41,9 @@ void msg_queue_init(MsgQueue& queue);
 
 /// Appends the message, whose `next` is none, and prints the count including it.
 void msg_queue_push(MsgQueue& queue, ControllerMsgPtr message);
+
+/// A queue that was as long as this gives its memory back to the system once it is empty.
+inline constexpr int32_t LONG_QUEUE = 1000;
 
 /// Takes the oldest message, blocking while there is none. Returns none when the wait ended
 /// without a message: a signal interrupted it, or the agent stops.

@@ -6,6 +6,7 @@
 
 /// Room for a MAC address in text form with its NUL, and to spare.
 inline constexpr uint32_t MAC_TEXT_SIZE = 64;
+inline constexpr uint32_t MAC_TEXT_LENGTH = 17; ///< characters, without the NUL
 
 /// Formats six bytes as "%02x:%02x:%02x:%02x:%02x:%02x". Returns the number of characters, 17, or
 /// -1, writing nothing, when the buffer or the MAC is missing or the capacity is 0. A capacity

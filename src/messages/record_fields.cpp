@@ -10,11 +10,6 @@
 
 namespace {
 
-std::string_view text_of(std::span<const std::byte> record, const RecordField& field) {
-    const std::span<const std::byte> bytes = record.subspan(field.offset, field.width);
-    return qv_field_text({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
-}
-
 template <class T>
 T number_of(std::span<const std::byte> record, const RecordField& field) {
     T value;
@@ -24,21 +19,18 @@ T number_of(std::span<const std::byte> record, const RecordField& field) {
 
 JsonPtr new_mac(std::span<const std::byte> record, const RecordField& field) {
     char text[MAC_TEXT_SIZE] = {};
-    qv_mac_to_string(text, sizeof text,
-                     reinterpret_cast<const uint8_t*>(record.subspan(field.offset, 6).data()));
+    qv_mac_to_string(text, sizeof text, qv_record_mac(record, field));
     return JsonPtr(json_object_new_string(text));
 }
 
 JsonPtr new_member(std::span<const std::byte> record, const RecordField& field) {
     switch (field.type) {
-    case RecordFieldType::text: return qv_json_new_text(text_of(record, field));
+    case RecordFieldType::text: return qv_json_new_text(qv_record_text(record, field));
     case RecordFieldType::mac: return new_mac(record, field);
     case RecordFieldType::u8:
-        return JsonPtr(json_object_new_int(number_of<uint8_t>(record, field)));
     case RecordFieldType::u16:
-        return JsonPtr(json_object_new_int(number_of<uint16_t>(record, field)));
     case RecordFieldType::i32:
-        return JsonPtr(json_object_new_int(number_of<int32_t>(record, field)));
+        return JsonPtr(json_object_new_int(qv_record_integer(record, field)));
     case RecordFieldType::computed: return field.compute(record);
     }
     return nullptr;
@@ -64,24 +56,38 @@ void set_member(std::span<std::byte> record, const RecordField& field, json_obje
 }
 
 void print_field(std::span<const std::byte> record, const RecordField& field) {
-    const std::string_view text = text_of(record, field);
+    const std::string_view text = qv_record_text(record, field);
     printf("%s: %.*s\n", field.label, static_cast<int>(text.size()), text.data());
 }
 
 } // namespace
+
+std::string_view qv_record_text(std::span<const std::byte> record, const RecordField& field) {
+    const std::span<const std::byte> bytes = record.subspan(field.offset, field.width);
+    return qv_field_text({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+}
+
+const uint8_t* qv_record_mac(std::span<const std::byte> record, const RecordField& field) {
+    return reinterpret_cast<const uint8_t*>(record.subspan(field.offset, 6).data());
+}
+
+int32_t qv_record_integer(std::span<const std::byte> record, const RecordField& field) {
+    switch (field.type) {
+    case RecordFieldType::u8: return number_of<uint8_t>(record, field);
+    case RecordFieldType::u16: return number_of<uint16_t>(record, field);
+    case RecordFieldType::i32: return number_of<int32_t>(record, field);
+    case RecordFieldType::text:
+    case RecordFieldType::mac:
+    case RecordFieldType::computed: break;
+    }
+    return 0;
+}
 
 bool qv_record_to_json(json_object* object, std::span<const std::byte> record,
                        std::span<const RecordField> fields) {
     return std::ranges::all_of(fields, [&](const RecordField& field) {
         return qv_json_add(object, field.key, new_member(record, field));
     });
-}
-
-bool qv_append_record(json_object* array, std::span<const std::byte> record,
-                      std::span<const RecordField> fields) {
-    JsonPtr object(json_object_new_object());
-    return object != nullptr && qv_record_to_json(object.get(), record, fields) &&
-           qv_json_append(array, std::move(object));
 }
 
 void qv_set_record_text(std::span<std::byte> record, const RecordField& field, json_object* value) {

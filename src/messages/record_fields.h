@@ -4,12 +4,14 @@
 #define QV_MESSAGES_RECORD_FIELDS_H
 
 #include "messages/json_scope.h"
+#include "messages/record_text.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <span>
+#include <string_view>
 #include <type_traits>
 
 enum class RecordFieldType : uint8_t {
@@ -72,15 +74,17 @@ requires std::is_trivially_copyable_v<Record>
     return record;
 }
 
+/// What the record holds in a row of the type that the name says: text up to its first NUL or the
+/// field's width, the six bytes of a MAC address, an integer. All but the integer lie in the
+/// record.
+std::string_view qv_record_text(std::span<const std::byte> record, const RecordField& field);
+const uint8_t* qv_record_mac(std::span<const std::byte> record, const RecordField& field);
+int32_t qv_record_integer(std::span<const std::byte> record, const RecordField& field);
+
 /// Adds one member per row, in the order of the table. False, keeping the members added so far,
 /// when memory is out.
 bool qv_record_to_json(json_object* object, std::span<const std::byte> record,
                        std::span<const RecordField> fields);
-
-/// Appends to the array an object made by qv_record_to_json. False, with the array unchanged,
-/// when memory is out.
-bool qv_append_record(json_object* array, std::span<const std::byte> record,
-                      std::span<const RecordField> fields);
 
 /// The first `count` entries, or all of them when the count says more than there is room for.
 template <class Entry, size_t room>
@@ -88,19 +92,12 @@ std::span<const Entry> qv_listed(const Entry (&entries)[room], size_t count) {
     return std::span(entries).first(std::min(count, room));
 }
 
-/// Appends one object per listed entry to the array; ends early when memory is out. Returns the
-/// number of objects appended.
+/// Appends the listed entries to the array; see qv_append_record_text. Returns their number.
 template <class Entry, size_t room>
 int32_t qv_append_records(json_object* array, const Entry (&entries)[room], size_t count,
                           std::span<const RecordField> fields) {
-    int32_t appended = 0;
-    for (const Entry& entry : qv_listed(entries, count)) {
-        if (!qv_append_record(array, qv_record_bytes(entry), fields)) {
-            break;
-        }
-        ++appended;
-    }
-    return appended;
+    return qv_append_record_text(array, std::as_bytes(qv_listed(entries, count)), sizeof(Entry),
+                                 fields);
 }
 
 /// Stores a value in a text field: a string as it is, null not at all, any other value as its

@@ -29,7 +29,8 @@ int32_t qv_radio_stats_to_json(json_object* array, const RadioStatsList& record)
         if (entry.channel == RADIO_STATS_UNUSED_CHANNEL) {
             continue;
         }
-        if (!qv_append_record(array, qv_record_bytes(entry), RADIO_STATS_FIELDS)) {
+        if (qv_append_record_text(array, qv_record_bytes(entry), sizeof entry,
+                                  RADIO_STATS_FIELDS) == 0) {
             break;
         }
     }

@@ -1,5 +1,6 @@
 #include "messages/json_field.h"
 #include "messages/mac_text.h"
+#include "messages/record_fields.h"
 #include "messages/report.h"
 #include "messages/text.h"
 #include "support.h"
@@ -244,4 +245,64 @@ TEST_F(MessagesTest, MacText) {
     EXPECT_STREQ(text, "before");
     EXPECT_EQ(qv_mac_to_string(text, 64, mac), 17);
     EXPECT_STREQ(text, "0a:1b:2c:3d:4e:5f");
+}
+
+namespace {
+
+struct Sample {
+    int32_t number;
+    uint16_t word;
+    uint8_t mac[6];
+    uint8_t byte;
+    char text[64];
+};
+
+JsonPtr new_label(std::span<const std::byte> record) {
+    return qv_json_new_text(qv_field_text(qv_record_of<Sample>(record).text));
+}
+
+using enum RecordFieldType;
+constexpr RecordField SAMPLE_FIELDS[] = {
+    {"number", i32, QV_RECORD_MEMBER(Sample, number)},
+    {"word", u16, QV_RECORD_MEMBER(Sample, word)},
+    {"mac", mac, QV_RECORD_MEMBER(Sample, mac)},
+    {"byte", u8, QV_RECORD_MEMBER(Sample, byte)},
+    {"text", text, QV_RECORD_MEMBER(Sample, text)},
+    {"label", computed, QV_RECORD_MEMBER(Sample, text), nullptr, new_label},
+};
+static_assert(qv_fields_fit(SAMPLE_FIELDS, sizeof(Sample)));
+
+std::string text_of(const JsonPtr& value) {
+    return qv_json_to_string(value.get());
+}
+
+} // namespace
+
+// Lists are written without json-c's objects: it must not show.
+TEST_F(MessagesTest, RecordsInAListPrintAsJsonCPrintsObjects) {
+    Sample samples[256] = {};
+    const JsonPtr objects(json_object_new_array());
+    for (size_t i = 0; i < std::size(samples); ++i) {
+        Sample& sample = samples[i];
+        sample.number = i % 2 == 0 ? INT32_MIN + static_cast<int32_t>(i) : INT32_MAX;
+        sample.word = static_cast<uint16_t>(257 * i);
+        sample.byte = static_cast<uint8_t>(i);
+        memset(sample.mac, static_cast<int>(i), sizeof sample.mac);
+        // Every byte alone, then as many as the field holds, without a terminator.
+        memset(sample.text, static_cast<int>(i), i % 3 == 0 ? sizeof sample.text : 1);
+        JsonPtr object(json_object_new_object());
+        ASSERT_TRUE(qv_record_to_json(object.get(), qv_record_bytes(sample), SAMPLE_FIELDS));
+        ASSERT_TRUE(qv_json_append(objects.get(), std::move(object)));
+    }
+    const JsonPtr records(json_object_new_array());
+    EXPECT_EQ(text_of(records), "[ ]");
+    EXPECT_EQ(qv_append_records(records.get(), samples, 0, SAMPLE_FIELDS), 0);
+    EXPECT_EQ(text_of(records), "[ ]");
+    EXPECT_EQ(qv_append_records(records.get(), samples, 100, SAMPLE_FIELDS), 100);
+    for (size_t i = 100; i < std::size(samples); ++i) {
+        EXPECT_EQ(qv_append_record_text(records.get(), qv_record_bytes(samples[i]),
+                                        sizeof samples[i], SAMPLE_FIELDS),
+                  1);
+    }
+    EXPECT_EQ(text_of(records), text_of(objects));
 }

@@ -1,0 +1,90 @@
+"""The programs of a measurement inside a simulated access point: floor or agent, and the client."""
+import json
+import os
+import pathlib
+import subprocess
+import sys
+import time
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tests/load"))
+import gauge
+import harness
+
+TOPIC = "qv/device_" + os.environ.get("AP_MAC", "")
+LOG = harness.AP_DIR / "qvagent.log"
+OWN_REPORT_S = 10  # between two reports that the agent sends by itself
+VALGRIND = ["valgrind", "-q", "--tool=callgrind", "--instr-atstart=no", "--separate-callers=12"]
+
+
+class Program:
+    """A fresh start of the floor or the agent, whose output goes to a file."""
+
+    def __init__(self, command):
+        self.out = LOG.open("wb")
+        self.started = time.monotonic()
+        self.process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=self.out)
+
+    def cpu_us(self):
+        return 1e6 * gauge.cpu_seconds(self.process)
+
+    def close(self):
+        self.process.terminate()
+        self.process.wait(20)
+        self.out.close()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.close()
+
+
+class Floor(Program):
+    """With a wifi-manager message: the floor that makes the agent's hand-overs."""
+
+    def __init__(self, size, *message):
+        command = [harness.BUILD_DIR / "bench_echo", TOPIC, size, *message]
+        super().__init__([str(word) for word in command])
+
+    def settle(self):
+        ask(1034)
+
+
+class Agent(Program):
+    def __init__(self, *wrapper):
+        super().__init__([*wrapper, *harness.AGENT])
+
+    def settle(self):
+        """Until the agent has begun to report by itself: for OWN_REPORT_S it then sends nothing
+        but answers."""
+        ask(1034)
+        harness.poll(lambda: b"\nsm->state:3\n" in LOG.read_bytes(), 60, "normal operation")
+        time.sleep(0.2)
+
+
+class WifiManager(harness.WifiManager):
+    """As in the tests, but nobody reads its log, which would take processor time."""
+
+    def start(self, *arguments):
+        self.SOCKET.unlink(missing_ok=True)
+        self.process = subprocess.Popen(
+            [str(harness.BUILD_DIR / "wifi_manager_sim"), *arguments], stdout=subprocess.DEVNULL
+        )
+        harness.poll(self.SOCKET.is_socket, 5, "wifi manager")
+        return self
+
+
+def client(mode, command, count, at_once):
+    """One measurement, again when a report that the agent sent by itself has spoilt it."""
+    program = str(harness.BUILD_DIR / "bench_client")
+    for _ in range(5):
+        words = [program, mode, TOPIC, str(command), str(count), str(at_once)]
+        result = json.loads(subprocess.run(words, stdout=subprocess.PIPE, check=True).stdout)
+        if result["unasked"] == 0:
+            return result
+    raise harness.Deadline(f"unasked reports in every measurement of {command}")
+
+
+def ask(command):
+    """One command and its answer."""
+    return client("rounds", command, 1, 1)
