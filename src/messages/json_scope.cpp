@@ -33,6 +33,15 @@ bool qv_json_add(json_object* object, const char* key, JsonPtr value) {
     return true;
 }
 
+bool qv_json_add_named(json_object* object, const char* key, JsonPtr value) {
+    if (value == nullptr ||
+        json_object_object_add_ex(object, key, value.get(), JSON_C_OBJECT_KEY_IS_CONSTANT) != 0) {
+        return false;
+    }
+    static_cast<void>(value.release());
+    return true;
+}
+
 bool qv_json_append(json_object* array, JsonPtr value) {
     if (value == nullptr || json_object_array_add(array, value.get()) != 0) {
         return false;

@@ -33,6 +33,9 @@ json_object* qv_json_path(json_object* root, std::initializer_list<const char*> 
 /// value or memory is out.
 bool qv_json_add(json_object* object, const char* key, JsonPtr value);
 
+/// As qv_json_add, without a copy of the key: it must outlive the object.
+bool qv_json_add_named(json_object* object, const char* key, JsonPtr value);
+
 /// As qv_json_add, at the end of an array.
 bool qv_json_append(json_object* array, JsonPtr value);
 

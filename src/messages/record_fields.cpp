@@ -73,7 +73,7 @@ void print_field(std::span<const std::byte> record, const RecordField& field) {
 bool qv_record_to_json(json_object* object, std::span<const std::byte> record,
                        std::span<const RecordField> fields) {
     return std::ranges::all_of(fields, [&](const RecordField& field) {
-        return qv_json_add(object, field.key, new_member(record, field));
+        return qv_json_add_named(object, field.key, new_member(record, field));
     });
 }
 

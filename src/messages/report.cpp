@@ -3,6 +3,7 @@
 #include "agent/context.h"
 #include "messages/json_field.h"
 #include "messages/mac_text.h"
+#include "platform/heap.h"
 
 #include <algorithm>
 #include <cstring>
@@ -29,6 +30,10 @@ bool ReportBuffer::assign(std::string_view text) {
     memcpy(destination, text.data(), text.size());
     destination[text.size()] = '\0';
     return true;
+}
+
+bool ReportBuffer::grown() const {
+    return grown_ != nullptr;
 }
 
 const char* ReportBuffer::text() const {
@@ -120,6 +125,9 @@ int32_t qv_json_build_msg(AgentContext& context, int32_t kind, ReportBuffer& buf
 int32_t qv_json_build_msg_of_row(AgentContext& context, const ReportKind& row, int32_t argument,
                                  ReportBuffer& buffer, uint32_t& length) {
     store_text(new_report(context, row, argument), buffer, length);
+    if (buffer.grown()) { // what it was made from took ten times its size, and is freed
+        qv_trim_heap();
+    }
     return 0;
 }
 

@@ -38,6 +38,9 @@ public:
     /// Takes a copy of the text with a NUL behind it. False, unchanged, when memory is out.
     bool assign(std::string_view text);
 
+    /// Whether the text is longer than there is room for at first.
+    bool grown() const;
+
     /// NUL-terminated; empty before the first assign.
     const char* text() const;
 
