@@ -4,6 +4,7 @@
 #include "agent/identity.h"
 #include "broker/session.h"
 #include "commands.h"
+#include "platform/heap.h"
 #include "report_kinds.h"
 #include "state_machine.h"
 
@@ -66,6 +67,7 @@ void stop_threads(AgentContext& context) {
 } // namespace
 
 int main() {
+    qv_settle_heap();
     // A log reader sees each line when it happens, also through a pipe, and the longest report in
     // one piece. Pages that no line has reached take no memory.
     static char log_line[64 * 1024];

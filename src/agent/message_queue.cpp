@@ -81,7 +81,7 @@ ControllerMsgPtr msg_queue_pop(MsgQueue& queue) {
     ControllerMsgPtr message = take_head(queue, left);
     printf("msg_queue_pop: %d\n", left);
     if (left == 0 && was_long(queue)) {
-        qv_release_free_pages();
+        qv_trim_heap();
     }
     return message;
 }

@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""Installs the Debian package into a folder of its own, inside a simulated access point, lets the
-agent that it brought serve a controller, and removes it."""
+"""Installs the Debian package into a folder of its own, inside a simulated access point, has systemd
+examine its unit, lets the agent that it brought serve a controller, and removes it."""
 import os
 import pathlib
 import re
@@ -20,6 +20,9 @@ INSTALLED = {
     "usr/share/man/man1/qvctl.1",
     "usr/share/bash-completion/completions/qvctl",
 }
+# What `systemd-analyze security` gives the unit, in tenths: the agent is root, sets the clock,
+# mounts, flashes and restarts, and 5.9 is what is left without that.
+EXPOSURE_MAX = 60
 
 
 def run(*command):
@@ -52,6 +55,17 @@ def make_root(package):
     (DATABASE / "status").write_text(run("dpkg-query", "--show", f"--showformat={form}", *needed))
 
 
+def examine_unit():
+    """Without a systemd that runs: what it would make of the file, with the agent where it is."""
+    text = (ROOT / "usr/lib/systemd/system/qvagent.service").read_text()
+    unit = pathlib.Path("/tmp/unit/qvagent.service")
+    unit.parent.mkdir()
+    unit.write_text(text.replace("ExecStart=/", f"ExecStart={ROOT}/"))
+    complaints = run("systemd-analyze", "verify", "--man=no", unit)
+    assert not complaints, complaints
+    run("systemd-analyze", "security", "--offline=yes", f"--threshold={EXPOSURE_MAX}", unit)
+
+
 def serve_a_controller():
     broker = harness.Broker().start()
     wifi_manager = harness.WifiManager()
@@ -74,6 +88,7 @@ def main():
     dpkg("--install", package)
     installed = files() - before
     assert INSTALLED <= installed, INSTALLED - installed
+    examine_unit()
     harness.AGENT[:] = [str(ROOT / "usr/sbin/qvagent")]
     serve_a_controller()
     dpkg("--remove", "qvagent")

@@ -53,8 +53,9 @@ def test_passwords(controller, agent, device_tools):
 
 
 def test_clock_and_wifi(controller, agent, device_tools):
-    # The command, and what it says in the device's own time zone.
-    clocks = [1700000000999, "1700000000999", -1500, 4102444800000]
+    # The command, and what it says in the device's own time zone. Seconds of 31 bits end in 2038,
+    # those of 32 in 2106.
+    clocks = [1700000000999, "1700000000999", -1500, 2147483648000, 4102444800000, 32503680000000]
     refused = [None, "soon", True, 253402400000000, -(1 << 63)]
     set_tool("date", 1)
     for timestamp in clocks + refused:

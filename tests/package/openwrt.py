@@ -1,0 +1,111 @@
+#!/usr/bin/python3
+"""Plays the parts of an OpenWrt build and of its procd for the package in packaging/openwrt:
+prepares, configures and installs it with a make that speaks the build system's words, and starts
+the init script with an rc.common that writes down what procd is told."""
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+
+HERE = pathlib.Path(__file__).resolve().parent
+PROJECT = HERE.parents[1]
+PACKAGE = PROJECT / "packaging/openwrt"
+
+# The init script as procd gets to know it. What procd_set_param is told stands below its name.
+RC_COMMON = r"""
+procd_open_instance() { echo "open $*"; }
+procd_set_param() { echo "$*"; }
+procd_append_param() { echo "append $*"; }
+procd_close_instance() { echo "close $*"; }
+. "$1"
+start_service
+echo "START=$START STOP=$STOP USE_PROCD=$USE_PROCD"
+"""
+# Started late, again after 5 s without end, both outputs to the system log, no environment, and
+# time enough to end when a firmware tool is under way.
+TOLD = [
+    "open",
+    "command /usr/sbin/qvagent",
+    "respawn 3600 5 0",
+    "stdout 1",
+    "stderr 1",
+    "term_timeout 300",
+    "close",
+    "START=99 STOP=10 USE_PROCD=1",
+]
+# The packages that bring what src/CMakeLists.txt links.
+DEPENDS = {"libmosquitto-nossl", "libjson-c", "libstdcpp", "libpthread", "libzendry-common"}
+
+
+def run(*command, **options):
+    done = subprocess.run(
+        [str(word) for word in command],
+        stdout=subprocess.PIPE,
+        stderr=subprocess.STDOUT,
+        text=True,
+        **options,
+    )
+    assert done.returncode == 0, f"{command}: {done.stdout}"
+    return done.stdout
+
+
+def check_init_script(script):
+    assert script.read_text().startswith("#!/bin/sh /etc/rc.common\n")
+    told = run("sh", "-eu", "-c", RC_COMMON, "rc.common", script)
+    assert [line.strip() for line in told.splitlines()] == TOLD, told
+
+
+def check_makefile(top):
+    def make(target):
+        return run("make", "-C", PACKAGE, f"TOPDIR={top}", target)
+
+    for name in ("rules.mk", "include"):
+        copy = shutil.copytree if (HERE / "openwrt" / name).is_dir() else shutil.copy
+        copy(HERE / "openwrt" / name, top / name)
+    shown = make("show")
+    version = re.search(r"^project\(qvagent VERSION (\S+)", (PROJECT / "CMakeLists.txt").read_text(), re.M)
+    assert f"PKG_VERSION={version[1]}\n" in shown, shown
+    assert set(re.search(r"DEPENDS:=(.*)", shown)[1].replace("+", "").split()) == DEPENDS, shown
+    build, files = (
+        pathlib.Path(re.search(rf"^{name}=(.*)", shown, re.M)[1])
+        for name in ("PKG_BUILD_DIR", "PKG_INSTALL_DIR")
+    )
+    make("prepare")
+    make("configure")
+    check_configuration(build / "objects", top)
+    (files / "usr/sbin").mkdir(parents=True)
+    (files / "usr/sbin/qvagent").write_text("the agent")
+    make("install")
+    check_installed(top / "root")
+
+
+def check_configuration(objects, top):
+    """The maker's library in the stand-in's place, and nothing to build that a device does not
+    need."""
+    library = str(top / "staging/usr/lib/libzendry_common.so")
+    ninja = (objects / "build.ninja").read_text()
+    link = re.search(r"^build qvagent: .*?\n\n", ninja, re.M | re.S)[0]
+    assert library in link, link
+    targets = set(re.findall(r"^build (\w+): phony", ninja, re.M))
+    assert "qvagent" in ninja and not targets & {"qvctl", "unit_tests", "wifi_manager_sim"}, targets
+    assert "zendry_common_standin" not in ninja
+
+
+def check_installed(root):
+    installed = {str(path.relative_to(root)) for path in root.rglob("*") if path.is_file()}
+    assert installed == {"usr/sbin/qvagent", "etc/init.d/qvagent"}, installed
+    script = root / "etc/init.d/qvagent"
+    assert script.read_bytes() == (PACKAGE / "files/qvagent.init").read_bytes()
+    assert all((root / name).stat().st_mode & 0o777 == 0o755 for name in installed)
+
+
+def main():
+    check_init_script(PACKAGE / "files/qvagent.init")
+    with tempfile.TemporaryDirectory() as folder:
+        check_makefile(pathlib.Path(folder))
+
+
+if __name__ == "__main__":
+    sys.exit(main())

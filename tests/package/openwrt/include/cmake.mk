@@ -1,0 +1,1 @@
+# See rules.mk.
