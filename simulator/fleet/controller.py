@@ -45,6 +45,7 @@ class Controller:
         self.traffic = collections.defaultdict(Traffic)  # by report type
         self.question = ASK_SYSTEM_STATS
         self.strangers = set()
+        self.heard = set()  # (mac, type, timestamp) of every report
         self._changed = threading.Condition()
         self._ready = threading.Event()
         version = getattr(mqtt, "CallbackAPIVersion", None)
@@ -73,6 +74,7 @@ class Controller:
         report = json.loads(message.payload)
         with self._changed:
             kind, mac = report["type"], report["macaddr"]
+            self.heard.add((mac, kind, report["timestamp"]))
             self.traffic[kind].messages += 1
             self.traffic[kind].payload += len(message.payload)
             device = self.devices.get(mac)

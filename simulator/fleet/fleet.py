@@ -13,10 +13,13 @@ import time
 import access_points
 import documents
 from access_points import AccessPoint
-from controller import ASK_RADIO_STATS, DISCOVERY, SYSTEM_STATS, Controller, Unmet
+from cluster import Cluster
+from controller import (ASK_RADIO_STATS, DISCOVERY, REPORT_TOPIC, SYSTEM_STATS, Controller,
+                        Unmet)
 from one_broker import OneBroker
 
-PERIOD_S = 10  # of system statistics
+PERIOD_S, ANNOUNCE_PERIOD_S = 10, 5  # of system statistics, and until a controller speaks
+PUBLISH_HEADER = 5 + len(REPORT_TOPIC)  # of a message of 128 bytes to 16 KiB, in bytes
 GAP_LIMIT_S = 12
 ANSWER_LIMIT_S = 15
 
@@ -33,12 +36,17 @@ class Fleet:
         self.figures = {}  # what was measured, as rows of a table
 
     def row(self, phase, name, text):
-        self.figures[name] = text
+        self.figures[name] = str(text)
         say(phase, f"{name}: {text}")
+
+    def rows(self, phase, pairs):
+        for name, text in pairs:
+            self.row(phase, name, text)
 
     def start(self):
         access_points.set_up_network(self.points)
         self.broker.start()
+        self.rows("broker", self.broker.measure())
         self.controller.connect(self.broker.host)
         begin = time.monotonic()
         access_points.start(self.points, self.broker.host, self.controller)
@@ -126,14 +134,25 @@ class Fleet:
         if self.controller.strangers:
             raise Unmet(f"strangers speak: {sorted(self.controller.strangers)}")
 
+    def load_rows(self):
+        """What 10,000 such devices would send."""
+        for name, kind, period in (("announcements", DISCOVERY, ANNOUNCE_PERIOD_S),
+                                   ("system statistics", SYSTEM_STATS, PERIOD_S)):
+            size, rate = self.controller.traffic[kind].mean(), 10000 / period
+            self.row("end", f"{name} of 10,000 devices",
+                     f"{size} bytes each, {size + PUBLISH_HEADER} as MQTT; {rate:.0f} messages, "
+                     f"{rate * (size + PUBLISH_HEADER) / 1000:.0f} kB per second")
+
     def finish(self):
-        for name, kind in (("announcement", DISCOVERY), ("system statistics", SYSTEM_STATS)):
-            self.row("end", f"mean size of {name}", f"{self.controller.traffic[kind].mean()} bytes")
+        self.load_rows()
+        self.rows("end", self.broker.compare(set(self.controller.heard)))
         self.check_alive()
+        self.controller.close()
         failed = access_points.stop(self.points)
         if failed:
             raise Unmet(f"{len(failed)} agents did not end well, {failed[0].mac}: "
                         f"{failed[0].log_end()}")
+        self.rows("end", self.broker.measure_crowd())
 
     def run(self, seconds):
         self.start()
@@ -154,20 +173,23 @@ def main():
     parser = argparse.ArgumentParser(prog="fleet", description=__doc__)
     parser.add_argument("devices", type=int, metavar="N", help="number of access points")
     parser.add_argument("minutes", type=float, nargs="?", default=5, help="default: 5")
+    parser.add_argument("--cluster", action="store_true",
+                        help="around three RabbitMQ nodes, of which one is killed")
     parser.add_argument("--document", type=pathlib.Path, metavar="FILE",
                         help="write the figures into this page")
     arguments = parser.parse_args()
     if not 1 <= arguments.devices <= access_points.LIMIT:
         parser.error(f"1 to {access_points.LIMIT} devices")
 
-    fleet = Fleet(arguments.devices, OneBroker())
+    fleet = Fleet(arguments.devices, Cluster() if arguments.cluster else OneBroker())
     try:
         fleet.run(60 * arguments.minutes)
     except Unmet as unmet:
         print(f"fleet: failed: {unmet}", file=sys.stderr, flush=True)
         return 1
     if arguments.document:
-        command = f"scripts/fleet {arguments.devices} {arguments.minutes:g}"
+        option = "--cluster " if arguments.cluster else ""
+        command = f"scripts/fleet {option}{arguments.devices} {arguments.minutes:g}"
         documents.write(arguments.document, command, fleet.figures)
     print("fleet: all demands met", flush=True)
     return 0
