@@ -1,7 +1,9 @@
 """The controller of a fleet: hears every device, asks those that speak, and keeps when each spoke.
 
-After connect() and after each new_round() a device that speaks is asked one question, again with
-each word until it answers.
+In each round, from connect() or new_round() on, a device that speaks is asked one question, again
+with each word until it answers. After a session of its own was lost the controller also asks all
+that it knows: it cannot tell what it missed. An announcement is always answered, as a device that
+announces itself reports nothing until it is spoken to.
 """
 import collections
 import dataclasses
@@ -49,11 +51,11 @@ class Controller:
         self._changed = threading.Condition()
         self._ready = threading.Event()
         version = getattr(mqtt, "CallbackAPIVersion", None)
-        # Without an identifier of its own: RabbitMQ 3.10 keeps the next session under the same one
-        # waiting for ten seconds when the last was on a node that is gone.
+        # Without an identifier of its own: a cluster need not settle then what became of the last
+        # session under the same one, on a node that is gone.
         self._client = mqtt.Client(*([version.VERSION1] if version else []))
         self._client.on_connect = lambda client, *_: client.subscribe(REPORT_TOPIC)
-        self._client.on_subscribe = lambda *_: self._ready.set()
+        self._client.on_subscribe = lambda *_: self._begin_session()
         self._client.on_disconnect = lambda *_: self._ready.clear()
         self._client.on_message = lambda _client, _data, message: self._hear(message)
         self._client.reconnect_delay_set(1, 1)
@@ -69,6 +71,13 @@ class Controller:
         self._client.loop_stop()
         self._client.disconnect()
 
+    def _begin_session(self):
+        self._ready.set()
+        with self._changed:
+            for mac, device in self.devices.items():
+                if device.announcements and device.answered is None:
+                    self._ask(mac, device)
+
     def _hear(self, message):
         now = time.monotonic()
         report = json.loads(message.payload)
@@ -82,9 +91,8 @@ class Controller:
                 self.strangers.add(mac)
                 return
             self._note(device, kind, now)
-            if device.answered is None:
-                device.asked = device.asked or now
-                self._ask(mac)
+            if kind == DISCOVERY or device.answered is None:
+                self._ask(mac, device)
             self._changed.notify_all()
 
     def _note(self, device, kind, now):
@@ -95,7 +103,8 @@ class Controller:
         if kind == self.question[1] and device.asked is not None and device.answered is None:
             device.answered = now
 
-    def _ask(self, mac):
+    def _ask(self, mac, device):
+        device.asked = device.asked or time.monotonic()
         command = {"type": self.question[0], "timestamp": int(time.time() * 1000)}
         self._client.publish(f"qv/device_{mac}", json.dumps(command))
 

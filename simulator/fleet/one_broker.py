@@ -48,8 +48,6 @@ class OneBroker:
     def measure(self):
         return ()
 
-    measure_crowd = measure
-
     def compare(self, _heard):
         return ()
 
