@@ -127,7 +127,7 @@ def queue_up(agent, controller, count):
     for first in range(0, count, BATCH):
         before = agent.cpu_us()
         for number in range(first, first + BATCH):
-            controller.send(b'{"type":1000,"timestamp":%d}' % number, valid=None)
+            controller.publish(programs.TOPIC, b'{"type":1000,"timestamp":%d}' % number)
         wanted = b"hdr.type: 1000, hdr.ts: %d\n" % (first + BATCH - 1)
         harness.poll(lambda: tail_has(wanted), 60, f"command {first + BATCH - 1}")
         time.sleep(0.01)

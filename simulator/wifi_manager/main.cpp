@@ -1,198 +1,18 @@
 // Plays the wifi manager of a simulated access point: keeps the state of an access point in
 // memory, answers read messages from it and changes it on apply messages.
-//
-// One thread serves all connections; a request that is left unanswered holds up nobody else.
 
 #include "access_point.h"
-#include "faults.h"
-#include "messages.h"
+#include "server.h"
 #include "state_json.h"
-#include "statistics.h"
 
 #include <CLI/CLI.hpp>
 
-#include <algorithm>
-#include <array>
-#include <cerrno>
-#include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <exception>
-#include <optional>
-#include <span>
 #include <string>
-#include <utility>
-#include <vector>
-
-#include <poll.h>
-#include <sys/signalfd.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 namespace {
-
-constexpr size_t MAX_PACKET = 65536; // above every request
-constexpr uint8_t REFUSED = 0;       // identifier of the reply to a refused request
-
-using Clock = std::chrono::steady_clock;
-
-/// The access point as it stood at some time, and how it is shown to others.
-struct Simulation {
-    AccessPoint ap;
-    Clock::time_point since = Clock::now();
-    bool still = false; ///< no time passes
-    std::string control_file;
-    std::string state_file; ///< written after every change
-};
-
-AccessPoint now_of(const Simulation& simulation) {
-    using std::chrono::milliseconds;
-    const auto passed = std::chrono::duration_cast<milliseconds>(Clock::now() - simulation.since);
-    return qv_access_point_at(simulation.ap, simulation.still ? milliseconds(0) : passed);
-}
-
-void save(const Simulation& simulation) {
-    if (!qv_save_state(now_of(simulation), simulation.state_file)) {
-        std::printf("state not written to %s\n", simulation.state_file.c_str());
-    }
-}
-
-/// Appends the reply's record or changes the state. Returns why the request is refused, or none.
-const char* handle(Simulation& simulation, uint8_t id, Bytes payload, Reply& reply) {
-    const Message* const message = qv_find_message(id);
-    if (message == nullptr) {
-        return "unknown message";
-    }
-    if (message->request_size != ANY_SIZE && message->request_size != payload.size()) {
-        return "payload of another size";
-    }
-    if (message->read != nullptr) {
-        message->read(now_of(simulation), payload, reply);
-        return nullptr;
-    }
-    const char* const refusal = message->apply(simulation.ap, payload);
-    if (refusal == nullptr) {
-        save(simulation);
-    }
-    return refusal;
-}
-
-/// Returns the reply to a request, or none when the connection is to be closed instead.
-std::optional<Reply> answer(Simulation& simulation, Bytes request, Fault fault) {
-    WifiMgrMsg header;
-    if (request.size() < sizeof header) {
-        std::printf("request of %zu bytes has no header\n", request.size());
-        return std::nullopt;
-    }
-    std::memcpy(&header, request.data(), sizeof header);
-    const Bytes payload = request.subspan(sizeof header);
-    std::printf("request module=%u id=%u length=%u\n", header.module, header.msg_id, header.length);
-    if (header.length != payload.size()) {
-        std::printf("request carries %zu payload bytes\n", payload.size());
-        return std::nullopt;
-    }
-    Reply reply(sizeof header);
-    const char* const refusal =
-        qv_ignores_request(fault) ? "told to" : handle(simulation, header.msg_id, payload, reply);
-    if (refusal != nullptr) {
-        std::printf("refused id=%u: %s\n", header.msg_id, refusal);
-        header.msg_id = REFUSED;
-    }
-    header.length = static_cast<uint32_t>(reply.size() - sizeof header);
-    std::memcpy(reply.data(), &header, sizeof header);
-    qv_spoil_reply(reply, fault);
-    return reply;
-}
-
-class Descriptor {
-public:
-    explicit Descriptor(int fd) : fd_(fd) {}
-    ~Descriptor() {
-        if (fd_ >= 0) {
-            close(fd_);
-        }
-    }
-    Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-    Descriptor& operator=(Descriptor&& other) noexcept {
-        std::swap(fd_, other.fd_);
-        return *this;
-    }
-    int get() const {
-        return fd_;
-    }
-
-private:
-    int fd_;
-};
-
-/// Serves what is readable on a connection. Returns false when it is to be closed.
-bool serve(const Descriptor& connection, Simulation& simulation) {
-    static std::array<std::byte, MAX_PACKET> packet;
-    const ssize_t size = recv(connection.get(), packet.data(), packet.size(), 0);
-    if (size <= 0) {
-        return false;
-    }
-    const Bytes request = std::span(packet).first(static_cast<size_t>(size));
-    const uint8_t id = request.size() > 1 ? std::to_integer<uint8_t>(request[1]) : uint8_t{0};
-    const Fault fault = qv_find_fault(simulation.control_file, id);
-    const std::optional<Reply> reply = answer(simulation, request, fault);
-    if (!reply || fault == Fault::closes) {
-        return false;
-    }
-    return fault == Fault::silent ||
-           send(connection.get(), reply->data(), reply->size(), MSG_NOSIGNAL) >= 0;
-}
-
-Descriptor listen_at(const std::string& path) {
-    Descriptor listener(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (path.size() >= sizeof address.sun_path) {
-        errno = ENAMETOOLONG;
-        return Descriptor(-1);
-    }
-    std::copy(path.begin(), path.end(), address.sun_path);
-    unlink(path.c_str());
-    const auto* const generic = reinterpret_cast<const sockaddr*>(&address);
-    if (bind(listener.get(), generic, sizeof address) != 0 || listen(listener.get(), 64) != 0) {
-        return Descriptor(-1);
-    }
-    return listener;
-}
-
-/// A descriptor that becomes readable on SIGTERM and SIGINT.
-Descriptor watch_for_stop() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGTERM);
-    sigaddset(&signals, SIGINT);
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
-    return Descriptor(signalfd(-1, &signals, SFD_CLOEXEC));
-}
-
-void run(const Descriptor& listener, const Descriptor& stop, Simulation& simulation) {
-    std::vector<Descriptor> connections;
-    for (;;) {
-        std::vector<pollfd> watched = {{stop.get(), POLLIN, 0}, {listener.get(), POLLIN, 0}};
-        for (const Descriptor& connection : connections) {
-            watched.push_back({connection.get(), POLLIN, 0});
-        }
-        if (poll(watched.data(), watched.size(), -1) < 0 || watched[0].revents != 0) {
-            return;
-        }
-        for (size_t i = connections.size(); i-- > 0;) {
-            if (watched[i + 2].revents != 0 && !serve(connections[i], simulation)) {
-                connections.erase(connections.begin() + static_cast<ptrdiff_t>(i));
-            }
-        }
-        if (watched[1].revents != 0) {
-            connections.emplace_back(accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
-        }
-    }
-}
 
 std::string from_environment(const char* name, const char* fallback) {
     const char* const value = std::getenv(name);
@@ -246,7 +66,7 @@ bool set_up(Simulation& simulation, const Options& options) {
             return false;
         }
     }
-    save(simulation);
+    qv_save_simulation(simulation);
     return true;
 }
 
@@ -260,14 +80,10 @@ int serve_until_stopped(int argc, char** argv) {
     if (!set_up(simulation, options)) {
         return EXIT_FAILURE;
     }
-    const Descriptor stop = watch_for_stop();
-    const Descriptor listener = listen_at(options.socket);
-    if (stop.get() < 0 || listener.get() < 0) {
+    if (!qv_serve(simulation, options.socket)) {
         std::perror(options.socket.c_str());
         return EXIT_FAILURE;
     }
-    run(listener, stop, simulation);
-    unlink(options.socket.c_str());
     return EXIT_SUCCESS;
 }
 

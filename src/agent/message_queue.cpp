@@ -46,8 +46,8 @@ void msg_queue_push(MsgQueue& queue, ControllerMsgPtr message) {
         count = ++queue.count;
         queue.longest = std::max(queue.longest, count);
     }
-    sem_post(&queue.semaphore);
     printf("msg_queue_push: %d\n", count);
+    sem_post(&queue.semaphore); // the popping thread would wait for the log otherwise
 }
 
 namespace {

@@ -17,6 +17,9 @@ bool hand_over(mosquitto* client, std::string_view report) {
 } // namespace
 
 void qv_mqtt_go_live(MqttSession& session) {
+    if (session.live) { // and nothing waits
+        return;
+    }
     const std::lock_guard guard(session.lock);
     session.live = true;
     while (session.live && !session.waiting.empty()) {

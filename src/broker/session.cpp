@@ -274,8 +274,7 @@ void handle_inbox(AgentContext& context) {
     }
 }
 
-bool to_be_left(MqttSession& session) {
-    const std::lock_guard guard(session.lock);
+bool to_be_left(const MqttSession& session) {
     return session.closing || session.reconnect_asked;
 }
 

@@ -25,13 +25,15 @@ struct MqttSession {
     /// 1 from a successful connect call to the report of a lost connection.
     std::atomic<int32_t> mqtt_connected{0};
 
-    std::mutex lock;                 ///< guards what follows up to `waiting`
-    std::condition_variable changed; ///< a connection was made, or the agent stops
-    bool reconnect_asked = false;    ///< by the connect step
-    bool closing = false;            ///< the agent has nothing more to say
-    uint32_t connections = 0;        ///< successful connect calls so far
-    bool live = false;               ///< the broker accepted the session and nothing blocks it
-    ReportStore waiting;             ///< reports published while not live, in order
+    /// Guards what follows up to `waiting`. The network thread looks at the marks without it, once
+    /// in every turn: a publisher that has just woken it still holds the lock.
+    std::mutex lock;
+    std::condition_variable changed;          ///< a connection was made, or the agent stops
+    std::atomic<bool> reconnect_asked{false}; ///< by the connect step
+    std::atomic<bool> closing{false};         ///< the agent has nothing more to say
+    std::atomic<bool> live{false};            ///< broker accepted the session, nothing blocks it
+    uint32_t connections = 0;                 ///< successful connect calls so far
+    ReportStore waiting;                      ///< reports published while not live, in order
 
     /// The network thread's own.
     struct {

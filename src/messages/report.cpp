@@ -100,9 +100,10 @@ JsonPtr new_report(AgentContext& context, const ReportKind& row, int32_t argumen
 
 /// Copies the report's text out; a report that could not be built leaves everything as it was.
 void store_text(const JsonPtr& report, ReportBuffer& buffer, uint32_t& length) {
-    const char* const text = qv_json_to_string(report.get());
-    if (text != nullptr && buffer.assign(text)) {
-        length = static_cast<uint32_t>(strlen(text));
+    const char* const printed = qv_json_to_string(report.get());
+    const std::string_view text = printed == nullptr ? std::string_view() : printed;
+    if (!text.empty() && buffer.assign(text)) {
+        length = static_cast<uint32_t>(text.size());
     }
 }
 
