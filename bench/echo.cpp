@@ -9,6 +9,7 @@
 #include "wifimgr/messages.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <mosquitto.h>
@@ -46,7 +47,11 @@ void exchange_and_answer(Echo& echo) {
     static std::array<std::byte, 27000> reply;
     for (;;) {
         echo.commands.acquire();
-        qv_ctrl_send_wifi_mgr_msg(&request, sizeof request, reply.data(), reply.size());
+        if (qv_ctrl_send_wifi_mgr_msg(&request, sizeof request, reply.data(), reply.size()) != 0 ||
+            std::to_integer<uint8_t>(reply[offsetof(WifiMgrMsg, msg_id)]) != echo.message) {
+            fputs("bench_echo: the wifi manager does not answer\n", stderr);
+            exit(1);
+        }
         answer(echo);
     }
 }

@@ -54,6 +54,10 @@ class Agent(Program):
     def __init__(self, *wrapper):
         super().__init__([*wrapper, *harness.AGENT])
 
+    def close(self):
+        super().close()
+        assert self.process.returncode == 0, f"agent ended with {self.process.returncode}"
+
     def settle(self):
         """Until the agent has begun to report by itself: for OWN_REPORT_S it then sends nothing
         but answers."""
@@ -74,14 +78,15 @@ class WifiManager(harness.WifiManager):
         return self
 
 
-def client(mode, command, count, at_once):
+def client(mode, command, count, at_once, cpu_us=lambda: 0):
     """One measurement, again when a report that the agent sent by itself has spoilt it."""
     program = str(harness.BUILD_DIR / "bench_client")
     for _ in range(5):
         words = [program, mode, TOPIC, str(command), str(count), str(at_once)]
+        before = cpu_us()
         result = json.loads(subprocess.run(words, stdout=subprocess.PIPE, check=True).stdout)
         if result["unasked"] == 0:
-            return result
+            return {**result, "cpu_us": (cpu_us() - before) / count}
     raise harness.Deadline(f"unasked reports in every measurement of {command}")
 
 

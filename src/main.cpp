@@ -68,8 +68,8 @@ void stop_threads(AgentContext& context) {
 
 int main() {
     qv_settle_heap();
-    // A log reader sees each line when it happens, also through a pipe, and the longest report in
-    // one piece. Pages that no line has reached take no memory.
+    // A log reader sees each line when it happens, also through a pipe, and a report of some 60 KB
+    // in one piece. Pages that no line has reached take no memory.
     static char log_line[64 * 1024];
     setvbuf(stdout, log_line, _IOLBF, sizeof log_line);
 

@@ -11,7 +11,8 @@
 struct RecordField;
 
 /// Appends records of `entry_size` bytes each to the array, as one element that prints as all of
-/// them, to the last character what the objects that qv_record_to_json fills would print as.
+/// them, to the last character what the objects that qv_record_to_json fills would print as in
+/// json-c's default form. The element can only be printed, not counted or looked into.
 /// (Objects are built member by member, printed once and taken apart again: for a list of hundreds
 /// of records that costs more than everything else in a report.) Returns the number of records;
 /// ends early when memory is out.

@@ -1,4 +1,4 @@
-// How the C library's heap deals with large reports. Where it has no such settings, it needs none.
+// How glibc's heap deals with large blocks and long queues; with musl these do nothing.
 #ifndef QV_PLATFORM_HEAP_H
 #define QV_PLATFORM_HEAP_H
 
@@ -7,7 +7,8 @@
 /// blocks of the next report, because another thread frees it when it is sent.
 void qv_settle_heap();
 
-/// Gives pages that hold nothing any more back to the system. Takes some 0.1 ms.
+/// Gives pages that hold nothing any more back to the system, malloc_trim(3). Walks the whole
+/// heap.
 void qv_trim_heap();
 
 #endif

@@ -22,6 +22,7 @@ constexpr RecordField RADIO_FIELDS[] = {
     {"hwmode", text, QV_RECORD_MEMBER(RadioEntry, hwmode)},
     {"htmode", text, QV_RECORD_MEMBER(RadioEntry, htmode)},
 };
+static_assert(qv_fields_fit(RADIO_FIELDS, sizeof(RadioEntry)));
 
 } // namespace
 

@@ -243,8 +243,13 @@ TEST_F(MessagesTest, MacText) {
     EXPECT_EQ(qv_mac_to_string(text, 64, nullptr), -1);
     EXPECT_EQ(qv_mac_to_string(text, 0, mac), -1);
     EXPECT_STREQ(text, "before");
-    EXPECT_EQ(qv_mac_to_string(text, 64, mac), 17);
-    EXPECT_STREQ(text, "0a:1b:2c:3d:4e:5f");
+    const std::string whole = "0a:1b:2c:3d:4e:5f";
+    for (const uint32_t capacity : {64U, 18U, 17U, 1U}) {
+        memset(text, 'x', sizeof text);
+        EXPECT_EQ(qv_mac_to_string(text, capacity, mac), 17);
+        EXPECT_EQ(text, whole.substr(0, capacity - 1));
+        EXPECT_EQ(text[std::min(capacity, 18U)], 'x');
+    }
 }
 
 namespace {
