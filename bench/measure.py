@@ -215,8 +215,7 @@ def one_start_each(plan, sizes, wifi_manager):
         with Floor(sizes[case.name]) as floor:
             result["floor"][case.name] = under_load(floor, case, plan)
         with Floor(sizes[case.name], case.message) as floor:
-            floor.settle()
-            result["handing on"][case.name] = {"sequential": sequential(floor, case, plan)}
+            result["handing on"][case.name] = under_load(floor, case, plan)
         with Agent() as agent:
             result["agent"][case.name] = under_load(agent, case, plan)
         wifi_manager.stop()
