@@ -156,6 +156,7 @@ int main(int argc, char** argv) {
     // A report that nobody asked for makes every time behind it that of another command.
     turn_for(controller, QUIET);
     const uint64_t asked = in_rounds ? count * at_once : count;
+    mosquitto_destroy(controller.client);
     printf(R"(, "bytes": %d, "unasked": %llu})"
            "\n",
            controller.bytes, static_cast<unsigned long long>(controller.received - asked));
