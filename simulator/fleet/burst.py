@@ -40,7 +40,7 @@ CONNACK, SUBACK = (0x20, 4), (0x90, 5)
 async def expect(reader, answer, limit):
     kind, length = answer
     reply = await asyncio.wait_for(reader.readexactly(length), limit)
-    if reply[0] != kind or reply[-1] >= 0x80:
+    if reply[0] != kind or reply[-1] != 0:  # the return code, or the QoS granted
         raise ConnectionError(f"refused: {reply.hex()}")
 
 

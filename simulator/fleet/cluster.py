@@ -23,8 +23,6 @@ NODES = {f"mq{number}": access_points.at_number(0xFF10 + number) for number in (
 START_LIMIT_S = 240
 # rabbit@mq1.log says of each new session: which process, from where, to where, and its identifier.
 SESSION = re.compile(r"accepting MQTT connection \S+ \(([0-9.]+):\d+ -> ")
-
-
 # Devices that come at once, more than the nodes take before agents give up; and how many sessions,
 # and how many of them at a time, show what the nodes take.
 CROWD, CALM, GENTLY = 4000, 500, 60
@@ -173,13 +171,16 @@ class Cluster:
     def compare(self, heard):
         yield "reports at two controllers that share a queue", self.reports.compare(heard)
 
-    def outage(self, points):
-        victim = next(node for node in self.nodes
-                      if self.host in node.sessions())
+    def kill(self, points):
+        """Returns how many new sessions each access point, by address, is to make after it."""
+        victim = next(node for node in self.nodes if self.host in node.sessions())
         lost = self._sessions_of([victim])
         self._before = self._sessions_of(self.nodes)
         victim.cut_and_kill()
         return {point.address: lost[point.address] for point in points}
+
+    def restore(self):
+        """Nothing: the two nodes that are left do without the third."""
 
     @staticmethod
     def _sessions_of(nodes):

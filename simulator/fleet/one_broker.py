@@ -51,14 +51,16 @@ class OneBroker:
     def compare(self, _heard):
         return ()
 
-    def outage(self, points):
+    def kill(self, points):
         """Returns how many new sessions each access point, by address, is to make after it."""
         self.process.kill()
         self.process.wait()
         self._log_mark = len(self.log.read_text())
+        return {point.address: 1 for point in points}
+
+    def restore(self):
         time.sleep(OUTAGE_S)
         self._run()
-        return {point.address: 1 for point in points}
 
     def connects(self):
         """Connections and sessions by address: the greater number of both, since the outage or,

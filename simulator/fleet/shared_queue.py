@@ -10,6 +10,8 @@ from controller import Unmet
 
 QUEUE, EXCHANGE = "reports", "amq.topic"
 ROUTING_KEY = "qv.dev_to_controller"  # the report topic with a dot for every slash
+# Of payload, half an hour of 10,000 devices; then the oldest reports go.
+QUEUE_LIMIT = 1 << 30
 LATE_S = 5  # until what is on its way has arrived
 
 
@@ -31,7 +33,8 @@ class Consumer(threading.Thread):
                 time.sleep(1)
 
     def _consume(self, channel):
-        channel.queue_declare(QUEUE, durable=True, arguments={"x-queue-type": "quorum"})
+        channel.queue_declare(QUEUE, durable=True, arguments={"x-queue-type": "quorum",
+                                                              "x-max-length-bytes": QUEUE_LIMIT})
         channel.queue_bind(QUEUE, EXCHANGE, ROUTING_KEY)
         channel.basic_qos(prefetch_count=20)
         self.ready.set()
