@@ -120,8 +120,7 @@ constexpr Verb VERBS[] = {
     {"top",
      "Show devices, radios and stations on one screen; asks them, which ends announcements. Takes "
      "load as percent, uptime as seconds and signals as dBm, whatever the wifi manager means. "
-     "Keys: "
-     "q ends, Tab or n goes to the next device",
+     "Keys: q ends, Tab or n goes to the next device",
      top, define_top},
 };
 
@@ -141,11 +140,10 @@ void add_global_options(CommandLine& line) {
         ->transform(CLI::Validator(lower_case_mac, ""))
         ->type_name("MAC")
         ->envname("QVCTL_DEVICE");
-    app.add_option(
-           "--timeout", options.timeout,
-           "Seconds until an answer must be there. It takes the place of --listen for "
-           "devices, counts from the last status for upgrade and flash, and ends watch; set "
-           "lan and set wan may wait 30 s more for the device's new session")
+    app.add_option("--timeout", options.timeout,
+                   "Seconds until an answer must be there. It takes the place of --listen for "
+                   "devices, counts from the last status for upgrade and flash, and ends watch; "
+                   "set lan and set wan may wait 30 s more for a new session of the device")
         ->type_name("SECONDS")
         ->check(duration);
     app.add_option("--listen", options.listen,

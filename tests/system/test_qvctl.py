@@ -4,6 +4,7 @@ import json
 import os
 import pty
 import re
+import shutil
 import subprocess
 import termios
 import threading
@@ -308,6 +309,10 @@ def test_upgrades(pretend):
         assert (got[0], statuses) == (status, shown), got
         assert said in got[2]
         device.close()
+    # Below 0 a flash reports how its tool ended, and nothing else.
+    pretend((0, 1015, {"updata_stats": -2}))
+    status, output, _ = qvctl("-d", OTHER, "flash")
+    assert status == REFUSED and "the flashing tool was ended by signal 2\n" in output
 
 
 def test_upgrade_of_an_agent(controller, wifi_manager, agent, images):
@@ -381,6 +386,11 @@ def test_password(controller):
     terminal.wait("Again: ")
     terminal.type("two\n")
     assert terminal.end() == REFUSED
+    for interrupt in (lambda: terminal.type("half\x03"), lambda: terminal.process.terminate()):
+        terminal = Terminal("-d", OTHER, "password")
+        terminal.wait("admin: ")
+        interrupt()
+        assert terminal.end() == REFUSED
     assert len(controller.times(1016)) == 2
 
 
@@ -393,9 +403,11 @@ def test_top(agent, wifi_manager, controller, ending, locale):
     assert terminal.end() == ANSWERED
     assert terminal.seen.startswith("\x1b[?1049h\x1b[?25l")
     terminal.wait(r"\x1b\[\?25h\x1b\[\?1049l$")
-    screens = terminal.seen.split("\x1b[H")[1:]
-    lines = re.sub(r"\x1b\[\??[\d;]*[A-Za-z]", "", screens[-1]).split("\r\n")
-    assert len(lines) <= 24 and max(map(len, lines)) <= 80
+    written = re.findall(r"\x1b\[(\d+);1H(.*?)\x1b\[K", terminal.seen)
+    screen = {int(row): re.sub(r"\x1b\[[\d;]*m", "", line) for row, line in written}
+    lines = [screen[row] for row in sorted(screen)]
+    assert [row for row, _ in written].count("1") == 1  # only lines that differ are written
+    assert max(screen) <= 24 and max(map(len, lines)) <= 80
     assert lines[0].startswith("qvctl top  broker localhost:1883  1 device")
     assert any(("#" if locale == "C" else "█") in line for line in lines)
     assert lines[0].isascii() and (locale != "C" or all(line.isascii() for line in lines))
@@ -405,6 +417,13 @@ def test_watch_and_completion(agent, controller):
     status, output, _ = qvctl("watch", "-n", "1")
     assert status == ANSWERED
     assert re.fullmatch(rf"\d\d:\d\d:\d\d  {MAC}  1000 announcement  1 members\n", output)
+
+    page = qvctl("--generate", "man")[1]
+    assert page.count("Exit status") == 0 and ".SH EXAMPLES" in page
+    if shutil.which("groff"):
+        groff = ["groff", "-man", "-Tascii", "-ww", "-z"]
+        done = subprocess.run(groff, input=page, capture_output=True, text=True, check=True)
+        assert done.stderr == ""
 
     script = qvctl("--generate", "bash-completion")[1]
     for words, offered in (
