@@ -35,6 +35,11 @@ std::string lower_case_md5(std::string& text) {
     return is_sum ? "" : text + " is no MD5 sum of 32 hexadecimal digits";
 }
 
+std::string only_digits(std::string& text) {
+    const bool is_number = !text.empty() && text.find_first_not_of("0123456789") == text.npos;
+    return is_number ? "" : text + " is no number of digits only";
+}
+
 void add_flashing_flags(CLI::App& verb, Arguments& arguments) {
     verb.add_flag("--save-config", arguments.save_config, "Keep the device's configuration");
     verb.add_flag("--reboot", arguments.reboot, "Restart the device after updata_rootfs.sh");
@@ -112,13 +117,17 @@ constexpr Verb VERBS[] = {
     {"flash", "Flash the image that an earlier upgrade left on the device", flash,
      add_flashing_flags},
     {"watch", "Show reports as they come", watch, define_watch},
-    {"top", "Show devices, radios and stations on one screen; asks them, which ends announcements",
+    {"top",
+     "Show devices, radios and stations on one screen; asks them, which ends announcements. Takes "
+     "load as percent, uptime as seconds and signals as dBm, whatever the wifi manager means. "
+     "Keys: q ends, Tab or n goes to the next device",
      top, define_top},
 };
 
 void add_global_options(CommandLine& line) {
     CLI::App& app = line.app;
     Options& options = line.options;
+    const CLI::Range duration(0.001, 86400.0, "SECONDS");
     app.add_option("-h,--host", options.host, "Host of the broker")
         ->type_name("HOST")
         ->capture_default_str();
@@ -131,14 +140,17 @@ void add_global_options(CommandLine& line) {
         ->transform(CLI::Validator(lower_case_mac, ""))
         ->type_name("MAC")
         ->envname("QVCTL_DEVICE");
-    app.add_option("--timeout", options.timeout, "Seconds until an answer must be there")
+    app.add_option("--timeout", options.timeout,
+                   "Seconds until an answer must be there. It takes the place of --listen for "
+                   "devices, counts from the last status for upgrade and flash, and ends watch; "
+                   "set lan and set wan may wait 30 s more for a new session of the device")
         ->type_name("SECONDS")
-        ->check(CLI::PositiveNumber);
+        ->check(duration);
     app.add_option("--listen", options.listen,
                    "Seconds in which every device must have spoken; a device that runs reports "
-                   "every ten seconds")
+                   "every ten seconds, but not while it upgrades: -d names it then")
         ->type_name("SECONDS")
-        ->check(CLI::PositiveNumber)
+        ->check(duration)
         ->capture_default_str();
     app.add_flag("--json", options.json, "Print reports as JSON, one line each");
     app.add_flag("--no-color", options.no_color, "Print without colours");
@@ -154,9 +166,11 @@ void add_get(CommandLine& line) {
         CLI::App* const what = get_verb->add_subcommand(reading.name, reading.help);
         if (reading.takes_index) {
             what->add_option("INDEX", line.arguments.text, "Index of the wifi interface, usually 0")
-                ->check(CLI::Number);
+                ->check(CLI::Validator(only_digits, ""));
         }
-        what->add_flag("-a,--all", line.arguments.all, "Show every member of a list's entries");
+        if (reading.has_entries) {
+            what->add_flag("-a,--all", line.arguments.all, "Show every member of a list's entries");
+        }
         what->callback([&line, &reading] {
             line.run = [&line, &reading] { return get(line.options, line.arguments, reading); };
         });

@@ -133,12 +133,17 @@ Report ask(Session& session, const std::string& macaddr, json_object* command, i
            double seconds) {
     session.forget();
     session.send(macaddr, command);
-    if (std::optional<Report> report = next_of(session, macaddr, report_type, after(seconds / 2))) {
-        return std::move(*report);
-    }
-    session.send(macaddr, command);
-    if (std::optional<Report> report = next_of(session, macaddr, report_type, after(seconds / 2))) {
-        return std::move(*report);
+    const auto deadline = after(seconds);
+    while (std::optional<Report> report = session.next(deadline)) {
+        if (report->macaddr != macaddr) {
+            continue;
+        }
+        if (report->type == report_type) {
+            return std::move(*report);
+        }
+        if (report->type == DISCOVERY) {
+            session.send(macaddr, command);
+        }
     }
     throw no_report(macaddr, report_type, seconds);
 }

@@ -41,9 +41,13 @@ JsonPtr new_object(const char* key, JsonPtr value);
 /// The next report of that type and device. Throws Failure when there is none in time.
 Report wait_for(Session& session, const std::string& macaddr, int type, double seconds);
 
+/// Seconds until an answer must be there. The wifi manager may take 5 for each request; a change
+/// makes two, and the device's own refresh and another command may stand before it.
+constexpr double ANSWER_TIMEOUT = 25;
+
 /// Sends a command and returns the report that answers it. A command that falls into a
-/// reconnection of the device is lost, so it is sent again after half the time: only for commands
-/// that may be carried out twice.
+/// reconnection of the device is lost, so it is sent again when the device announces itself: only
+/// for commands that may be carried out twice.
 Report ask(Session& session, const std::string& macaddr, json_object* command, int report_type,
            double seconds);
 

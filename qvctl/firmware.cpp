@@ -34,53 +34,66 @@ double progress_of(int status) {
     return 0;
 }
 
+/// What a background job reports first.
+bool begins_background(int status) {
+    return status == UPDATA_ACCEPTED || status < 0;
+}
+
 bool is_end(int status) {
     return status < 0 || progress_of(status) == 1 || progress_of(status) == 0;
 }
 
 /// What the report says of the job, as one line.
-void show(const Report& report, int status, const Options& options, const Style& style) {
+void show(const Report& report, int status, CommandType job, const Options& options,
+          const Style& style) {
     if (options.json) {
         puts(json_line(report).c_str());
     } else {
         const double progress = progress_of(status);
         const Paint paint = progress == 0 ? Paint::bad : Paint::good;
         printf("%s %4d  %s\n", style.paint(paint, style.bar(progress, BAR_COLUMNS)).c_str(), status,
-               upgrade_status_text(status).c_str());
+               upgrade_status_text(status, job).c_str());
     }
     fflush(stdout);
 }
 
-Failure silence(const std::string& device, double seconds, int last) {
+Failure silence(const std::string& device, CommandType job, double seconds, int last) {
     std::string message = "device " + device + ": no word of the job within " +
                           std::to_string(static_cast<long>(seconds)) + " s";
     if (last != 0) {
-        message += "; the last was " + std::to_string(last) + ", " + upgrade_status_text(last);
+        message += "; the last was " + std::to_string(last) + ", " + upgrade_status_text(last, job);
     }
     return {NO_ANSWER, message};
 }
 
-/// Follows a job's statuses to its end.
-ExitStatus follow(Session& session, const std::string& device, const Options& options) {
+/// Follows a job's statuses to its end. The job outlives the device's session with the broker: its
+/// statuses wait for the next one, which begins with an announcement.
+ExitStatus follow(Session& session, const std::string& device, CommandType job,
+                  const Options& options) {
     const Style style = Style::of_output(options);
     const double seconds = options.timeout_or(SILENCE_TIMEOUT);
     int last = 0;
+    bool announced = false;
     for (auto deadline = after(seconds);;) {
         const std::optional<Report> report = session.next(deadline);
         if (!report.has_value()) {
-            throw silence(device, seconds, last);
+            throw silence(device, job, seconds, last);
         }
         if (report->macaddr != device) {
             continue;
         }
-        if (report->type == DISCOVERY && last != 0) {
-            throw Failure(REFUSED, "device " + device +
-                                       ": has connected again before the job's "
-                                       "end, which nothing will report now");
+        if (report->type == DISCOVERY && last != 0 && !announced) {
+            fprintf(stderr, "note: device %s has connected again; its job may still run\n",
+                    device.c_str());
+            announced = true;
         }
         if (report->type == UPGRADE_STATUS) {
-            last = json_object_get_int(report->body());
-            show(*report, last, options, style);
+            const int status = json_object_get_int(report->body());
+            if (job == UPGRADE_IN_BACKGROUND && last == 0 && !begins_background(status)) {
+                throw Failure(REFUSED, "device " + device + ": another upgrade runs");
+            }
+            last = status;
+            show(*report, last, job, options, style);
             if (is_end(last)) {
                 return progress_of(last) == 1 ? ANSWERED : REFUSED;
             }
@@ -94,7 +107,8 @@ ExitStatus run_job(const Options& options, json_object* command) {
     const std::string device = choose_device(session, options);
     session.forget();
     session.send(device, command);
-    return follow(session, device, options);
+    const auto job = static_cast<CommandType>(json_object_get_int(qv_json_member(command, "type")));
+    return follow(session, device, job, options);
 }
 
 } // namespace

@@ -96,6 +96,30 @@ std::string roff_verb(const CommandLine& line, const CLI::App& verb, const std::
     return text;
 }
 
+constexpr const char* END_OF_MAN_PAGE = R"(.SH ENVIRONMENT
+.TP
+.B QVCTL_DEVICE
+The device when no option names one.
+.TP
+.B NO_COLOR
+No colours when it is not empty.
+.TP
+.B TERM
+No colours when it is "dumb".
+.TP
+.BR LC_ALL ", " LC_CTYPE ", " LANG
+The first that is not empty says whether bars and curves are drawn in UTF\-8 or in ASCII.
+.SH EXAMPLES
+.nf
+qvctl devices
+qvctl \-d 02:11:22:33:44:55 get stations
+qvctl \-d 02:11:22:33:44:55 set settings hostname=Garden
+qvctl \-d 02:11:22:33:44:55 \-\-json get lan > lan.json
+qvctl \-d 02:11:22:33:44:55 set lan lan.json
+qvctl \-d 02:11:22:33:44:55 upgrade image.img \-\-md5 SUM \-\-background
+.fi
+)";
+
 // --- Completion ---
 
 /// Pieces of the completion's text, gathered over all verbs.
@@ -186,7 +210,8 @@ void fill_in(std::string& text, const std::string& mark, const std::string& valu
 } // namespace
 
 std::string man_page(const CommandLine& line) {
-    std::string text = ".TH QVCTL 1 \"\" \"qvctl " QV_VERSION "\" \"User Commands\"\n.SH NAME\n"
+    std::string text = ".TH QVCTL 1 \"" QV_DATE "\" \"qvctl " QV_VERSION
+                       "\" \"User Commands\"\n.SH NAME\n"
                        "qvctl \\- " +
                        roff("controller of access points that run qvagent") +
                        "\n.SH SYNOPSIS\n.B qvctl\n[\\fIOPTION\\fR]... \\fIVERB\\fR "
@@ -196,10 +221,9 @@ std::string man_page(const CommandLine& line) {
     for (const CLI::App* const verb : verbs_of(line.app)) {
         text += roff_verb(line, *verb, "");
     }
-    text += ".SH EXIT STATUS\n" + roff(line.app.get_footer()) + "\n";
-    text += ".SH ENVIRONMENT\n.TP\n.B QVCTL_DEVICE\nThe device when no option names one.\n"
-            ".TP\n.B NO_COLOR\nNo colours when it is not empty.\n";
-    return text;
+    const std::string footer = line.app.get_footer(); // in the help, with a heading of its own
+    text += ".SH EXIT STATUS\n" + roff(footer.substr(footer.find(": ") + 2)) + "\n";
+    return text + END_OF_MAN_PAGE;
 }
 
 std::string bash_completion(const CommandLine& line) {

@@ -2,6 +2,7 @@
 #include "dialogue.h"
 #include "report_view.h"
 #include "verbs.h"
+#include "wireless/maclist.h"
 
 #include <cstdio>
 
@@ -9,15 +10,12 @@ namespace qvctl {
 
 namespace {
 
-constexpr double ANSWER_TIMEOUT = 10;
-constexpr size_t INDEX_MAX = 7; // characters that the device takes
-
 JsonPtr data_of(const Reading& reading, const Arguments& arguments) {
     if (!reading.takes_index) {
         return nullptr;
     }
     const std::string index = arguments.text.empty() ? "0" : arguments.text;
-    check_text("index", index, INDEX_MAX);
+    check_text("index", index, MACLIST_INDEX_MAX);
     return new_object("general_data", JsonPtr(json_object_new_string(index.c_str())));
 }
 

@@ -26,10 +26,10 @@ constexpr const char* RADIO_COLUMNS[] = {"device", "hwmode",  "htmode",  "channe
 constexpr ReportKind REPORT_KINDS[] = {
     {DISCOVERY, "announcement"},
     {SYSTEM_STATS, "system statistics"},
-    {1004, "access points", AP_COLUMNS},
+    {AP_STATS, "access points", AP_COLUMNS},
     {STA_STATS, "stations"},
     {RADIO_STATS, "radio statistics"},
-    {1007, "interfaces"},
+    {INTERFACE_STATS, "interfaces"},
     {UCI_SYSTEM, "system settings"},
     {VAP_LIST, "VAP settings", VAP_COLUMNS},
     {RADIO_LIST, "radio settings"},
@@ -41,21 +41,22 @@ constexpr ReportKind REPORT_KINDS[] = {
 };
 
 constexpr Reading READINGS[] = {
-    {"stations", "Associated stations", ASK_STA_STATS, STA_STATS},
-    {"aps", "Access points, one per radio interface", 1023, static_cast<ReportType>(1004)},
-    {"interfaces", "Network interfaces and their counters", 1026, static_cast<ReportType>(1007)},
+    {"stations", "Associated stations", ASK_STA_STATS, STA_STATS, true},
+    {"aps", "Access points, one per radio interface", 1023, AP_STATS, true},
+    {"interfaces", "Network interfaces and their counters", 1026, INTERFACE_STATS, true},
     {"radios",
      "Radio settings as the VAP list names them; no command asks for the radio list itself, which "
      "only \"set radio\" brings",
-     1028, VAP_LIST, false, RADIO_COLUMNS},
-    {"radio-stats", "Radios in use", ASK_RADIO_STATS, RADIO_STATS},
+     1028, VAP_LIST, false, false, RADIO_COLUMNS},
+    {"radio-stats", "Radios in use", ASK_RADIO_STATS, RADIO_STATS, true},
     {"system", "System statistics: identity, load, memory, uptime", ASK_SYSTEM_STATS, SYSTEM_STATS},
     {"settings", "System settings: host name, time zone, logging, time servers", 1027, UCI_SYSTEM},
-    {"vaps", "VAP settings", 1028, VAP_LIST},
+    {"vaps", "VAP settings", 1028, VAP_LIST, true},
     {"lan", "LAN settings; the device connects to the broker again", 1029, NETWORK_LAN},
     {"wan", "WAN settings; the device connects to the broker again", 1030, NETWORK_WAN},
     {"wan6", "WAN6 settings", 1031, NETWORK_WAN6},
-    {"maclist", "Upload status of the MAC list of one wifi interface", 1018, MACLIST_STATUS, true},
+    {"maclist", "Upload status of the MAC list of one wifi interface", 1018, MACLIST_STATUS, false,
+     true},
 };
 
 void put_plain(json_object* settings, const std::string& key, JsonPtr value) {
@@ -69,11 +70,12 @@ void put_radio(json_object* settings, const std::string& key, JsonPtr value) {
         return;
     }
     if (qv_json_member(settings, "vap_list") == nullptr) {
-        JsonPtr list(json_object_new_array());
-        qv_json_append(list.get(), JsonPtr(json_object_new_object()));
-        qv_json_add(settings, "vap_list", std::move(list));
+        qv_json_add(settings, "vap_list", JsonPtr(json_object_new_array()));
     }
     json_object* const vaps = qv_json_member(settings, "vap_list");
+    if (json_object_is_type(vaps, json_type_array) != 0 && json_object_array_length(vaps) == 0) {
+        qv_json_append(vaps, JsonPtr(json_object_new_object()));
+    }
     json_object* const vap = json_object_is_type(vaps, json_type_array) != 0
                                  ? json_object_array_get_idx(vaps, 0)
                                  : nullptr;
@@ -131,7 +133,7 @@ constexpr Setting SETTINGS[] = {
      .put = put_plain,
      .keys = system_keys},
     {.name = "vap",
-     .help = "One VAP, named by ifname",
+     .help = "One VAP, named by ifname; what is not named is sent empty",
      .command = 1004,
      .key = "vap_config",
      .report = VAP_LIST,
@@ -140,7 +142,9 @@ constexpr Setting SETTINGS[] = {
      .put = put_plain,
      .keys = vap_keys},
     {.name = "radio",
-     .help = "One radio, named by radio_name, and the security of its first VAP",
+     .help =
+         "One radio, named by radio_name, and the security of its first VAP; what is not named is "
+         "sent empty",
      .command = 1005,
      .key = "general_data",
      .report = RADIO_LIST,
@@ -208,7 +212,11 @@ std::span<const Setting> settings() {
     return SETTINGS;
 }
 
-std::string upgrade_status_text(int status) {
+std::string upgrade_status_text(int status, CommandType job) {
+    // The flashing tool's own status, as wait(2) gives it, negated.
+    if (status < 0 && job == FLASH && WIFSIGNALED(-status)) {
+        return "the flashing tool was ended by signal " + std::to_string(WTERMSIG(-status));
+    }
     switch (static_cast<UpdataStatus>(status)) {
     case UPDATA_FLASHED_IMAGE: return "the image that lay on the device was flashed";
     case UPDATA_ACCEPTED: return "accepted, downloading";
@@ -219,7 +227,6 @@ std::string upgrade_status_text(int status) {
     case UPDATA_FLASHING_FAILED: return "flashing failed, or there is no tool for this board";
     case UPDATA_BOARD_UNREADABLE: return "the device cannot tell which board it is";
     }
-    // The flashing tool's own status, as wait(2) gives it, negated.
     if (status < 0 && WIFEXITED(-status)) {
         return "the flashing tool ended with status " + std::to_string(WEXITSTATUS(-status));
     }

@@ -18,8 +18,10 @@ enum ReportType : int {
     NO_REPORT = 0,
     DISCOVERY = 1000,
     SYSTEM_STATS = 1003,
+    AP_STATS = 1004,
     STA_STATS = 1005,
     RADIO_STATS = 1006,
+    INTERFACE_STATS = 1007,
     UCI_SYSTEM = 1008,
     VAP_LIST = 1009,
     RADIO_LIST = 1010,
@@ -30,7 +32,7 @@ enum ReportType : int {
     UPGRADE_STATUS = 1015,
 };
 
-/// Types of commands that no table below holds.
+/// Types of commands that the code names; the tables hold the others.
 enum CommandType : int {
     ASK_SYSTEM_STATS = 1034,
     ASK_STA_STATS = 1024,
@@ -62,6 +64,7 @@ struct Reading {
     const char* help;
     int command;
     ReportType report;
+    bool has_entries = false; ///< a list, whose entries may be shown in full
     bool takes_index = false;
     /// Members that stand for the entries sharing the first of them, when that is what is shown.
     std::span<const char* const> distinct = {};
@@ -91,8 +94,9 @@ struct Setting {
 };
 std::span<const Setting> settings();
 
-/// Status of a firmware job in words.
-std::string upgrade_status_text(int status);
+/// Status of a firmware job in words. What is below 0 means another thing after a flash than after
+/// an upgrade.
+std::string upgrade_status_text(int status, CommandType job = UPGRADE);
 
 } // namespace qvctl
 

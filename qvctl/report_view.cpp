@@ -130,9 +130,10 @@ JsonPtr distinct_entries(json_object* list, std::span<const char* const> columns
 }
 
 std::string json_line(const Report& report) {
-    return report.root == nullptr
-               ? report.text
-               : json_object_to_json_string_ext(report.root.get(), JSON_C_TO_STRING_PLAIN);
+    const JsonPtr text(
+        json_object_new_string_len(report.text.data(), static_cast<int>(report.text.size())));
+    return json_object_to_json_string_ext(report.root == nullptr ? text.get() : report.root.get(),
+                                          JSON_C_TO_STRING_PLAIN);
 }
 
 void print_lines(const std::vector<std::string>& lines, const char* indent) {

@@ -23,7 +23,7 @@ std::vector<std::string> body_lines(const Report& report, bool all, const Style&
 /// The first entry for each value of the first of these members, with these members only.
 JsonPtr distinct_entries(json_object* list, std::span<const char* const> columns);
 
-/// The report as one line of JSON.
+/// The report as one line of JSON; as a string when it is no JSON object.
 std::string json_line(const Report& report);
 
 /// A value on one line, a string without its quotes.

@@ -33,7 +33,12 @@ std::optional<int64_t> parse_date(const std::string& text) {
         const char* const rest = strptime(text.c_str(), format, &date);
         if (rest != nullptr && (*rest == '\0' || std::string_view(rest) == "Z")) {
             date.tm_isdst = -1;
-            return *rest == 'Z' ? timegm(&date) : mktime(&date);
+            const tm asked = date;
+            const time_t seconds = *rest == 'Z' ? timegm(&date) : mktime(&date);
+            // A day that the month has not has become one of the next month.
+            return date.tm_mday == asked.tm_mday && date.tm_mon == asked.tm_mon
+                       ? std::optional<int64_t>(seconds)
+                       : std::nullopt;
         }
     }
     return std::nullopt;

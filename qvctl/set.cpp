@@ -12,10 +12,21 @@ namespace qvctl {
 
 namespace {
 
-constexpr double ANSWER_TIMEOUT = 10;
 /// A device that reads or sets its network settings connects again after up to ten seconds and
 /// announces itself two seconds later.
 constexpr double RECONNECTION_TIMEOUT = 30;
+
+/// A device whose wifi manager has not answered reports every text empty. Sent back, that would
+/// empty the section.
+bool holds_nothing(json_object* settings) {
+    json_object_object_foreach(settings, key, value) {
+        (void)key;
+        if (!cell_of(value).empty()) {
+            return false;
+        }
+    }
+    return true;
+}
 
 /// The settings as the device holds them, with those given in their place: the command replaces
 /// the section as a whole.
@@ -27,6 +38,10 @@ JsonPtr merge(Session& session, const std::string& device, const Options& option
     if (json_object_is_type(merged.get(), json_type_object) == 0) {
         throw Failure(REFUSED, "the device reports no settings to keep; --replace sends the given "
                                "ones alone");
+    }
+    if (holds_nothing(merged.get())) {
+        throw Failure(REFUSED, "the device reports every setting empty, as when its wifi manager "
+                               "does not answer; --replace sends the given ones alone");
     }
     json_object_object_foreach(given.get(), key, value) {
         qv_json_add(merged.get(), key, JsonPtr(json_object_get(value)));
@@ -60,7 +75,7 @@ json_object* held_settings(const Report& report, const Setting& setting, json_ob
 }
 
 /// Whether a value sent and one reported can be told apart: names of channels and countries come
-/// back as numbers, and an empty text of an entry leaves what was there.
+/// back as numbers, and what an empty text of an entry does is the wifi manager's to decide.
 bool is_comparable(const Setting& setting, const std::string& sent, json_object* held) {
     if (held == nullptr || (setting.entry_key != nullptr && sent.empty())) {
         return false;
@@ -122,7 +137,7 @@ ExitStatus set(const Options& options, const Arguments& arguments, const Setting
     if (options.json) {
         puts(json_line(report).c_str());
     } else {
-        print_lines(body_lines(report, arguments.all, Style::of_output(options)));
+        print_lines(body_lines(report, false, Style::of_output(options)));
     }
     return taken_over(report, setting, asked.get()) ? ANSWERED : REFUSED;
 }

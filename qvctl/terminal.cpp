@@ -2,8 +2,10 @@
 
 #include "failure.h"
 
+#include <array>
 #include <csignal>
 #include <cstdio>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
@@ -12,14 +14,16 @@ namespace qvctl {
 
 namespace {
 
-/// While it lives, the terminal shows nothing of what is typed. An interrupt would leave it so;
-/// ISIG is therefore off as well, and Ctrl-C is a character that no password may hold.
+/// While it lives, the terminal shows nothing of what is typed. No key stops the program or makes
+/// it dump core, which would leave the terminal so; Ctrl-C is a signal that a descriptor takes.
 class NoEcho {
 public:
     NoEcho() {
         tcgetattr(STDIN_FILENO, &before_);
         termios quiet = before_;
-        quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO | ISIG);
+        quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        quiet.c_cc[VSUSP] = _POSIX_VDISABLE;
+        quiet.c_cc[VQUIT] = _POSIX_VDISABLE;
         tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
     }
     ~NoEcho() {
@@ -44,13 +48,20 @@ std::string read_line() {
     return line;
 }
 
-std::string prompted_line(const char* prompt) {
+/// A terminal is readable when a whole line has been typed.
+std::string prompted_line(const char* prompt, const SignalDescriptor& signals) {
     fputs(prompt, stderr);
+    std::array waits = {pollfd{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0},
+                        pollfd{.fd = signals.descriptor(), .events = POLLIN, .revents = 0}};
+    while (waits[0].revents == 0) {
+        poll(waits.data(), waits.size(), -1);
+        if (waits[1].revents != 0 && signals.asks_to_end()) {
+            fputc('\n', stderr);
+            throw Failure(REFUSED, "interrupted");
+        }
+    }
     std::string line = read_line();
     fputc('\n', stderr);
-    if (line.find('\003') != line.npos) {
-        throw Failure(REFUSED, "interrupted");
-    }
     return line;
 }
 
@@ -74,9 +85,10 @@ std::string read_password() {
     if (isatty(STDIN_FILENO) == 0) {
         return read_line();
     }
+    const SignalDescriptor signals;
     const NoEcho no_echo;
-    std::string password = prompted_line("New password for admin: ");
-    if (prompted_line("Again: ") != password) {
+    std::string password = prompted_line("New password for admin: ", signals);
+    if (prompted_line("Again: ", signals) != password) {
         throw Failure(REFUSED, "password: the two are not the same");
     }
     return password;

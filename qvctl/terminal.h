@@ -16,6 +16,8 @@ std::string read_password();
 struct ScreenSize {
     size_t columns = 80;
     size_t lines = 24;
+
+    bool operator==(const ScreenSize&) const = default;
 };
 ScreenSize screen_size();
 

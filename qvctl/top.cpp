@@ -4,6 +4,7 @@
 #include "top_screen.h"
 #include "verbs.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <optional>
@@ -15,20 +16,8 @@ namespace {
 
 constexpr int FOREVER = -1; // screens, refreshed as things come
 
-void draw(const TopState& state, const Style& style, const KeyScreen& screen) {
-    const std::vector<std::string> lines = top_lines(state, screen_size(), style);
-    if (!screen.has_screen()) {
-        print_lines(lines);
-        return;
-    }
-    // Each line is overwritten where it stands, so that nothing flickers on a slow line.
-    std::string text = "\033[H";
-    for (size_t i = 0; i < lines.size(); ++i) {
-        text += (i == 0 ? "" : "\r\n") + lines[i] + "\033[K";
-    }
-    text += "\033[J";
-    fwrite(text.data(), 1, text.size(), stdout);
-    fflush(stdout);
+std::string line_at(const std::vector<std::string>& lines, size_t i) {
+    return i < lines.size() ? lines[i] : "";
 }
 
 /// Asks every device for its load, and the one shown in detail for the rest.
@@ -62,6 +51,8 @@ private:
     bool is_due() const;
     bool is_last_screen();
     bool wait();
+    void draw();
+    void refresh();
 
     const Options& options_;
     const double interval_;
@@ -72,6 +63,9 @@ private:
     const KeyScreen screen_; // behind the session, which may fail with a message
     int left_;               ///< screens still to draw
     std::optional<Clock::time_point> next_question_; ///< none before the first one
+    Clock::time_point next_draw_ = Clock::now();
+    std::vector<std::string> drawn_; ///< lines that stand on the screen
+    ScreenSize drawn_size_{.columns = 0, .lines = 0};
 };
 
 TopRun::TopRun(const Options& options, const Arguments& arguments)
@@ -95,8 +89,40 @@ bool TopRun::is_last_screen() {
     if (left_ == FOREVER || !next_question_.has_value()) {
         return false;
     }
-    draw(state_, style_, screen_);
+    draw();
     return --left_ == 0;
+}
+
+/// Writes only the lines that differ from those that stand there, for the sake of a slow line.
+void TopRun::draw() {
+    const ScreenSize size = screen_size();
+    std::vector<std::string> lines = top_lines(state_, size, style_);
+    if (!screen_.has_screen()) {
+        print_lines(lines);
+        return;
+    }
+    std::string text;
+    if (size != drawn_size_) { // the terminal may have moved what stood there
+        text = "\033[2J";
+        drawn_.clear();
+        drawn_size_ = size;
+    }
+    for (size_t i = 0; i < std::max(lines.size(), drawn_.size()); ++i) {
+        if (line_at(lines, i) != line_at(drawn_, i)) {
+            text += "\033[" + std::to_string(i + 1) + ";1H" + line_at(lines, i) + "\033[K";
+        }
+    }
+    drawn_ = std::move(lines);
+    fwrite(text.data(), 1, text.size(), stdout);
+    fflush(stdout);
+}
+
+/// Draws once a second, and after a key or a change of the screen's size.
+void TopRun::refresh() {
+    if (Clock::now() >= next_draw_) {
+        draw();
+        next_draw_ = after(1);
+    }
 }
 
 /// Takes what comes next, within a second. Returns whether the user asks to end.
@@ -104,10 +130,14 @@ bool TopRun::wait() {
     std::array others = {
         pollfd{.fd = signals_.descriptor(), .events = POLLIN, .revents = 0},
         pollfd{.fd = screen_.has_keys() ? STDIN_FILENO : -1, .events = POLLIN, .revents = 0}};
-    const auto deadline = std::min(next_question_.value_or(after(1)), after(1));
+    const auto deadline =
+        std::min(next_question_.value_or(after(1)), left_ == FOREVER ? next_draw_ : after(1));
     const std::optional<Report> report = session_.next(deadline, others);
     if (report.has_value() && (options_.device.empty() || report->macaddr == options_.device)) {
         state_.note(*report);
+    }
+    if (others[0].revents != 0 || others[1].revents != 0) {
+        next_draw_ = Clock::now();
     }
     return (others[0].revents != 0 && signals_.asks_to_end()) ||
            (others[1].revents != 0 && take_key(state_));
@@ -127,7 +157,7 @@ ExitStatus TopRun::run() {
             return ANSWERED;
         }
         if (left_ == FOREVER) {
-            draw(state_, style_, screen_);
+            refresh();
         } else if (state_.devices.empty() && Clock::now() >= give_up) {
             throw Failure(NO_ANSWER, "no device has spoken");
         }

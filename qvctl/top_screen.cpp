@@ -87,7 +87,10 @@ void add_devices(Lines& lines, const TopState& state, const ScreenSize& size, co
     const size_t used = columns_of(text[0]) - columns_of("LOAD");
     const size_t room = size.columns > used ? size.columns - used : 0;
     lines.add(text[0], Paint::faint);
-    for (size_t i = 0; i < devices.size() && i < DEVICES_SHOWN; ++i) {
+    const auto selected = static_cast<size_t>(
+        std::distance(state.devices.begin(), state.devices.find(state.selected)));
+    const size_t first = selected < DEVICES_SHOWN ? 0 : selected + 1 - DEVICES_SHOWN;
+    for (size_t i = first; i < devices.size() && i < first + DEVICES_SHOWN; ++i) {
         const std::vector<double>& cpu = devices[i]->cpu;
         const size_t count = std::min(room, cpu.size());
         const bool draws = rows[i + 1].back().empty();

@@ -1,4 +1,5 @@
-// What the live screen knows of the devices, and how it shows it.
+// What the live screen knows of the devices, and how it shows it. Units of the wifi manager's
+// numbers are its own; the screen assumes load in percent, uptime in seconds and signals in dBm.
 #ifndef QVCTL_TOP_SCREEN_H
 #define QVCTL_TOP_SCREEN_H
 

@@ -61,11 +61,11 @@ int32_t qv_mgr_set_maclist(const MacListControl& record) {
 }
 
 int32_t qv_report_maclist_status(AgentContext& context, const char* payload, uint32_t length) {
-    char text[8] = {}; // too short for a number that atoi could not hold
+    char text[MACLIST_INDEX_MAX + 1] = {};
     GeneralData found = GeneralData::absent;
     qv_json_parse_msg_get_general_data(text, payload, length, &found);
     if (found == GeneralData::too_long) {
-        printf("QV_ERR: wifi index refused: longer than %zu bytes\n", sizeof text - 1);
+        printf("QV_ERR: wifi index refused: longer than %zu bytes\n", MACLIST_INDEX_MAX);
         return -1;
     }
     printf("\n-----wifi_index:%s----------\n", text);

@@ -6,6 +6,10 @@
 #include "messages/report.h"
 #include "wireless/maclist_records.h"
 
+/// Longest text of a wifi interface's index in bytes: too short for a number that atoi(3) could not
+/// hold.
+inline constexpr size_t MACLIST_INDEX_MAX = 7;
+
 /// Asks for the upload status of one wifi interface; an unanswered query leaves `status` as it
 /// was. The status is the wifi manager's own. Always returns 0.
 int32_t qv_get_vap_maclist_status(int32_t& status, int32_t wifi_index);

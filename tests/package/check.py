@@ -17,7 +17,7 @@ INSTALLED = {
     "usr/sbin/qvagent",
     "usr/lib/systemd/system/qvagent.service",
     "usr/bin/qvctl",
-    "usr/share/man/man1/qvctl.1",
+    "usr/share/man/man1/qvctl.1.gz",
     "usr/share/bash-completion/completions/qvctl",
 }
 # What `systemd-analyze security` gives the unit, in tenths: the agent is root, sets the clock,

@@ -108,6 +108,7 @@ json_object* new_general_data() {
     json_object* const limits = json_object_new_object();
     add(limits, "1016", new_size(ADMIN_PASSWORD_MAX));
     add(limits, "1017", new_size(EQUIPMENT_NOTES_MAX));
+    add(limits, "1018", new_size(MACLIST_INDEX_MAX));
     add(limits, "1022", new_size(GENERAL_DATA_MAX));
     return limits;
 }

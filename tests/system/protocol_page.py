@@ -63,8 +63,10 @@ def size(schema):
         words += f", {schema['x-maxBytes']} bytes"
     elif "maxLength" in schema:
         words += f", {schema['maxLength']} characters"
-    if "maximum" in schema:
+    if "maximum" in schema:  # then a pattern says the same of the number's text
         words += f", {schema.get('minimum', '')} to {schema['maximum']}"
+    elif "pattern" in schema:
+        words += f", `{schema['pattern']}`"
     if "maxItems" in schema:
         words += f", at most {schema['maxItems']}"
     return words
@@ -90,6 +92,8 @@ def tables(document, side):
     for name, schema in document["$defs"].items():
         if not name.isdigit() and "properties" in schema:
             yield f"### {table_heading(side, name)}\n"
+            if "description" in schema:
+                yield schema["description"] + "\n"
             yield table(document, side, schema)
 
 
@@ -128,6 +132,8 @@ def page(commands, answers, reports):
         operation = document["operations"][f"command{number}"]
         yield f"### Command {number}: {definition['title']}\n"
         members = body_link(contract.COMMANDS, "commands", definition)
+        if "x-maxCommandBytes" in definition:
+            members += f" The whole command text: {definition['x-maxCommandBytes']} bytes at most."
         yield definition["description"] + members + "\n"
         yield block(commands[number])
         link = ""

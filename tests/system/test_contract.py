@@ -36,7 +36,11 @@ def resolved(document, schema):
 def is_limit(schema, limit):
     if isinstance(limit, str):
         return schema["maximum"] == {"u8": U8, "u16": U16, "i32": I32}[limit]
-    return schema.get("x-maxBytes", limit) == schema.get("maxLength", limit) == limit
+    if "x-maxBytes" in schema or "maxLength" in schema:
+        return schema.get("x-maxBytes") == schema.get("maxLength") == limit
+    # Other texts are as long as their pattern or their list of values says.
+    counted = re.search(r"(\d+)}\$$", schema.get("pattern", ""))
+    return int(counted[1]) <= limit if counted else "pattern" in schema or "enum" in schema
 
 
 def network_members(tables):
@@ -75,7 +79,9 @@ def assert_full(schema, value, path):
         for key, member in value.items():
             assert_full(schema["properties"][key], member, f"{path}/{key}")
     elif isinstance(value, list):
-        assert len(value) == min(schema["maxItems"], 0x78), path  # the count is full of "x" too
+        # The count is full of "x" too; that of the stations is one byte, and no list is longer.
+        assert len(value) == min(schema["maxItems"], 0x78), path
+        assert schema["maxItems"] <= 0x78 or schema["maxItems"] == U8, path
         assert_full(schema["items"], value[0], path)
     elif isinstance(value, str) and "maxLength" in schema:
         assert len(value) == schema["maxLength"], path

@@ -4,6 +4,7 @@ import json
 import os
 import pty
 import re
+import shutil
 import subprocess
 import termios
 import threading
@@ -29,6 +30,14 @@ def qvctl(*arguments, stdin="", timeout=40):
     return done.returncode, done.stdout, done.stderr
 
 
+@pytest.fixture
+def controller(controller):
+    """Overhears what is sent to either device and what they report, and holds it to the contract."""
+    for mac in (MAC, OTHER):
+        controller.listen_to("qv/device_" + mac)
+    return controller
+
+
 def sent(command, mac=MAC):
     return f"sent to {mac}; the device confirms command {command} by no report\n"
 
@@ -48,6 +57,11 @@ NOT_SENT = [
     ("set settings", USAGE, "FILE|KEY=VALUE is required"),
     ("set vap ssid=a", USAGE, "set vap: ifname says which one, and is missing"),
     ("clock yesterday", USAGE, "yesterday: no time"),
+    ("clock 2023-02-29T00:00:00Z", USAGE, "2023-02-29T00:00:00Z: no time"),
+    ("get maclist 1e3", USAGE, "1e3 is no number of digits only"),
+    ("--timeout 1e10 devices", USAGE, "--timeout"),
+    ("--listen 1e10 devices", USAGE, "--listen"),
+    ("get system --all", USAGE, "--all"),
     ("--json top", USAGE, "top shows a screen only"),
     ("upgrade image", USAGE, "--md5 is required"),
     ("upgrade image --md5 abc", USAGE, "abc is no MD5 sum"),
@@ -65,6 +79,7 @@ NOT_SENT = [
     ("set vap ifname=ath0 mode=ap-wds-no", REFUSED, "mode: 9 bytes, at most 8"),
     ("set vap ifname=ath0 freqlist=[]", REFUSED, "freqlist: is reported only"),
     ("set radio radio_name=wifi0 key=" + 33 * "k", REFUSED, "vap_list[0].key: 33 bytes, at most 32"),
+    ("set radio radio_name=wifi0 vap_list=[] key=" + 33 * "k", REFUSED, "vap_list[0].key: 33 bytes"),
     ("set lan dhcpLanIgnore=123456789", REFUSED, "dhcpLanIgnore: 9 bytes, at most 8"),
     ("set maclist maclist_size=2147483648", REFUSED,
      'maclist_size: "2147483648" is no integer from -2147483648 to 2147483647'),
@@ -89,7 +104,7 @@ def test_what_is_not_sent():
     assert not failures
 
 
-def test_no_device(broker):
+def test_no_device(controller):
     short = "note: a device may keep silent for 10 s; 0.3 s may not be enough to hear it\n"
     assert qvctl("devices", "--listen", "0.3") == (NO_ANSWER, "none\n", short)
     assert qvctl("get", "stations", "--listen", "0.3") == (
@@ -172,8 +187,6 @@ ANSWERS = [
 
 
 def test_answers(agent, wifi_manager, controller):
-    """The controller overhears both sides, and holds them to the contract."""
-    controller.listen_to("qv/device_" + MAC)
     wifi_manager.restart("--still")
     failures = []
     for arguments, status, shown, said in ANSWERS:
@@ -195,6 +208,10 @@ def test_answers(agent, wifi_manager, controller):
     # A report in a file is settings too; what the device does not take is not passed over.
     wan6 = qvctl("-d", MAC, "--json", "get", "wan6")[1]
     assert qvctl("-d", MAC, "set", "wan6", "-", "mtu=1400", stdin=wan6)[0] == ANSWERED
+    # Nor is a section emptied that the device could not read.
+    wifi_manager.behave("all close")
+    status, _, said = qvctl("-d", MAC, "set", "wan6", "mtu=1300")
+    assert status == REFUSED and "the device reports every setting empty" in said
     wifi_manager.behave("19 refuse")
     status, _, said = qvctl("-d", MAC, "set", "wan6", "mtu=1300", "--replace")
     assert status == REFUSED
@@ -212,8 +229,10 @@ class PretendedDevice:
         self._client.connect()
 
     def report(self, kind, data):
-        report = {"type": kind, "hwname": "X", "fwname": "Y", "macaddr": OTHER, "ip": "10.0.0.9",
-                  "data": data}
+        report = {"type": kind, "flag": "REQ", "fwname": "Y", "hwname": "X",
+                  "timestamp": int(time.time() * 1000), "macaddr": OTHER, "data": data}
+        if kind != 1000:
+            report["ip"] = "10.0.0.9"
         self._client.publish(REPORT_TOPIC, json.dumps(report))
 
     def _answer(self):
@@ -226,7 +245,7 @@ class PretendedDevice:
 
 
 @pytest.fixture
-def pretend(broker):
+def pretend(controller):
     devices = []
 
     def start(*answers):
@@ -244,7 +263,7 @@ def test_two_devices(agent, pretend):
 
     def speak_for_a_while():
         for _ in range(20):
-            other.report(1003, {"system_stats": {}})
+            other.report(1005, {"sta_stats_list": []})
             time.sleep(0.5)
 
     speaker = threading.Thread(target=speak_for_a_while)
@@ -263,6 +282,8 @@ def test_two_devices(agent, pretend):
     speaker.join()
 
 
+UPGRADE_BODIES = {1000: "device_discovery_macaddr", 1015: "updata_stats"}
+
 # Reports of an upgrade, exit status, the statuses shown, what is said at the end.
 UPGRADES = [
     ([(0, 1015, 201), (0.1, 1015, 202), (0.1, 1015, 203)], ANSWERED, [201, 202, 203], ""),
@@ -270,15 +291,17 @@ UPGRADES = [
     ([(0, 1015, -256)], REFUSED, [-256], ""),
     ([(0, 1015, 201), (0.1, 1015, 202)], NO_ANSWER, [201, 202],
      "no word of the job within 1 s; the last was 202, image verified, flashing"),
-    ([(0, 1015, 201), (0.1, 1000, {"macaddr": OTHER})], REFUSED, [201],
-     "has connected again before the job's end"),
+    # A new session in the middle of the job, whose statuses come late.
+    ([(0, 1015, 201), (0.1, 1000, {"macaddr": OTHER}), (0.1, 1015, 202), (0.1, 1015, 203)], ANSWERED,
+     [201, 202, 203], f"note: device {OTHER} has connected again; its job may still run\n"),
+    ([(0, 1015, 202), (0.1, 1015, 203)], REFUSED, [], "another upgrade runs"),
     ([], NO_ANSWER, [], "no word of the job within 1 s\n"),
 ]
 
 
 def test_upgrades(pretend):
     for answers, status, shown, said in UPGRADES:
-        data = [(pause, kind, {"updata_stats" if kind == 1015 else "discovery": value})
+        data = [(pause, kind, {UPGRADE_BODIES[kind]: value})
                 for pause, kind, value in answers]
         device = pretend(*data)
         got = qvctl("-d", OTHER, "--timeout", "1", "upgrade", "i", "--md5", MD5, "--background")
@@ -286,15 +309,19 @@ def test_upgrades(pretend):
         assert (got[0], statuses) == (status, shown), got
         assert said in got[2]
         device.close()
+    # Below 0 a flash reports how its tool ended, and nothing else.
+    pretend((0, 1015, {"updata_stats": -2}))
+    status, output, _ = qvctl("-d", OTHER, "flash")
+    assert status == REFUSED and "the flashing tool was ended by signal 2\n" in output
 
 
 def test_upgrade_of_an_agent(controller, wifi_manager, agent, images):
     """A real download from a real server, beside the pretended ones above."""
-    controller.listen_to("qv/device_" + MAC)
     for board, command, statuses in (
-        (ROOTFS_BOARDS[0], ["--background"], [201, 202, 203]),
         (ROOTFS_BOARDS[0], ["--save-config", "--reboot"], [202, 203]),
         (SYSUPGRADE_BOARD, [], [203]),
+        # The last: the agent discards commands for a moment after the job's end.
+        (ROOTFS_BOARDS[0], ["--background"], [201, 202, 203]),
     ):
         BOARD.write_text(board)
         got = qvctl("-d", MAC, "upgrade", "fw.img", "--md5", images.md5().upper(), "--server-port",
@@ -340,8 +367,7 @@ class Terminal:
         return status
 
 
-def test_password(broker, controller):
-    controller.listen_to("qv/device_" + OTHER)
+def test_password(controller):
     terminal = Terminal("-d", OTHER, "password")
     terminal.wait("New password for admin: ")
     terminal.type("s3cret\n")
@@ -360,11 +386,16 @@ def test_password(broker, controller):
     terminal.wait("Again: ")
     terminal.type("two\n")
     assert terminal.end() == REFUSED
+    for interrupt in (lambda: terminal.type("half\x03"), lambda: terminal.process.terminate()):
+        terminal = Terminal("-d", OTHER, "password")
+        terminal.wait("admin: ")
+        interrupt()
+        assert terminal.end() == REFUSED
     assert len(controller.times(1016)) == 2
 
 
 @pytest.mark.parametrize("ending, locale", [("q", "C"), ("\x03", "C.UTF-8")])
-def test_top(agent, wifi_manager, ending, locale):
+def test_top(agent, wifi_manager, controller, ending, locale):
     wifi_manager.restart("--stations", "255")
     terminal = Terminal("-d", MAC, "top", "-i", "1", environment=ENVIRONMENT | {"LC_ALL": locale})
     terminal.wait(r"\.\.\. and 24\d more")
@@ -372,18 +403,27 @@ def test_top(agent, wifi_manager, ending, locale):
     assert terminal.end() == ANSWERED
     assert terminal.seen.startswith("\x1b[?1049h\x1b[?25l")
     terminal.wait(r"\x1b\[\?25h\x1b\[\?1049l$")
-    screens = terminal.seen.split("\x1b[H")[1:]
-    lines = re.sub(r"\x1b\[\??[\d;]*[A-Za-z]", "", screens[-1]).split("\r\n")
-    assert len(lines) <= 24 and max(map(len, lines)) <= 80
+    written = re.findall(r"\x1b\[(\d+);1H(.*?)\x1b\[K", terminal.seen)
+    screen = {int(row): re.sub(r"\x1b\[[\d;]*m", "", line) for row, line in written}
+    lines = [screen[row] for row in sorted(screen)]
+    assert [row for row, _ in written].count("1") == 1  # only lines that differ are written
+    assert max(screen) <= 24 and max(map(len, lines)) <= 80
     assert lines[0].startswith("qvctl top  broker localhost:1883  1 device")
     assert any(("#" if locale == "C" else "█") in line for line in lines)
     assert lines[0].isascii() and (locale != "C" or all(line.isascii() for line in lines))
 
 
-def test_watch_and_completion(agent):
+def test_watch_and_completion(agent, controller):
     status, output, _ = qvctl("watch", "-n", "1")
     assert status == ANSWERED
     assert re.fullmatch(rf"\d\d:\d\d:\d\d  {MAC}  1000 announcement  1 members\n", output)
+
+    page = qvctl("--generate", "man")[1]
+    assert page.count("Exit status") == 0 and ".SH EXAMPLES" in page
+    if shutil.which("groff"):
+        groff = ["groff", "-man", "-Tascii", "-ww", "-z"]
+        done = subprocess.run(groff, input=page, capture_output=True, text=True, check=True)
+        assert done.stderr == ""
 
     script = qvctl("--generate", "bash-completion")[1]
     for words, offered in (
