@@ -3,9 +3,6 @@
 #include <cstdlib> // defines __GLIBC__ where it is the C library
 #ifdef __GLIBC__
 #include <malloc.h>
-#endif
-
-#ifdef __GLIBC__
 
 /// Bytes from which a block has its own pages, mallopt(3): less than the texts that matter, more
 /// than what is allocated often. Once set, glibc no longer raises it by itself.

@@ -15,6 +15,7 @@ import gauge
 import harness
 
 WARM_UP_ROUNDS = 50
+SAMPLE_EVERY = 10  # rounds
 # What rests in glibc's heap wanders, because each thread keeps a few free blocks of every size for
 # itself (tcache), and their pages with them; 36 bytes lost per report would be more.
 GROWTH_KIB = 64
@@ -43,11 +44,15 @@ class Peak(threading.Thread):
         super().__init__(daemon=True)
         self.rss = 0
         self._process = process
+        self._error = None
         self._done = threading.Event()
 
     def run(self):
-        while not self._done.wait(0.05):
-            self.rss = max(self.rss, gauge.usage(self._process).rss)
+        try:
+            while not self._done.wait(0.05):
+                self.rss = max(self.rss, gauge.usage(self._process).rss)
+        except Exception as error:  # for the thread that waits
+            self._error = error
 
     def __enter__(self):
         self.start()
@@ -56,6 +61,8 @@ class Peak(threading.Thread):
     def __exit__(self, *_):
         self._done.set()
         self.join()
+        if self._error:
+            raise self._error
 
 
 def under_load(agent, controller, rounds):
@@ -65,7 +72,7 @@ def under_load(agent, controller, rounds):
             for command, kind in REPORTS:
                 ask(controller, command, kind)
             agent.log.clear()
-            if count >= WARM_UP_ROUNDS and count % 10 == 0:
+            if count >= WARM_UP_ROUNDS and count % SAMPLE_EVERY == 0:
                 between.append(gauge.usage(agent.process).rss)
     return {"peak_rss": peak.rss, "warm_rss": between[0], "later_rss": max(between)}
 
@@ -75,8 +82,8 @@ def main():
     parser.add_argument("--rounds", type=int, default=1000)
     parser.add_argument("--idle", type=int, default=60, help="seconds at rest")
     arguments = parser.parse_args()
-    if arguments.rounds < WARM_UP_ROUNDS:
-        parser.error(f"at least {WARM_UP_ROUNDS} rounds")
+    if arguments.rounds < WARM_UP_ROUNDS + SAMPLE_EVERY:
+        parser.error(f"at least {WARM_UP_ROUNDS + SAMPLE_EVERY} rounds")
     gauge.place_guest()
 
     broker = harness.Broker().start()

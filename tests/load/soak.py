@@ -12,7 +12,8 @@ import random
 import sys
 import time
 
-import gauge
+import gauge  # finds the system tests' modules
+import firmware
 import harness
 from harness import SYSTEM_STATS
 
@@ -22,8 +23,23 @@ WARM_ROUNDS = 3
 GROWTH_KIB = 384
 ANSWER_S = 20
 
-READS = [1018, 1023, 1024, 1025, 1026, 1027, 1028, 1031, 1034, 1035]
-SESSION_ENDERS = [1014, 1029, 1030]
+READS = [1000, 1018, 1023, 1024, 1025, 1026, 1027, 1028, 1031, 1034, 1035]
+SESSION_ENDERS = [
+    1014,
+    1029,
+    1030,
+    {"type": 1011, "data": {"uci_network_lan": {"proto": "static", "gateway": "192.168.1.254"}}},
+    {"type": 1012, "data": {"uci_network_wan": {"proto": "dhcp"}}},
+    {"type": 1013, "data": {"uci_network_wan6": {"ip6prefix": "fd00::/48"}}},
+]
+# What an upgrade differs in from one that succeeds.
+UPGRADES = [
+    {},
+    {"md5sum": "0" * 32},
+    {"image_name": firmware.MISSING},
+    {"image_name": firmware.CUT_SHORT},
+]
+TOOLS = {"date", "passwd", "updata_rootfs.sh", "wifi"}
 FITTING = ["", "0", "x" * 19, "'; echo 1; '", "\u00e9\u4e2d\U0001f4e1", '"\\/\n']
 TOO_LONG = ["y" * 400, "\u4e2d" * 22]
 BROKEN = [b"", b"{", b"[]", b"\xff\xfe", b"null", b'{"type":1024', b'{"type":1e9}', b"7" * 70000]
@@ -54,19 +70,26 @@ INCOMPLETE = [
     {"type": 1001, "data": {"apconfigs": {"radio_list": [{"channel": 6}]}}},
     {"type": 1003, "data": None},
     {"type": 1004, "data": {}},
+    {"type": 1015, "timestamp": "soon"},
+    {"type": 1016, "data": {"general_data": "a\nb"}},
     {"type": 1019, "data": {"general_data": "text"}},
 ]
 WITHOUT_TEXT = [
+    {"type": 1015},
     {"type": 1006, "data": {"vap_config": {"ifname": "ath1"}}},
     {"type": 1019, "data": {"general_data": {"maclist_size": 2, "wifi0Flag": 1}}},
     {"type": 1020, "data": {"general_data": {"wifi0Flag": 1}}},
     {"type": 1021},
+    firmware.flash(save_config=1),
 ]
 
 
 def everything(chance):
-    """Every command, each with every text, in any order; and whether it keeps the contract."""
+    """Every command that leaves the session alone and downloads nothing, each with every text, in
+    any order; and whether it keeps the contract."""
     fits = READS * 6 + WITHOUT_TEXT
+    # One password is enough: it takes a second.
+    fits.append({"type": 1016, "data": {"general_data": chance.choice(FITTING[:-1])}})
     fits += itertools.chain.from_iterable(changes(chance, text) for text in FITTING)
     misfits = INCOMPLETE + BROKEN
     misfits += itertools.chain.from_iterable(changes(chance, text) for text in TOO_LONG)
@@ -80,6 +103,8 @@ class Soak:
         self.chance = random.Random(seed)
         self.broker = harness.Broker().start()
         self.wifi_manager = harness.WifiManager()
+        firmware.BOARD.write_text(firmware.ROOTFS_BOARDS[0])  # which does not restart by itself
+        self.images = firmware.ImageServer()
         self.start_wifi_manager()
         self.controller = harness.Controller("qv/device_" + os.environ["AP_MAC"]).connect()
         self.agent = harness.Agent()
@@ -118,6 +143,12 @@ class Soak:
         self.send(self.chance.choice(SESSION_ENDERS))
         time.sleep(0.5)
 
+    def upgrades(self):
+        """In the foreground and in the background, with every end."""
+        for changes in self.chance.sample(UPGRADES, len(UPGRADES)):
+            self.send(firmware.upgrade(self.chance.choice([1002, 1032]), self.images, **changes))
+            self.answers()
+
     def broker_restart(self):
         self.broker.kill()
         time.sleep(self.chance.choice([0, 2.5]))
@@ -142,7 +173,7 @@ class Soak:
         """Everything once, in an order of its own. Returns what the agent uses when it is done."""
         self.deck, self.parts_left = everything(self.chance), 5
         steps = [self.commands] * 4  # and one among the faults of the wifi manager
-        steps += [self.new_session, self.broker_restart]
+        steps += [self.new_session, self.broker_restart, self.upgrades]
         steps += [self.wifi_manager_outage, self.wifi_manager_faults]
         self.chance.shuffle(steps)
         for step in steps:
@@ -158,6 +189,9 @@ class Soak:
         self.controller.close()
         self.wifi_manager.close()
         self.broker.close()
+        self.images.close()
+        unused = TOOLS - {call["tool"] for call in harness.tool_calls()}
+        assert self.images.requests and not unused, f"never called: {unused}"
 
 
 def growth(warm, after):
@@ -166,9 +200,9 @@ def growth(warm, after):
     grown = []
     if after.own > max(usage.own for usage in warm) + GROWTH_KIB and not harness.sanitized():
         grown.append("memory")
-    if after.descriptors > warm[0].descriptors:
+    if after.descriptors > max(usage.descriptors for usage in warm):
         grown.append("descriptors")
-    if after.threads > warm[0].threads:
+    if after.threads > max(usage.threads for usage in warm):
         grown.append("threads")
     return grown
 

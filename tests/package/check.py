@@ -19,10 +19,35 @@ INSTALLED = {
     "usr/bin/qvctl",
     "usr/share/man/man1/qvctl.1.gz",
     "usr/share/bash-completion/completions/qvctl",
+    "usr/share/doc/qvagent/README.md",
 }
 # What `systemd-analyze security` gives the unit, in tenths: the agent is root, sets the clock,
 # mounts, flashes and restarts, and 5.9 is what is left without that.
 EXPOSURE_MAX = 60
+# The first systemd that examines a unit which it does not run.
+OFFLINE_SYSTEMD = 250
+
+# What the maintainer scripts do on a machine that runs systemd, by what dpkg calls them with.
+ASKED = "deb-systemd-helper --quiet was-enabled"
+ENABLE, LEAVE = [ASKED, "deb-systemd-helper enable"], [ASKED, "deb-systemd-helper update-state"]
+RELOAD, FORGET = "systemctl daemon-reload", "deb-systemd-helper purge"
+SCRIPT_CALLS = [
+    ("postinst configure", True, [*ENABLE, RELOAD, "deb-systemd-invoke start"]),
+    ("postinst configure 1.0.0", True, [*ENABLE, RELOAD, "deb-systemd-invoke restart"]),
+    ("postinst configure 1.0.0", False, [*LEAVE, RELOAD, "deb-systemd-invoke restart"]),
+    ("prerm upgrade 1.0.2", True, []),
+    ("prerm remove", True, ["deb-systemd-invoke stop"]),
+    ("postrm upgrade 1.0.2", True, [RELOAD]),
+    ("postrm remove", True, [FORGET, RELOAD]),
+    ("postrm purge", True, [FORGET, RELOAD]),
+]
+# Under the name of a systemd tool: writes down how it was called, and fails unless it is to tell
+# whether the service was enabled. No script may fail because of that.
+RECORDER = """#!/bin/sh
+echo "${0##*/} $*" | sed 's/ qvagent.service$//' >>/tmp/tools/calls
+[ -e /tmp/tools/was-enabled ] && [ "$2" = was-enabled ]
+"""
+LINK = "etc/systemd/system/multi-user.target.wants/qvagent.service"
 
 
 def run(*command):
@@ -40,7 +65,7 @@ def files():
     return {
         str(path.relative_to(ROOT))
         for path in ROOT.rglob("*")
-        if not path.is_dir() and DATABASE not in path.parents
+        if (path.is_symlink() or not path.is_dir()) and DATABASE not in path.parents
     }
 
 
@@ -63,7 +88,29 @@ def examine_unit():
     unit.write_text(text.replace("ExecStart=/", f"ExecStart={ROOT}/"))
     complaints = run("systemd-analyze", "verify", "--man=no", unit)
     assert not complaints, complaints
+    version = int(re.search(r"\d+", run("systemd-analyze", "--version"))[0])
+    if version < OFFLINE_SYSTEMD:
+        print(f"package: systemd {version} cannot tell the unit's exposure: not examined")
+        return
     run("systemd-analyze", "security", "--offline=yes", f"--threshold={EXPOSURE_MAX}", unit)
+
+
+def check_scripts(package):
+    """As on a machine that runs systemd, which stand-ins for its tools take the place of."""
+    tools, scripts = pathlib.Path("/tmp/tools"), pathlib.Path("/tmp/scripts")
+    tools.mkdir()
+    for name in ("systemctl", "deb-systemd-helper", "deb-systemd-invoke"):
+        (tools / name).write_text(RECORDER)
+        (tools / name).chmod(0o755)
+    run("dpkg-deb", "--control", package, scripts)
+    pathlib.Path("/run/systemd/system").mkdir(parents=True)
+    calls, enabled = tools / "calls", tools / "was-enabled"
+    for call, was_enabled, expected in SCRIPT_CALLS:
+        calls.write_text("")
+        enabled.touch() if was_enabled else enabled.unlink(missing_ok=True)
+        script, *arguments = call.split()
+        run("env", f"PATH={tools}:{os.environ['PATH']}", scripts / script, *arguments)
+        assert calls.read_text().splitlines() == expected, f"{call}: {calls.read_text()}"
 
 
 def serve_a_controller():
@@ -87,16 +134,18 @@ def main():
     before = files()
     dpkg("--install", package)
     installed = files() - before
-    assert INSTALLED <= installed, INSTALLED - installed
+    assert INSTALLED | {LINK} <= installed, (INSTALLED | {LINK}) - installed
     examine_unit()
     harness.AGENT[:] = [str(ROOT / "usr/sbin/qvagent")]
     serve_a_controller()
     dpkg("--remove", "qvagent")
     assert files() == before, files() ^ before
     dpkg("--install", package)
+    assert files() == before | installed, files() ^ (before | installed)
     dpkg("--purge", "qvagent")
     assert files() == before, files() ^ before
     assert "qvagent" not in (DATABASE / "status").read_text()
+    check_scripts(package)
 
 
 if __name__ == "__main__":
