@@ -22,7 +22,7 @@ INSTALLED = {
     "usr/share/doc/qvagent/README.md",
 }
 # What `systemd-analyze security` gives the unit, in tenths: the agent is root, sets the clock,
-# mounts, flashes and restarts, and 5.9 is what is left without that.
+# mounts, flashes and restarts, and 5.8 is what is left without that.
 EXPOSURE_MAX = 60
 # The first systemd that examines a unit which it does not run.
 OFFLINE_SYSTEMD = 250
