@@ -145,8 +145,9 @@ class Soak:
 
     def upgrades(self):
         """In the foreground and in the background, with every end."""
-        for changes in self.chance.sample(UPGRADES, len(UPGRADES)):
-            self.send(firmware.upgrade(self.chance.choice([1002, 1032]), self.images, **changes))
+        endings = self.chance.sample(UPGRADES, len(UPGRADES))
+        for command, changes in zip(itertools.cycle([1002, 1032]), endings):
+            self.send(firmware.upgrade(command, self.images, **changes))
             self.answers()
 
     def broker_restart(self):

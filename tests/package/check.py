@@ -22,7 +22,7 @@ INSTALLED = {
     "usr/share/doc/qvagent/README.md",
 }
 # What `systemd-analyze security` gives the unit, in tenths: the agent is root, sets the clock,
-# mounts, flashes and restarts, and 5.9 is what is left without that.
+# mounts, flashes and restarts, and 5.8 is what is left without that.
 EXPOSURE_MAX = 60
 # The first systemd that examines a unit which it does not run.
 OFFLINE_SYSTEMD = 250
@@ -41,8 +41,8 @@ SCRIPT_CALLS = [
     ("postrm remove", True, [FORGET, RELOAD]),
     ("postrm purge", True, [FORGET, RELOAD]),
 ]
-# Under the name of a systemd tool: writes down how it was called, and fails unless it is to tell
-# whether the service was enabled. No script may fail because of that.
+# Under the name of a systemd tool: writes down how it was called and fails, but for the question
+# whether the service was enabled, which a file answers. No script may fail because of that.
 RECORDER = """#!/bin/sh
 echo "${0##*/} $*" | sed 's/ qvagent.service$//' >>/tmp/tools/calls
 [ -e /tmp/tools/was-enabled ] && [ "$2" = was-enabled ]
