@@ -162,7 +162,7 @@ def panel(result, what, label):
     data = ""
     for case in result["sizes"]:
         figures = (
-            median(result["starts"], who, case, "sequential", what)
+            over(result["starts"], who, (case, "sequential", what), statistics.median)
             for who in (FLOOR, HANDING_ON, AGENT)
         )
         data += f'"{case}" ' + " ".join(map(str, figures)) + "\n"
