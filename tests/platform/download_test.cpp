@@ -2,11 +2,13 @@
  * Downloads from a server of the test's own. They write "/tmp/qv_firmware.img" and run only
  * where /tmp is not the host's.
  */
+#include "platform/download_stop.h"
 #include "platform/scoped_fd.h"
 #include "platform/zendry_common.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
+#include <chrono>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
@@ -62,17 +64,22 @@ protected:
         ASSERT_EQ(getsockname(listener_.get(), reinterpret_cast<sockaddr*>(&address), &size), 0);
         port_ = ntohs(address.sin_port);
     }
+    // Takes one request and sends the head of its answer.
+    ScopedFd answer(const std::string& head) {
+        ScopedFd connection(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+        char byte = 0;
+        request_.clear();
+        while (!request_.ends_with("\r\n\r\n") && recv(connection.get(), &byte, 1, 0) == 1) {
+            request_.push_back(byte);
+        }
+        inherited_ = inheritable_sockets();
+        send(connection.get(), head.data(), head.size(), MSG_NOSIGNAL);
+        return connection;
+    }
     // Answers one request with head and then the block so many times over, and cuts the line.
     void serve(const std::string& head, const std::string& block = "", int repeats = 1) {
         server_ = std::thread([=, this] {
-            const ScopedFd connection(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
-            char byte = 0;
-            request_.clear();
-            while (!request_.ends_with("\r\n\r\n") && recv(connection.get(), &byte, 1, 0) == 1) {
-                request_.push_back(byte);
-            }
-            inherited_ = inheritable_sockets();
-            send(connection.get(), head.data(), head.size(), MSG_NOSIGNAL);
+            const ScopedFd connection = answer(head);
             for (int i = 0; i < repeats; ++i) {
                 send(connection.get(), block.data(), block.size(), MSG_NOSIGNAL);
             }
@@ -172,6 +179,31 @@ TEST_F(Download, AFullDiskIsAFailure) {
               std::to_string(static_cast<size_t>(blocks) * block.size()) + "\r\n\r\n",
           block, blocks);
     EXPECT_NE(request("fw"), 0);
+    EXPECT_FALSE(std::filesystem::exists(image));
+}
+
+// Downloads stay stopped: these need a process of their own.
+using DownloadStop = Download;
+
+TEST_F(DownloadStop, EndsTheOneUnderWayWithinASecondAndRefusesLaterOnes) {
+    using Clock = std::chrono::steady_clock;
+    Clock::time_point stop;
+    server_ = std::thread([&] {
+        const ScopedFd connection = answer("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nimage");
+        std::this_thread::sleep_for(std::chrono::milliseconds(100)); // the body is read by then
+        stop = Clock::now();
+        qv_stop_downloads();
+        char byte = 0;
+        recv(connection.get(), &byte, 1, 0); // until the other side closes
+    });
+    EXPECT_NE(request("fw.img"), 0);
+    EXPECT_LT(Clock::now() - stop, std::chrono::seconds(1));
+    EXPECT_FALSE(std::filesystem::exists(image));
+
+    std::ofstream(image) << "stale";
+    EXPECT_NE(file_request("127.0.0.1", port_, "fw.img"), 0);
+    ASSERT_EQ(fcntl(listener_.get(), F_SETFL, O_NONBLOCK), 0);
+    EXPECT_EQ(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC), -1); // nobody was asked
     EXPECT_FALSE(std::filesystem::exists(image));
 }
 

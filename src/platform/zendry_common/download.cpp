@@ -3,6 +3,7 @@
  * whole, and an older image goes first: the device's memory does not hold two, and what lies at
  * the name can be flashed without a further look.
  */
+#include "platform/download_stop.h"
 #include "platform/scoped_fd.h"
 #include "platform/zendry_common.h"
 #include "platform/zendry_common/file_io.h"
@@ -28,8 +29,9 @@ constexpr const char* image_path = "/tmp/qv_firmware.img";
 constexpr const char* partial_path = "/tmp/qv_firmware.img.part";
 
 constexpr long connect_limit_s = 10;
-constexpr long slow_limit_s = 30; // this long below slow_rate, and the transfer is given up
-constexpr long slow_rate = 1;     // bytes per second
+constexpr long slow_limit_s = 30;     // this long below slow_rate, and the transfer is given up
+constexpr long slow_rate = 1;         // bytes per second
+constexpr int stop_interval_ms = 200; // between two looks at whether downloads are stopped
 constexpr long http_ok = 200;
 
 struct CurlText {
@@ -58,6 +60,12 @@ public:
 
 private:
     CURL* handle_ = nullptr;
+};
+
+struct CurlMultiEnd {
+    void operator()(CURLM* multi) const {
+        curl_multi_cleanup(multi);
+    }
 };
 
 /* The partial file, removed at the end unless it has become the image. */
@@ -138,17 +146,39 @@ bool prepare(Transfer& transfer, const std::string& url) {
     };
     return set(CURLOPT_URL, url.c_str()) && set(CURLOPT_PATH_AS_IS, 1L) &&
            set(CURLOPT_PROXY, "") && // not even one that the environment names
-           set(CURLOPT_NOSIGNAL, 1L) && set(CURLOPT_FOLLOWLOCATION, 0L) &&
-           set(CURLOPT_CONNECTTIMEOUT, connect_limit_s) &&
+           set(CURLOPT_NOSIGNAL, 1L) &&
+           set(CURLOPT_QUICK_EXIT, 1L) && // a name server that is silent holds up no end
+           set(CURLOPT_FOLLOWLOCATION, 0L) && set(CURLOPT_CONNECTTIMEOUT, connect_limit_s) &&
            set(CURLOPT_LOW_SPEED_LIMIT, slow_rate) && set(CURLOPT_LOW_SPEED_TIME, slow_limit_s) &&
            set(CURLOPT_OPENSOCKETFUNCTION, &on_open_socket) &&
            set(CURLOPT_HEADERFUNCTION, &on_header) && set(CURLOPT_HEADERDATA, &transfer) &&
            set(CURLOPT_WRITEFUNCTION, &on_body) && set(CURLOPT_WRITEDATA, &transfer);
 }
 
+/* As curl_easy_perform, which looks up only once a second; ends when downloads are stopped. */
+CURLcode perform(CURL* curl) {
+    const std::unique_ptr<CURLM, CurlMultiEnd> multi(curl_multi_init());
+    if (multi == nullptr || curl_multi_add_handle(multi.get(), curl) != CURLM_OK) {
+        return CURLE_OUT_OF_MEMORY;
+    }
+    int running = 1;
+    while (!qv_downloads_stopped() && curl_multi_perform(multi.get(), &running) == CURLM_OK &&
+           running != 0) {
+        curl_multi_poll(multi.get(), nullptr, 0, stop_interval_ms, nullptr);
+    }
+    int pending = 0;
+    const CURLMsg* const message = curl_multi_info_read(multi.get(), &pending);
+    const CURLcode result = message != nullptr ? message->data.result : CURLE_ABORTED_BY_CALLBACK;
+    curl_multi_remove_handle(multi.get(), curl);
+    return result;
+}
+
 /* Runs the transfer. Returns why the body is not known to be whole; empty when it is. */
 std::string run(Transfer& transfer) {
-    const CURLcode result = curl_easy_perform(transfer.curl);
+    const CURLcode result = perform(transfer.curl);
+    if (qv_downloads_stopped()) {
+        return "downloads are stopped";
+    }
     if (transfer.write_error != 0) {
         return strerror(transfer.write_error);
     }
