@@ -13,6 +13,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <netinet/in.h>
@@ -23,6 +24,9 @@
 #include <unistd.h>
 
 namespace {
+
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
 
 constexpr const char* image = "/tmp/qv_firmware.img";
 constexpr const char* partial = "/tmp/qv_firmware.img.part";
@@ -85,11 +89,36 @@ protected:
             }
         });
     }
+    // Takes one request, answers with head and then with nothing; calls then_what and waits for
+    // the other side to close.
+    void stall(
+        const std::string& head, const std::function<void()>& then_what = [] {}) {
+        server_ = std::thread([=, this] {
+            const ScopedFd connection = answer(head);
+            then_what();
+            const timeval no_limit{};
+            setsockopt(connection.get(), SOL_SOCKET, SO_RCVTIMEO, &no_limit, sizeof no_limit);
+            char byte = 0;
+            recv(connection.get(), &byte, 1, 0);
+        });
+    }
+    // Takes no more connections than one, which is returned: the system drops all others.
+    ScopedFd be_out_of_reach() {
+        EXPECT_EQ(listen(listener_.get(), 0), 0);
+        ScopedFd connection(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        sockaddr_in address{};
+        socklen_t size = sizeof address;
+        EXPECT_EQ(getsockname(listener_.get(), reinterpret_cast<sockaddr*>(&address), &size), 0);
+        EXPECT_EQ(connect(connection.get(), reinterpret_cast<sockaddr*>(&address), size), 0);
+        return connection;
+    }
     int32_t request(const char* name) {
         std::ofstream(image) << "stale";
         std::ofstream(partial) << "stale";
         const int32_t result = file_request("127.0.0.1", port_, name);
-        server_.join();
+        if (server_.joinable()) {
+            server_.join();
+        }
         EXPECT_FALSE(std::filesystem::exists(partial));
         return result;
     }
@@ -108,6 +137,11 @@ TEST_F(Download, OnlyAWholeBodyWithStatus200BecomesTheImage) {
     } table[] = {
         {"HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nimage", "image"},
         {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nimage\r\n0\r\n\r\n", "image"},
+        {"HTTP/1.1 200 OK\r\ntransfer-encoding:Chunked\r\n\r\n5\r\nimage\r\n0\r\n\r\n", "image"},
+        {"HTTP/1.1 103 Early Hints\r\nTransfer-Encoding: chunked\r\n\r\n"
+         "HTTP/1.1 200 OK\r\n\r\nimage",
+         nullptr},
+        {"HTTP/1.1 200 OK\r\nTransfer-Encoding: identity\r\n\r\nimage", nullptr},
         {"HTTP/1.1 200 OK\r\nContent-Length: 6\r\n\r\nimage", nullptr},
         {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nimage\r\n", nullptr},
         {"HTTP/1.1 200 OK\r\n\r\nimage", nullptr},
@@ -182,27 +216,41 @@ TEST_F(Download, AFullDiskIsAFailure) {
     EXPECT_FALSE(std::filesystem::exists(image));
 }
 
-// Downloads stay stopped: these need a process of their own.
+using DownloadMute = Download;
+
+TEST_F(DownloadMute, TheServerHasTenSecondsToAnswer) {
+    for (const bool connects : {true, false}) {
+        SCOPED_TRACE(connects);
+        ScopedFd first;
+        if (connects) {
+            stall("");
+        } else {
+            first = be_out_of_reach();
+        }
+        const Clock::time_point begin = Clock::now();
+        EXPECT_NE(request("fw.img"), 0);
+        EXPECT_GE(Clock::now() - begin, 10s);
+        EXPECT_LT(Clock::now() - begin, 12s);
+        EXPECT_FALSE(std::filesystem::exists(image));
+    }
+}
+
+// Downloads stay stopped: this needs a process of its own.
 using DownloadStop = Download;
 
 TEST_F(DownloadStop, EndsTheOneUnderWayWithinASecondAndRefusesLaterOnes) {
-    using Clock = std::chrono::steady_clock;
     Clock::time_point stop;
-    server_ = std::thread([&] {
-        const ScopedFd connection = answer("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nimage");
-        std::this_thread::sleep_for(std::chrono::milliseconds(100)); // the body is read by then
+    stall("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nimage", [&] {
+        std::this_thread::sleep_for(100ms); // the body is read by then
         stop = Clock::now();
         qv_stop_downloads();
-        char byte = 0;
-        recv(connection.get(), &byte, 1, 0); // until the other side closes
     });
     EXPECT_NE(request("fw.img"), 0);
-    EXPECT_LT(Clock::now() - stop, std::chrono::seconds(1));
+    EXPECT_LT(Clock::now() - stop, 1s);
     EXPECT_FALSE(std::filesystem::exists(image));
 
-    std::ofstream(image) << "stale";
-    EXPECT_NE(file_request("127.0.0.1", port_, "fw.img"), 0);
     ASSERT_EQ(fcntl(listener_.get(), F_SETFL, O_NONBLOCK), 0);
+    EXPECT_NE(request("fw.img"), 0);
     EXPECT_EQ(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC), -1); // nobody was asked
     EXPECT_FALSE(std::filesystem::exists(image));
 }

@@ -9,6 +9,7 @@
 #include "platform/zendry_common/file_io.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -28,10 +29,11 @@ namespace {
 constexpr const char* image_path = "/tmp/qv_firmware.img";
 constexpr const char* partial_path = "/tmp/qv_firmware.img.part";
 
-constexpr long connect_limit_s = 10;
+using Clock = std::chrono::steady_clock;
+constexpr std::chrono::seconds answer_limit(10); // from the first try to connect
 constexpr long slow_limit_s = 30;     // this long below slow_rate, and the transfer is given up
 constexpr long slow_rate = 1;         // bytes per second
-constexpr int stop_interval_ms = 200; // between two looks at whether downloads are stopped
+constexpr int look_interval_ms = 200; // between two looks at the clock and the stop
 constexpr long http_ok = 200;
 
 struct CurlText {
@@ -102,22 +104,13 @@ private:
 struct Transfer {
     CURL* curl = nullptr;
     int fd = -1;
-    int write_error = 0;  /* errno */
-    bool chunked = false; /* the body marks its own end */
+    int write_error = 0; /* errno */
 };
 
 long http_status(CURL* curl) {
     long status = 0;
     curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
     return status;
-}
-
-size_t on_header(char* data, size_t /*one*/, size_t count, void* user) {
-    constexpr std::string_view chunked = "Transfer-Encoding: chunked";
-    if (count >= chunked.size() && strncasecmp(data, chunked.data(), chunked.size()) == 0) {
-        static_cast<Transfer*>(user)->chunked = true;
-    }
-    return count;
 }
 
 /* Anything but the count ends the transfer: no use in an error page, or with a full disk. */
@@ -148,29 +141,55 @@ bool prepare(Transfer& transfer, const std::string& url) {
            set(CURLOPT_PROXY, "") && // not even one that the environment names
            set(CURLOPT_NOSIGNAL, 1L) &&
            set(CURLOPT_QUICK_EXIT, 1L) && // a name server that is silent holds up no end
-           set(CURLOPT_FOLLOWLOCATION, 0L) && set(CURLOPT_CONNECTTIMEOUT, connect_limit_s) &&
-           set(CURLOPT_LOW_SPEED_LIMIT, slow_rate) && set(CURLOPT_LOW_SPEED_TIME, slow_limit_s) &&
+           set(CURLOPT_FOLLOWLOCATION, 0L) && set(CURLOPT_LOW_SPEED_LIMIT, slow_rate) &&
+           set(CURLOPT_LOW_SPEED_TIME, slow_limit_s) &&
            set(CURLOPT_OPENSOCKETFUNCTION, &on_open_socket) &&
-           set(CURLOPT_HEADERFUNCTION, &on_header) && set(CURLOPT_HEADERDATA, &transfer) &&
            set(CURLOPT_WRITEFUNCTION, &on_body) && set(CURLOPT_WRITEDATA, &transfer);
 }
 
-/* As curl_easy_perform, which looks up only once a second; ends when downloads are stopped. */
+bool is_answered(CURL* curl) {
+    curl_off_t first_byte_us = 0;
+    curl_easy_getinfo(curl, CURLINFO_STARTTRANSFER_TIME_T, &first_byte_us);
+    return first_byte_us != 0;
+}
+
+/*
+ * As curl_easy_perform, but ends without an answer in time (libcurl limits the connecting and the
+ * speed alone) and when downloads are stopped (it would look but once a second).
+ */
 CURLcode perform(CURL* curl) {
     const std::unique_ptr<CURLM, CurlMultiEnd> multi(curl_multi_init());
     if (multi == nullptr || curl_multi_add_handle(multi.get(), curl) != CURLM_OK) {
         return CURLE_OUT_OF_MEMORY;
     }
+    const Clock::time_point deadline = Clock::now() + answer_limit;
     int running = 1;
-    while (!qv_downloads_stopped() && curl_multi_perform(multi.get(), &running) == CURLM_OK &&
-           running != 0) {
-        curl_multi_poll(multi.get(), nullptr, 0, stop_interval_ms, nullptr);
+    while (!qv_downloads_stopped() && (is_answered(curl) || Clock::now() < deadline) &&
+           curl_multi_perform(multi.get(), &running) == CURLM_OK && running != 0) {
+        curl_multi_poll(multi.get(), nullptr, 0, look_interval_ms, nullptr);
     }
     int pending = 0;
     const CURLMsg* const message = curl_multi_info_read(multi.get(), &pending);
-    const CURLcode result = message != nullptr ? message->data.result : CURLE_ABORTED_BY_CALLBACK;
+    const CURLcode result = message != nullptr ? message->data.result : CURLE_OPERATION_TIMEDOUT;
     curl_multi_remove_handle(multi.get(), curl);
     return result;
+}
+
+/*
+ * Whether the body marks its own end: the last coding of the final answer is chunked (RFC 9112,
+ * section 6.3). Interim answers do not count, and libcurl lets no coding pass that it cannot undo.
+ */
+bool is_chunked(CURL* curl) {
+    curl_header* header = nullptr;
+    size_t lines = 0;
+    while (curl_easy_header(curl, "Transfer-Encoding", lines, CURLH_HEADER, -1, &header) ==
+           CURLHE_OK) {
+        ++lines;
+    }
+    constexpr std::string_view chunked = "chunked";
+    const std::string_view codings = header == nullptr ? "" : header->value;
+    return codings.size() >= chunked.size() &&
+           strcasecmp(codings.data() + codings.size() - chunked.size(), chunked.data()) == 0;
 }
 
 /* Runs the transfer. Returns why the body is not known to be whole; empty when it is. */
@@ -191,7 +210,7 @@ std::string run(Transfer& transfer) {
     // A body that ends with the connection cannot be told from one that was cut short.
     curl_off_t length = -1;
     curl_easy_getinfo(transfer.curl, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
-    return length < 0 && !transfer.chunked ? "the server did not tell the length" : "";
+    return length < 0 && !is_chunked(transfer.curl) ? "the server did not tell the length" : "";
 }
 
 /* A host name or IPv4 address: nothing in it can add a user, a path or another port. */
