@@ -1,7 +1,8 @@
 /*
  * The firmware image over HTTP. It is written beside its name and takes the name only when it is
- * whole, and an older image goes first: the device's memory does not hold two, and what lies at
- * the name can be flashed without a further look.
+ * whole, and an older image goes first: the device's memory does not hold two. Whole is not yet
+ * right: the MD5 sum is for the caller to check, and an image that fails the check stays here,
+ * where command 1033 flashes it all the same.
  */
 #include "platform/download_stop.h"
 #include "platform/scoped_fd.h"
