@@ -1,50 +1,51 @@
 #include "state_machine.h"
 
 #include "agent/context.h"
+#include "broker/publish.h"
 #include "broker/session.h"
 #include "messages/report.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 
 namespace {
 
 using WallClock = std::chrono::system_clock;
+using SteadyClock = MonotonicCondition::Clock;
 using std::chrono::seconds;
 
 /// Until the wall clock's whole second that lies `wait` ahead: the fraction of the current second
-/// is dropped, so the pause is up to a second shorter, and none for 0. False, at once, when the
-/// agent stops.
+/// is dropped, so the pause is up to a second shorter, and none for 0. It ends at the latest when
+/// `wait` has passed, however the clock is stepped meanwhile. False, at once, when the agent
+/// stops.
 bool pause(AgentContext& context, seconds wait) {
-    const auto deadline = std::chrono::floor<seconds>(WallClock::now()) + wait;
+    const WallClock::time_point deadline = std::chrono::floor<seconds>(WallClock::now()) + wait;
+    const SteadyClock::time_point limit = SteadyClock::now() + wait;
     std::unique_lock guard(context.lock);
-    return !context.wake.wait_until(guard, deadline,
-                                    [&context] { return qv_agent_stopping(context); });
+    while (!qv_agent_stopping(context)) {
+        const auto end = std::min(limit, SteadyClock::now() + (deadline - WallClock::now()));
+        const uint32_t steps = context.clock_steps;
+        if (!context.wake.wait_until(
+                guard, end,
+                [&] { return qv_agent_stopping(context) || context.clock_steps != steps; }) &&
+            (WallClock::now() >= deadline || SteadyClock::now() >= limit)) {
+            return true;
+        }
+    }
+    return false;
 }
 
-/// A connect step that was asked for is due even if `state` was written since.
 AgentState next_state(AgentContext& context) {
     const std::lock_guard guard(context.lock);
-    if (context.connect_asked || context.connection_lost) {
+    if (qv_agent_connect_due(context)) {
         context.state = AGENT_STATE_CONNECT;
     }
     return context.state;
 }
 
-/// Unless the connection was lost again, or another asked for, since the connect step began.
-void enter_announce(AgentContext& context) {
-    const std::lock_guard guard(context.lock);
-    if (!context.connect_asked && !context.connection_lost) {
-        context.state = AGENT_STATE_ANNOUNCE;
-    }
-}
-
 seconds connect(AgentContext& context) {
-    if (qv_mqtt_connect(context) != 0) {
-        return seconds(5);
-    }
-    enter_announce(context);
-    return seconds(2);
+    return seconds(qv_mqtt_connect(context) == 0 ? 2 : 5);
 }
 
 seconds announce(AgentContext& context) {

@@ -1,6 +1,6 @@
 #include "broker/send_report.h"
 
-#include "broker/session.h"
+#include "broker/publish.h"
 #include "messages/report.h"
 
 #include <cstdio>

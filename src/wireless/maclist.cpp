@@ -1,6 +1,6 @@
 #include "wireless/maclist.h"
 
-#include "broker/session.h"
+#include "broker/publish.h"
 #include "messages/json_field.h"
 #include "messages/record_fields.h"
 #include "platform/zendry_common.h"

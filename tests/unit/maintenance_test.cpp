@@ -203,15 +203,58 @@ TEST_F(MaintenanceTest, Upgrades) {
 }
 
 TEST_F(MaintenanceTest, OneJobAtATimeAndNoneAtTheEnd) {
-    for (const int32_t busy : {1, 0}) {
+    set_board(MP03);
+    fake_shell().output = SUM + std::string("  IMAGE\n");
+    const struct {
+        bool worker_runs;
+        int32_t stop;
+        const char* steps;
+    } rows[] = {
+        {true, 0, ""},
+        {false, 1, ""},
+        // What a sysupgrade leaves that did not restart the device.
+        {false, 0, "201|md5sum IMAGE|202|updata_rootfs.sh IMAGE|203|reboot|"},
+    };
+    for (const auto& row : rows) {
         context.state = AGENT_STATE_RUN;
-        context.busy = busy;
-        context.stop = busy == 0;
+        context.busy = 1;
+        context.worker_runs = row.worker_runs;
+        context.stop = row.stop;
+        const std::string steps = row.steps;
         receive(upgrade_command(1032, params(SUM, "1", "1")));
-        EXPECT_EQ(steps(), "");
-        EXPECT_NE(log.find("\nQV_ERR: firmware upgrade refused: another one runs"), log.npos);
-        EXPECT_EQ(context.state, AGENT_STATE_RUN);
-        EXPECT_EQ(context.busy, busy);
+        EXPECT_EQ(this->steps(), steps);
+        const bool refused = steps.empty();
+        EXPECT_EQ(log.find("\nQV_ERR: firmware upgrade refused: another one runs") != log.npos,
+                  refused);
+        EXPECT_EQ(context.state, refused ? AGENT_STATE_RUN : AGENT_STATE_BUSY);
+        EXPECT_EQ(context.busy, refused ? 1 : 0);
+        EXPECT_EQ(context.worker_runs, row.worker_runs);
+    }
+}
+
+TEST_F(MaintenanceTest, NoStepOfAnUpgradeBeginsAtTheEnd) {
+    set_board(MP03);
+    fake_shell().output = SUM + std::string("  IMAGE\n");
+    const struct {
+        const char* last_step; ///< the agent is asked to end while it runs
+        const char* steps;
+        int32_t result;
+    } rows[] = {
+        {"", "-1|", 1},
+        {"file_request", "-2|", 2},
+        {"md5sum", "md5sum IMAGE|-3|", 3},
+        {"updata_rootfs.sh", "md5sum IMAGE|202|updata_rootfs.sh IMAGE|203|reboot|", 203},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.last_step);
+        context.stop = *row.last_step == '\0';
+        const std::string last = row.last_step;
+        fake().during_file_request = [&] { context.stop = context.stop || last == "file_request"; };
+        fake_shell().during = [&](const std::string& command) {
+            context.stop = context.stop || command.starts_with(last);
+        };
+        EXPECT_EQ(run_command(1002, upgrade_command(1002, params(SUM, "1", "1"))), row.result);
+        EXPECT_EQ(steps(), row.steps);
     }
 }
 
