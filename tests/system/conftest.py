@@ -78,6 +78,21 @@ def agent(broker, wifi_manager, start_agent):
 
 
 @pytest.fixture
+def link(store):
+    """The agent's way to the broker, not the controller's."""
+    way = harness.Link(1884)
+    harness.edit_store("system", "option port '1883'", f"option port '{way.port}'")
+    yield way
+    way.close()
+
+
+@pytest.fixture
+def linked_agent(link, agent):
+    """An agent with a session over the link, and nobody who has spoken to it yet."""
+    return agent
+
+
+@pytest.fixture
 def device_tools():
     """The stand-ins as they come, and their calls forgotten."""
     for file in (harness.AP_DIR / "tools").iterdir():
