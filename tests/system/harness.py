@@ -406,6 +406,83 @@ class StandInBroker:
         self._thread.join(5)
 
 
+class Link:
+    """A way to the broker on a port of its own, which a test can cut, shut, and hold still.
+
+    Whoever is led over it by the store loses only this way: the broker and everybody else go on.
+    """
+
+    def __init__(self, port):
+        self.port = port
+        self.accepted = []
+        self.up, self.down = threading.Event(), threading.Event()  # cleared: held in that direction
+        self._ends = []
+        self._listener = None
+        self.go_on()
+        self.open()
+
+    def open(self):
+        self._listener = socket.create_server(("127.0.0.1", self.port))
+        threading.Thread(target=self._serve, args=(self._listener,), daemon=True).start()
+
+    def shut(self):
+        """New connections are refused."""
+        if self._listener is not None:
+            self._listener.shutdown(socket.SHUT_RDWR)
+            self._listener.close()
+            self._listener = None
+
+    def cut(self):
+        """Ends every connection, as a broker does that goes down."""
+        ends, self._ends = self._ends, []
+        for end in ends:
+            self._end(end)
+
+    def hold(self):
+        """Connections are made and kept, and nothing passes."""
+        self.up.clear()
+        self.down.clear()
+
+    def go_on(self):
+        self.up.set()
+        self.down.set()
+
+    def close(self):
+        self.cut()
+        self.go_on()
+        self.shut()
+
+    def _serve(self, listener):
+        while True:
+            try:
+                near, _ = listener.accept()
+            except OSError:
+                return
+            self.accepted.append(time.monotonic())
+            far = socket.create_connection(("127.0.0.1", 1883))
+            self._ends += [near, far]
+            for source, sink, gate in ((near, far, self.up), (far, near, self.down)):
+                sink.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+                threading.Thread(target=self._pass, args=(source, sink, gate), daemon=True).start()
+
+    def _pass(self, source, sink, gate):
+        try:
+            while data := source.recv(1 << 20):
+                gate.wait()
+                sink.sendall(data)
+        except OSError:
+            pass
+        self._end(source)
+        self._end(sink)
+
+    @staticmethod
+    def _end(end):
+        try:
+            end.shutdown(socket.SHUT_RDWR)
+        except OSError:
+            pass  # has ended already
+
+
 def store_option(package, section, option):
     """The value of one option of a named section in the configuration store, or None."""
     current = None
