@@ -15,8 +15,12 @@ std::string_view qv_field_text(std::span<const char> field);
 /// width or longer leaves no terminator.
 void qv_set_field_text(std::span<char> field, std::string_view text);
 
+/// Most bytes of a UTF-8 character behind its first.
+inline constexpr size_t UTF8_TAIL_MAX = 3;
+
 /// Length in bytes of the longest beginning of `text` that has at most `limit` bytes and does not
-/// end inside a UTF-8 character (RFC 3629); what is not UTF-8 is cut at the limit.
+/// end inside a UTF-8 character (RFC 3629); what is not UTF-8 is cut at the limit. A longer text
+/// must be given with UTF8_TAIL_MAX bytes behind the limit; the rest does not matter.
 size_t qv_utf8_cut(std::string_view text, size_t limit);
 
 /// A JSON string of the text. What is not UTF-8 (RFC 3629) is replaced by U+FFFD, one for each
