@@ -56,14 +56,14 @@ const std::span<const FwField> qv_fw_fields = FIELDS;
 
 FwParamsResult qv_json_parse_msg_get_fw_params(FwParams& params, const char* payload,
                                                uint32_t length) {
-    const std::string_view text(payload, strnlen(payload, length));
-    log_unusual_bytes(text);
-    printf("payload:%s\n", payload);
-    if (length > FW_COMMAND_MAX) {
+    if (length > FW_COMMAND_MAX) { // before a line for each of its bytes
         printf("QV_ERR: firmware upgrade refused: command text longer than %u bytes\n",
                FW_COMMAND_MAX);
         return FwParamsResult::too_long;
     }
+    const std::string_view text(payload, strnlen(payload, length));
+    log_unusual_bytes(text);
+    printf("payload:%s\n", payload);
     const JsonPtr root = inet_recv_request(text.data(), static_cast<uint32_t>(text.size()));
     return read_fields(params, qv_json_path(root.get(), {"data", "fw_params"}));
 }

@@ -228,6 +228,13 @@ TEST_F(MaintenanceTest, UpgradeLog) {
                   "QV: flashing command: updata_rootfs.sh IMAGE\nshell: updata_rootfs.sh IMAGE\n"
                   "QV: reboot now:-203,1\nshell: reboot\n");
 
+    // One line for a text that is too long, whatever its bytes.
+    const std::string tabs(301, '\t');
+    run_command(1002, tabs);
+    EXPECT_EQ(without_reports(log),
+              "plyload: " + tabs + "\n-------------------------------\n" +
+                  "QV_ERR: firmware upgrade refused: command text longer than 300 bytes\n");
+
     // A queued text ends at its first NUL, while its length is the received one.
     const ControllerMsgPtr cut = qv_new_controller_msg(context, 1002, "{}", 250);
     const auto row = std::ranges::find(context.commands, 1002, &Command::type);
