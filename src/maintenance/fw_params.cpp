@@ -1,6 +1,7 @@
 #include "maintenance/fw_params.h"
 
 #include "messages/json_field.h"
+#include "messages/text.h"
 
 #include <cstdio>
 #include <cstring>
@@ -31,14 +32,11 @@ void log_unusual_bytes(std::string_view text) {
     }
 }
 
-bool fits(json_object* fw_params, const char* key, std::span<const char> destination) {
-    return qv_json_value_text(qv_json_member(fw_params, key)).size() < destination.size();
-}
-
 FwParamsResult read_fields(FwParams& params, json_object* fw_params) {
     for (const FwField& row : FIELDS) {
         const std::span<char> destination = row.field(params);
-        if (!fits(fw_params, row.key, destination)) {
+        if (!qv_text_fits(qv_json_value_text(qv_json_member(fw_params, row.key)),
+                          destination.size())) {
             printf("QV_ERR: firmware upgrade refused: %s longer than %zu bytes\n", row.key,
                    destination.size() - 1);
             return FwParamsResult::too_long;

@@ -66,6 +66,10 @@ JsonPtr new_string(std::string_view text) {
 
 } // namespace
 
+bool qv_text_fits(std::string_view text, size_t capacity) {
+    return text.size() < capacity && text.find('\0') == text.npos;
+}
+
 std::string_view qv_field_text(std::span<const char> field) {
     return {field.data(), strnlen(field.data(), field.size())};
 }

@@ -8,6 +8,10 @@
 #include <span>
 #include <string_view>
 
+/// Whether the text fits in so many bytes with a NUL behind it and is all there up to that NUL: one
+/// with a NUL in it fits nowhere.
+bool qv_text_fits(std::string_view text, size_t capacity);
+
 /// Text of a fixed-width field: up to its first NUL, or its full width.
 std::string_view qv_field_text(std::span<const char> field);
 

@@ -157,6 +157,10 @@ std::vector<Upgrade> upgrades() {
          .md5_output = "abcdef  image\n"},
         {.fw_params = no_sum, .steps = wrong_sum, .result = 2, .request = "0 i", .md5_output = ""},
         {.fw_params = "", .steps = "-1|", .result = 1, .request = "0 ", .download = 1},
+        {.fw_params = R"("image_name":"i\u0000mg")",
+         .steps = "-1|",
+         .result = 1,
+         .request = nullptr},
     };
 }
 
