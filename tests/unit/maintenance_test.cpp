@@ -161,6 +161,12 @@ std::vector<Upgrade> upgrades() {
          .steps = "-1|",
          .result = 1,
          .request = nullptr},
+        // 8080 more than 2 to the power of 32.
+        {.fw_params = R"("image_name":"i","md5sum":"","server_ip":"","server_port":"4294975376")",
+         .steps = "-1|",
+         .result = 1,
+         .request = "2147483647 i",
+         .download = 1},
     };
 }
 
