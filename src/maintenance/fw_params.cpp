@@ -1,6 +1,7 @@
 #include "maintenance/fw_params.h"
 
 #include "messages/json_field.h"
+#include "messages/text.h"
 
 #include <cstdio>
 #include <cstring>
@@ -31,14 +32,11 @@ void log_unusual_bytes(std::string_view text) {
     }
 }
 
-bool fits(json_object* fw_params, const char* key, std::span<const char> destination) {
-    return qv_json_value_text(qv_json_member(fw_params, key)).size() < destination.size();
-}
-
 FwParamsResult read_fields(FwParams& params, json_object* fw_params) {
     for (const FwField& row : FIELDS) {
         const std::span<char> destination = row.field(params);
-        if (!fits(fw_params, row.key, destination)) {
+        if (!qv_text_fits(qv_json_value_text(qv_json_member(fw_params, row.key)),
+                          destination.size())) {
             printf("QV_ERR: firmware upgrade refused: %s longer than %zu bytes\n", row.key,
                    destination.size() - 1);
             return FwParamsResult::too_long;
@@ -56,14 +54,14 @@ const std::span<const FwField> qv_fw_fields = FIELDS;
 
 FwParamsResult qv_json_parse_msg_get_fw_params(FwParams& params, const char* payload,
                                                uint32_t length) {
-    const std::string_view text(payload, strnlen(payload, length));
-    log_unusual_bytes(text);
-    printf("payload:%s\n", payload);
-    if (length > FW_COMMAND_MAX) {
+    if (length > FW_COMMAND_MAX) { // before a line for each of its bytes
         printf("QV_ERR: firmware upgrade refused: command text longer than %u bytes\n",
                FW_COMMAND_MAX);
         return FwParamsResult::too_long;
     }
+    const std::string_view text(payload, strnlen(payload, length));
+    log_unusual_bytes(text);
+    printf("payload:%s\n", payload);
     const JsonPtr root = inet_recv_request(text.data(), static_cast<uint32_t>(text.size()));
     return read_fields(params, qv_json_path(root.get(), {"data", "fw_params"}));
 }

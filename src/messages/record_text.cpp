@@ -43,11 +43,8 @@ bool append(printbuf& text, const Parts&... parts) {
 }
 
 bool append_value(printbuf& text, json_object* value) {
-    size_t length = 0;
-    const char* const printed =
-        json_object_to_json_string_length(value, JSON_C_TO_STRING_SPACED, &length);
-    return value != nullptr && printed != nullptr &&
-           append(text, std::string_view(printed, length));
+    const char* const printed = qv_json_to_string(value);
+    return printed != nullptr && append(text, printed);
 }
 
 /// Whether json-c prints the text as it is: ASCII without anything to escape.

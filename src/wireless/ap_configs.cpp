@@ -2,12 +2,14 @@
 
 #include "messages/json_field.h"
 #include "messages/record_fields.h"
+#include "messages/text.h"
 #include "wifimgr/channel.h"
 #include "wireless/record_tables.h"
 
 #include <cstdio>
 #include <cstring>
 #include <iterator>
+#include <string_view>
 
 namespace {
 
@@ -49,9 +51,9 @@ ApConfigsReading read_fields(json_object* object, std::span<std::byte> record,
                              std::span<const ApConfigsField> fields, const Place& place) {
     for (const ApConfigsField& field : fields) {
         if (field.type == FIELD_TYPE_STRING) {
-            const size_t length = qv_json_value_text(qv_json_member(object, field.key)).size();
-            if (length >= field.width) {
-                return refuse(place, field.key, length, field.width - size_t{1});
+            const std::string_view text = qv_json_value_text(qv_json_member(object, field.key));
+            if (!qv_text_fits(text, field.width)) {
+                return refuse(place, field.key, text.size(), field.width - size_t{1});
             }
         }
         if (map_json_field_to_value(object, field.type, field.key, destination(record, field)) !=

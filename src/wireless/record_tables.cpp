@@ -50,10 +50,11 @@ static_assert(qv_fields_fit(FREQUENCY_FIELDS, sizeof(FreqListEntry)));
 
 JsonPtr new_freqlist(std::span<const std::byte> record) {
     const auto vap = qv_record_of<VapRecord>(record);
+    const auto used = qv_listed(vap.freqlist, vap.freqlist_len / sizeof(FreqListEntry));
     JsonPtr list(json_object_new_array());
-    if (list != nullptr) {
-        qv_append_records(list.get(), vap.freqlist, vap.freqlist_len / sizeof(FreqListEntry),
-                          FREQUENCY_FIELDS);
+    if (list == nullptr || qv_append_record_text(list.get(), std::as_bytes(used), sizeof used[0],
+                                                 FREQUENCY_FIELDS) != std::ssize(used)) {
+        return nullptr;
     }
     return list;
 }

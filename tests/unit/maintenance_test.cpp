@@ -157,6 +157,16 @@ std::vector<Upgrade> upgrades() {
          .md5_output = "abcdef  image\n"},
         {.fw_params = no_sum, .steps = wrong_sum, .result = 2, .request = "0 i", .md5_output = ""},
         {.fw_params = "", .steps = "-1|", .result = 1, .request = "0 ", .download = 1},
+        {.fw_params = R"("image_name":"i\u0000mg")",
+         .steps = "-1|",
+         .result = 1,
+         .request = nullptr},
+        // 8080 more than 2 to the power of 32.
+        {.fw_params = R"("image_name":"i","md5sum":"","server_ip":"","server_port":"4294975376")",
+         .steps = "-1|",
+         .result = 1,
+         .request = "2147483647 i",
+         .download = 1},
     };
 }
 
@@ -271,6 +281,13 @@ TEST_F(MaintenanceTest, UpgradeLog) {
                   "QV: flashing command: updata_rootfs.sh IMAGE\nshell: updata_rootfs.sh IMAGE\n"
                   "QV: reboot now:-203,1\nshell: reboot\n");
 
+    // One line for a text that is too long, whatever its bytes.
+    const std::string tabs(301, '\t');
+    run_command(1002, tabs);
+    EXPECT_EQ(without_reports(log),
+              "plyload: " + tabs + "\n-------------------------------\n" +
+                  "QV_ERR: firmware upgrade refused: command text longer than 300 bytes\n");
+
     // A queued text ends at its first NUL, while its length is the received one.
     const ControllerMsgPtr cut = qv_new_controller_msg(context, 1002, "{}", 250);
     const auto row = std::ranges::find(context.commands, 1002, &Command::type);
@@ -324,6 +341,20 @@ TEST_F(MaintenanceTest, Clock) {
         {"9223372036854775807", nullptr},
         {"-9223372036854775808", nullptr},
         {"\"soon\"", nullptr},
+        {"\"-1500\"", "1969-12-31 23:59:59"},
+        {"\"+1700000000999\"", "2023-11-14 22:13:20"},
+        {"1.7e12", "2023-11-14 22:13:20"},
+        {"-1500.9", "1969-12-31 23:59:59"},
+        {"\"12abc\"", nullptr},
+        {"\"0x10\"", nullptr},
+        {"\"1.7e12\"", nullptr},
+        {"\" 1700000000999\"", nullptr},
+        {"\"1700000000999 \"", nullptr},
+        {"\"1700000000999\\u00000\"", nullptr},
+        {"\"-\"", nullptr},
+        {"\"+-1500\"", nullptr},
+        {"\"\"", nullptr},
+        {"\"99999999999999999999\"", nullptr},
         {"null", nullptr},
         {"true", nullptr},
         {"[1700000000999]", nullptr},
