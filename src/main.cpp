@@ -47,7 +47,7 @@ constexpr std::chrono::seconds IDENTITY_PATIENCE{60};
 void* controller_thread(void* agent_context) {
     auto& context = *static_cast<AgentContext*>(agent_context);
     qv_agent_controller_thread(&context);
-    if (!qv_agent_stops_before(context, MonotonicCondition::Clock::now() + IDENTITY_PATIENCE)) {
+    if (!qv_agent_stops_within(context, IDENTITY_PATIENCE)) {
         puts("QV_ERR: device identity unreadable for 60 s, the agent ends");
         context.failed = 1;
         qv_agent_stop(context);

@@ -4,36 +4,48 @@
 #include "broker/publish.h"
 #include "broker/session.h"
 #include "messages/report.h"
+#include "platform/scoped_fd.h"
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <poll.h>
+#include <sys/timerfd.h>
 
 namespace {
 
 using WallClock = std::chrono::system_clock;
-using SteadyClock = MonotonicCondition::Clock;
 using std::chrono::seconds;
+
+/// A timer of the wall clock: it fires when that clock shows the time, also because it was set
+/// (timerfd_create(2)).
+class WallTimer {
+public:
+    void set(seconds since_1970) {
+        itimerspec time{};
+        time.it_value.tv_sec = static_cast<time_t>(since_1970.count());
+        timerfd_settime(timer_.get(), TFD_TIMER_ABSTIME, &time, nullptr);
+    }
+    [[nodiscard]] int descriptor() const {
+        return timer_.get();
+    }
+
+private:
+    ScopedFd timer_{timerfd_create(CLOCK_REALTIME, TFD_CLOEXEC | TFD_NONBLOCK)};
+};
 
 /// Until the wall clock's whole second that lies `wait` ahead: the fraction of the current second
 /// is dropped, so the pause is up to a second shorter, and none for 0. It ends at the latest when
-/// `wait` has passed, however the clock is stepped meanwhile. False, at once, when the agent
+/// `wait` has passed, however far the clock is set back meanwhile. False, at once, when the agent
 /// stops.
-bool pause(AgentContext& context, seconds wait) {
-    const WallClock::time_point deadline = std::chrono::floor<seconds>(WallClock::now()) + wait;
-    const SteadyClock::time_point limit = SteadyClock::now() + wait;
-    std::unique_lock guard(context.lock);
-    while (!qv_agent_stopping(context)) {
-        const auto end = std::min(limit, SteadyClock::now() + (deadline - WallClock::now()));
-        const uint32_t steps = context.clock_steps;
-        if (!context.wake.wait_until(
-                guard, end,
-                [&] { return qv_agent_stopping(context) || context.clock_steps != steps; }) &&
-            (WallClock::now() >= deadline || SteadyClock::now() >= limit)) {
-            return true;
-        }
-    }
-    return false;
+bool pause(const AgentContext& context, WallTimer& timer, seconds wait) {
+    const auto now = std::chrono::floor<seconds>(WallClock::now());
+    timer.set(now.time_since_epoch() + wait);
+    pollfd ends[] = {
+        {.fd = timer.descriptor(), .events = POLLIN, .revents = 0},
+        {.fd = context.stopped.get(), .events = POLLIN, .revents = 0},
+    };
+    poll(ends, std::size(ends), static_cast<int>(std::chrono::milliseconds(wait).count()));
+    return !qv_agent_stopping(context);
 }
 
 AgentState next_state(AgentContext& context) {
@@ -76,8 +88,9 @@ bool queue_periodic_requests(AgentContext& context) {
 
 int32_t qv_agent_state_machine(AgentContext& context) {
     context.state = AGENT_STATE_CONNECT;
+    WallTimer timer;
     seconds wait{0};
-    while (pause(context, wait)) {
+    while (pause(context, timer, wait)) {
         const AgentState state = next_state(context);
         printf("sm->state:%d\n", state);
         switch (state) {

@@ -2,6 +2,11 @@
 
 #include "platform/download_stop.h"
 
+#include <poll.h>
+#include <sys/eventfd.h>
+
+AgentContext::AgentContext() : stopped(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+
 void qv_agent_set_state(AgentContext& context, AgentState state) {
     const std::lock_guard guard(context.lock);
     context.state = state;
@@ -13,21 +18,15 @@ void qv_agent_stop(AgentContext& context) {
         context.stop = 1;
     }
     context.wake.notify_all();
+    eventfd_write(context.stopped.get(), 1);
     sem_post(&context.queue.semaphore);
     qv_stop_downloads();
 }
 
-bool qv_agent_stops_before(AgentContext& context, MonotonicCondition::Clock::time_point deadline) {
-    std::unique_lock guard(context.lock);
-    return context.wake.wait_until(guard, deadline, [&] { return qv_agent_stopping(context); });
-}
-
-void qv_agent_clock_set(AgentContext& context) {
-    {
-        const std::lock_guard guard(context.lock);
-        ++context.clock_steps;
-    }
-    context.wake.notify_all();
+bool qv_agent_stops_within(const AgentContext& context, std::chrono::milliseconds limit) {
+    pollfd stopped{.fd = context.stopped.get(), .events = POLLIN, .revents = 0};
+    poll(&stopped, 1, static_cast<int>(limit.count()));
+    return qv_agent_stopping(context);
 }
 
 bool qv_agent_stopping(const AgentContext& context) {

@@ -8,11 +8,13 @@
 #include "agent/message_queue.h"
 #include "agent/report_kind.h"
 #include "platform/monotonic_condition.h"
+#include "platform/scoped_fd.h"
 #include "platform/thread.h"
 #include "platform/zendry_common.h"
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <mutex>
 #include <span>
@@ -42,18 +44,20 @@ using MsgHandler = int32_t(AgentContext& context, const char* topic, const char*
                            uint32_t length);
 
 struct AgentContext {
+    AgentContext();
+
     std::atomic<AgentState> state{AGENT_STATE_CONNECT};
 
     /// Guards the writes of `state` by other threads than the main loop's and what follows up to
     /// `worker_runs`; also the mutex of the main loop's waits. Never held across a handler.
     std::mutex lock;
-    MonotonicCondition wake;  ///< the agent stops, a connection was made, the clock was set
-    uint32_t clock_steps = 0; ///< how often the agent has set the clock
-    int32_t busy = 0;         ///< 1 while a firmware job of command 1032 runs
+    MonotonicCondition wake; ///< the agent stops, or a connection was made
+    int32_t busy = 0;        ///< 1 while a firmware job of command 1032 runs
     ConnectMarks marks;
     bool worker_runs = false; ///< `worker` has a firmware job, or its reboot, to end yet
 
     std::atomic<int32_t> stop{0};   ///< set once, by qv_agent_stop
+    ScopedFd stopped;               ///< eventfd, readable once it is set
     std::atomic<int32_t> failed{0}; ///< 1 when it stops because it is of no use any more
 
     Thread reader;     ///< qv_local_recv_thread
@@ -85,11 +89,8 @@ void qv_agent_set_state(AgentContext& context, AgentState state);
 /// command and no step of an upgrade begins from here on; a tool under way is not disturbed.
 void qv_agent_stop(AgentContext& context);
 
-/// Waits for the stop, until the deadline at most. Whether the agent stops.
-bool qv_agent_stops_before(AgentContext& context, MonotonicCondition::Clock::time_point deadline);
-
-/// The agent has set the wall clock: the main loop looks at its deadline again.
-void qv_agent_clock_set(AgentContext& context);
+/// Waits for the stop, for so long at most. Whether the agent stops.
+bool qv_agent_stops_within(const AgentContext& context, std::chrono::milliseconds limit);
 
 bool qv_agent_stopping(const AgentContext& context);
 

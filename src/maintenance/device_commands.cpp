@@ -1,6 +1,5 @@
 #include "maintenance/device_commands.h"
 
-#include "agent/context.h"
 #include "messages/json_field.h"
 #include "messages/text.h"
 #include "platform/shell.h"
@@ -65,7 +64,7 @@ int32_t qv_json_parse_msg_get_timestamp(std::optional<int64_t>& seconds, const c
     return 0;
 }
 
-int32_t qv_set_system_time(AgentContext& context, const char* payload, uint32_t length) {
+int32_t qv_set_system_time(AgentContext& /*context*/, const char* payload, uint32_t length) {
     printf("SUB MSG: payload=%s\n", payload);
     std::optional<int64_t> seconds;
     qv_json_parse_msg_get_timestamp(seconds, payload, length);
@@ -78,7 +77,6 @@ int32_t qv_set_system_time(AgentContext& context, const char* payload, uint32_t 
     snprintf(command, sizeof command, "date -s \"%s\"", local_time);
     printf("QV: update time command: %s\n", command);
     qv_run_shell(command);
-    qv_agent_clock_set(context);
     return 0;
 }
 

@@ -14,6 +14,7 @@
 #include <pthread.h>
 #include <sys/mman.h>
 #include <sys/time.h>
+#include <sys/timerfd.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -53,7 +54,13 @@ struct Waiter {
     int64_t due = 0;
 };
 
+struct Timer {
+    int descriptor = -1;
+    int64_t due = 0; ///< 0 when it is not set
+};
+
 std::mutex lock; // guards what follows
+Timer timer;     ///< the one that was set to a time of the wall clock
 std::array<Waiter, 64> waiters;
 std::array<const pthread_cond_t*, 64> monotonic; ///< conditions that were made with that clock
 
@@ -73,11 +80,27 @@ void leave(Waiter& waiter) {
     waiter.condition = nullptr;
 }
 
+int set_timer(int descriptor, int flags, const itimerspec* time, itimerspec* before) {
+    static auto* const function =
+        original<int(int, int, const itimerspec*, itimerspec*)>("timerfd_settime");
+    return function(descriptor, flags, time, before);
+}
+
+/// With the lock held.
+void fire_when_due(int64_t now) {
+    if (timer.due != 0 && now >= timer.due) {
+        constexpr itimerspec AT_ONCE{.it_interval = {}, .it_value = {.tv_sec = 0, .tv_nsec = 1}};
+        set_timer(timer.descriptor, 0, &AT_ONCE, nullptr);
+        timer.due = 0;
+    }
+}
+
 void* watch(void* /*argument*/) {
     for (;;) {
         nanosleep(&LOOK, nullptr);
         const std::lock_guard guard(lock);
         const int64_t now = wall_clock();
+        fire_when_due(now);
         for (const Waiter& waiter : waiters) {
             if (waiter.condition != nullptr && now >= waiter.due) {
                 pthread_cond_broadcast(waiter.condition);
@@ -186,6 +209,17 @@ int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, cl
             "pthread_cond_clockwait");
     return clock == CLOCK_REALTIME ? wait_until(condition, mutex, *until)
                                    : function(condition, mutex, clock, until);
+}
+
+int timerfd_settime(int descriptor, int flags, const itimerspec* time,
+                    itimerspec* before) noexcept {
+    if ((flags & TFD_TIMER_ABSTIME) == 0) {
+        return set_timer(descriptor, flags, time, before);
+    }
+    const std::lock_guard guard(lock);
+    constexpr itimerspec NEVER{};
+    timer = {descriptor, nanoseconds(time->it_value)};
+    return set_timer(descriptor, 0, &NEVER, before); // the watch fires it
 }
 
 } // extern "C"
