@@ -266,8 +266,8 @@ class MqttClient:
         self._client.publish(topic, payload)
 
     def close(self):
+        self._client.disconnect()  # first: this wakes the loop, which otherwise looks once a second
         self._client.loop_stop()
-        self._client.disconnect()
 
 
 class Controller(MqttClient):
