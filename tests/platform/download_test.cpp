@@ -17,7 +17,9 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <netinet/in.h>
+#include <poll.h>
 #include <string>
+#include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <thread>
@@ -235,8 +237,9 @@ TEST_F(DownloadMute, TheServerHasTenSecondsToAnswer) {
     }
 }
 
-// Downloads stay stopped: this needs a process of its own.
+// Downloads stay stopped: each of these needs a process of its own.
 using DownloadStop = Download;
+using DownloadStopInLookup = Download;
 
 TEST_F(DownloadStop, EndsTheOneUnderWayWithinASecondAndRefusesLaterOnes) {
     Clock::time_point stop;
@@ -253,6 +256,25 @@ TEST_F(DownloadStop, EndsTheOneUnderWayWithinASecondAndRefusesLaterOnes) {
     EXPECT_NE(request("fw.img"), 0);
     EXPECT_EQ(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC), -1); // nobody was asked
     EXPECT_FALSE(std::filesystem::exists(image));
+}
+
+TEST_F(DownloadStopInLookup, DoesNotWaitForASilentNameServer) {
+    const ScopedFd name_server(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const sockaddr_in address{AF_INET, htons(53), {htonl(INADDR_LOOPBACK)}, {}};
+    ASSERT_EQ(bind(name_server.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address),
+              0);
+    std::ofstream("/tmp/resolv.conf") << "nameserver 127.0.0.1\n";
+    ASSERT_EQ(mount("/tmp/resolv.conf", "/etc/resolv.conf", nullptr, MS_BIND, nullptr), 0);
+    Clock::time_point stop;
+    server_ = std::thread([&] {
+        pollfd query{name_server.get(), POLLIN, 0};
+        EXPECT_EQ(poll(&query, 1, 5000), 1);
+        stop = Clock::now();
+        qv_stop_downloads();
+    });
+    EXPECT_NE(file_request("host.example", port_, "fw.img"), 0);
+    server_.join();
+    EXPECT_LT(Clock::now() - stop, 1s);
 }
 
 } // namespace
