@@ -164,6 +164,7 @@ TEST_F(UciStore, BrokerEntryIsCreatedStoredAndReadBack) {
     EXPECT_EQ(uci_set_system_broker_status(0), -1); // creates nothing
     EXPECT_EQ(files_in_store(), 0U);
     EXPECT_EQ(uci_add_section_system_config("conf", "broker"), 0);
+    EXPECT_EQ(read_package("system"), ""); // no entry without an address, at no time
     BrokerConfig settings{1883, "127.0.0.1"};
     EXPECT_EQ(uci_set_system_broker_config("broker", settings), 0);
     EXPECT_EQ(uci_set_system_broker_status(1), 0);
@@ -183,6 +184,43 @@ TEST_F(UciStore, BrokerEntryIsCreatedStoredAndReadBack) {
     EXPECT_EQ(about().st_ino, before.st_ino);
     EXPECT_EQ(uci_set_system_broker_status(0), 0);
     EXPECT_NE(about().st_ino, before.st_ino);
+}
+
+TEST_F(UciStore, AnEntryThatLeadsNowhereCountsAsNone) {
+    const struct {
+        const char* text;
+        int32_t exists;
+    } table[] = {
+        {"config conf broker", -1},
+        {"config conf broker; option status 0", -1},
+        {"config conf broker; option host ''; option port ''", -1},
+        {"config conf other; option host a; option port 1883", -1},
+        {"config conf broker; option host a", 0}, // left to whoever wrote it
+        {"config conf broker; option port 1883", 0},
+    };
+    for (const auto& row : table) {
+        write_package("system", row.text);
+        ASSERT_EQ(uciInit(), 0);
+        EXPECT_EQ(uciSectionExist("system", "conf", "broker"), row.exists) << row.text;
+        uciDestroy();
+        EXPECT_EQ(uci_set_system_broker_status(0), row.exists) << row.text;
+    }
+}
+
+TEST_F(UciStore, ASectionOfAnotherTypeStaysAsItIs) {
+    const std::string text = "config timeserver 'broker'\n\toption host 'time.test'\n";
+    write_package("system", text);
+    testing::internal::CaptureStdout();
+    ASSERT_EQ(uciInit(), 0);
+    EXPECT_EQ(uciSectionExist("system", "conf", "broker"), -1);
+    uciDestroy();
+    EXPECT_EQ(uci_add_section_system_config("conf", "broker"), -1);
+    EXPECT_EQ(uci_set_system_broker_config("broker", {1883, "127.0.0.1"}), -1);
+    EXPECT_EQ(uci_set_system_broker_status(1), -1);
+    fflush(stdout);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "QV_ERR: system.broker is no section of type conf and cannot become one\n");
+    EXPECT_EQ(read_package("system"), text);
 }
 
 TEST_F(UciStore, UnusableBrokerSettingsAreRefused) {
