@@ -33,9 +33,10 @@ int32_t qv_ctrl_send_wifi_mgr_msg(const void* request, uint32_t request_length, 
                                   uint32_t reply_capacity);
 
 /*
- * Opens the configuration store for the calling thread; other threads and processes wait until
- * uciDestroy. Returns 0 when the store can be used; after any other result the calls below fail
- * and uciDestroy does nothing.
+ * Opens the configuration store for the calling thread. A package belongs to it from its first use
+ * until uciDestroy: others wait for it, at most 5 seconds, after which their call fails. Returns 0
+ * when the store can be used; after any other result the calls below fail and uciDestroy does
+ * nothing.
  */
 int32_t uciInit(void);
 
