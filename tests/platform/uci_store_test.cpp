@@ -86,11 +86,13 @@ TEST_F(UciStore, BadPackagesAreReportedAndNeverWritten) {
         EXPECT_EQ(uciSectionExist(name, "conf", "broker"), -2) << name;
     }
     EXPECT_EQ(uciSectionExist("absent", "conf", "broker"), -1);
+    EXPECT_EQ(uciSet("absent", "@system[0]", "notes", "roof"), -1);
     uciDestroy();
     fflush(stdout);
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "QV_ERR: " + package_path("system") + ":2: quote not closed\n" +
-                  "QV_ERR: " + package_path("folder") + ": Is a directory\n");
+                  "QV_ERR: " + package_path("folder") + ": Is a directory\n" +
+                  "QV_ERR: absent.@system[0].notes not set: no such section, or no room\n");
     EXPECT_EQ(read_package("system"), broken);
 }
 
