@@ -10,6 +10,7 @@
 #include <arpa/inet.h>
 #include <chrono>
 #include <cstdlib>
+#include <curl/curlver.h>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -259,6 +260,9 @@ TEST_F(DownloadStop, EndsTheOneUnderWayWithinASecondAndRefusesLaterOnes) {
 }
 
 TEST_F(DownloadStopInLookup, DoesNotWaitForASilentNameServer) {
+    if (LIBCURL_VERSION_NUM < 0x075700 || getenv("AP_DIR") == nullptr) {
+        GTEST_SKIP() << "needs libcurl 7.87, and a simulated access point around it";
+    }
     const ScopedFd name_server(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     const sockaddr_in address{AF_INET, htons(53), {htonl(INADDR_LOOPBACK)}, {}};
     ASSERT_EQ(bind(name_server.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address),

@@ -9,6 +9,7 @@
 #include "platform/zendry_common.h"
 #include "platform/zendry_common/file_io.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
@@ -36,6 +37,9 @@ constexpr long slow_limit_s = 30;     // this long below slow_rate, and the tran
 constexpr long slow_rate = 1;         // bytes per second
 constexpr int look_interval_ms = 200; // between two looks at the clock and the stop
 constexpr long http_ok = 200;
+
+/* CURLOPT_QUICK_EXIT since libcurl 7.87; an older one refuses it, and waits for its name server. */
+constexpr auto quick_exit = static_cast<CURLoption>(CURLOPTTYPE_LONG + 322);
 
 struct CurlText {
     void operator()(char* text) const {
@@ -105,13 +109,43 @@ private:
 struct Transfer {
     CURL* curl = nullptr;
     int fd = -1;
-    int write_error = 0; /* errno */
+    int write_error = 0;  /* errno */
+    bool chunked = false; /* the body marks its own end */
 };
 
 long http_status(CURL* curl) {
     long status = 0;
     curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
     return status;
+}
+
+/* Without the white space around it. */
+std::string_view trimmed(std::string_view text) {
+    constexpr std::string_view blanks = " \t\r\n";
+    const size_t first = std::min(text.find_first_not_of(blanks), text.size());
+    const size_t last = text.find_last_not_of(blanks) + 1;
+    return text.substr(first, std::max(first, last) - first);
+}
+
+bool is_same(std::string_view text, std::string_view word) {
+    return text.size() == word.size() && strncasecmp(text.data(), word.data(), word.size()) == 0;
+}
+
+/*
+ * Whether the last coding of the final answer is chunked (RFC 9112, section 6.3): every answer
+ * begins with its status line, interim ones too. libcurl lets no coding pass that it cannot undo.
+ */
+size_t on_header(char* data, size_t /*one*/, size_t count, void* user) {
+    bool& chunked = static_cast<Transfer*>(user)->chunked;
+    const std::string_view line(data, count);
+    const size_t colon = line.find(':');
+    if (line.starts_with("HTTP/")) {
+        chunked = false;
+    } else if (colon != line.npos && is_same(line.substr(0, colon), "Transfer-Encoding")) {
+        const std::string_view codings = line.substr(colon + 1);
+        chunked = is_same(trimmed(codings.substr(codings.rfind(',') + 1)), "chunked");
+    }
+    return count;
 }
 
 /* Anything but the count ends the transfer: no use in an error page, or with a full disk. */
@@ -138,13 +172,13 @@ bool prepare(Transfer& transfer, const std::string& url) {
     const auto set = [curl](CURLoption option, auto value) {
         return curl_easy_setopt(curl, option, value) == CURLE_OK;
     };
+    set(quick_exit, 1L); // a name server that is silent holds up no end
     return set(CURLOPT_URL, url.c_str()) && set(CURLOPT_PATH_AS_IS, 1L) &&
            set(CURLOPT_PROXY, "") && // not even one that the environment names
-           set(CURLOPT_NOSIGNAL, 1L) &&
-           set(CURLOPT_QUICK_EXIT, 1L) && // a name server that is silent holds up no end
-           set(CURLOPT_FOLLOWLOCATION, 0L) && set(CURLOPT_LOW_SPEED_LIMIT, slow_rate) &&
-           set(CURLOPT_LOW_SPEED_TIME, slow_limit_s) &&
+           set(CURLOPT_NOSIGNAL, 1L) && set(CURLOPT_FOLLOWLOCATION, 0L) &&
+           set(CURLOPT_LOW_SPEED_LIMIT, slow_rate) && set(CURLOPT_LOW_SPEED_TIME, slow_limit_s) &&
            set(CURLOPT_OPENSOCKETFUNCTION, &on_open_socket) &&
+           set(CURLOPT_HEADERFUNCTION, &on_header) && set(CURLOPT_HEADERDATA, &transfer) &&
            set(CURLOPT_WRITEFUNCTION, &on_body) && set(CURLOPT_WRITEDATA, &transfer);
 }
 
@@ -176,23 +210,6 @@ CURLcode perform(CURL* curl) {
     return result;
 }
 
-/*
- * Whether the body marks its own end: the last coding of the final answer is chunked (RFC 9112,
- * section 6.3). Interim answers do not count, and libcurl lets no coding pass that it cannot undo.
- */
-bool is_chunked(CURL* curl) {
-    curl_header* header = nullptr;
-    size_t lines = 0;
-    while (curl_easy_header(curl, "Transfer-Encoding", lines, CURLH_HEADER, -1, &header) ==
-           CURLHE_OK) {
-        ++lines;
-    }
-    constexpr std::string_view chunked = "chunked";
-    const std::string_view codings = header == nullptr ? "" : header->value;
-    return codings.size() >= chunked.size() &&
-           strcasecmp(codings.data() + codings.size() - chunked.size(), chunked.data()) == 0;
-}
-
 /* Runs the transfer. Returns why the body is not known to be whole; empty when it is. */
 std::string run(Transfer& transfer) {
     const CURLcode result = perform(transfer.curl);
@@ -211,7 +228,7 @@ std::string run(Transfer& transfer) {
     // A body that ends with the connection cannot be told from one that was cut short.
     curl_off_t length = -1;
     curl_easy_getinfo(transfer.curl, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
-    return length < 0 && !is_chunked(transfer.curl) ? "the server did not tell the length" : "";
+    return length < 0 && !transfer.chunked ? "the server did not tell the length" : "";
 }
 
 /* A host name or IPv4 address: nothing in it can add a user, a path or another port. */
