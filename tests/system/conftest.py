@@ -61,8 +61,8 @@ def start_agent(store):
     """Starts agents; each must be ended cleanly, by the test or here."""
     agents = []
 
-    def start():
-        agents.append(harness.Agent())
+    def start(**environment):
+        agents.append(harness.Agent(**environment))
         return agents[-1]
 
     yield start

@@ -90,11 +90,12 @@ def poll(test, timeout, what):
 class Agent:
     """The agent under test. Its log lines arrive in .log with their times."""
 
-    def __init__(self):
+    def __init__(self, **environment):
         self.log = Timeline()
         self.errors = Timeline()
         self.process = subprocess.Popen(
             AGENT,
+            env=os.environ | environment,
             stdin=subprocess.DEVNULL,
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,
@@ -416,7 +417,7 @@ class Link:
         self.port = port
         self.accepted = []
         self.up, self.down = threading.Event(), threading.Event()  # cleared: held in that direction
-        self._ends = []
+        self._pairs = set()
         self._listener = None
         self.go_on()
         self.open()
@@ -433,10 +434,11 @@ class Link:
             self._listener = None
 
     def cut(self):
-        """Ends every connection, as a broker does that goes down."""
-        ends, self._ends = self._ends, []
-        for end in ends:
-            self._end(end)
+        """Ends every connection, as a broker does that goes down. Returns how many there were."""
+        pairs = list(self._pairs)
+        for pair in pairs:
+            self._end(pair)
+        return len(pairs)
 
     def hold(self):
         """Connections are made and kept, and nothing passes."""
@@ -458,29 +460,35 @@ class Link:
                 near, _ = listener.accept()
             except OSError:
                 return
+            try:
+                far = socket.create_connection(("127.0.0.1", 1883))
+            except OSError:
+                near.close()
+                continue
             self.accepted.append(time.monotonic())
-            far = socket.create_connection(("127.0.0.1", 1883))
-            self._ends += [near, far]
+            pair = (near, far)
+            self._pairs.add(pair)
             for source, sink, gate in ((near, far, self.up), (far, near, self.down)):
                 sink.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
-                threading.Thread(target=self._pass, args=(source, sink, gate), daemon=True).start()
+                way = (pair, source, sink, gate)
+                threading.Thread(target=self._pass, args=way, daemon=True).start()
 
-    def _pass(self, source, sink, gate):
+    def _pass(self, pair, source, sink, gate):
         try:
             while data := source.recv(1 << 20):
                 gate.wait()
                 sink.sendall(data)
         except OSError:
             pass
-        self._end(source)
-        self._end(sink)
+        self._end(pair)
 
-    @staticmethod
-    def _end(end):
-        try:
-            end.shutdown(socket.SHUT_RDWR)
-        except OSError:
-            pass  # has ended already
+    def _end(self, pair):
+        self._pairs.discard(pair)
+        for end in pair:
+            try:
+                end.shutdown(socket.SHUT_RDWR)
+            except OSError:
+                pass  # has ended already
 
 
 def store_option(package, section, option):

@@ -1,29 +1,14 @@
 """A wall clock that is set while the agent waits delays nothing, be it a report, an announcement or
 a new connection. The clock is the agent's alone: the machine's is never touched."""
-import struct
-
 import harness
 import pytest
 from harness import DISCOVERY, SYSTEM_STATS
+from stepped_clock import SteppedClock
 
 HOUR_S = 3600
 LATE_S = 1.5  # a second, as the main loop's deadlines are whole ones, and some ease
-LIBRARY = harness.BUILD_DIR / "stepped_clock.so"
 
 pytestmark = pytest.mark.skipif(harness.emulated(), reason="a native library cannot be preloaded")
-
-
-class SteppedClock:
-    FILE = harness.AP_DIR / "stepped_clock"
-
-    def __init__(self):
-        self._ahead = 0
-        self.FILE.write_bytes(bytes(8))
-
-    def step(self, seconds):
-        self._ahead += seconds
-        with open(self.FILE, "r+b") as file:
-            file.write(struct.pack("=q", self._ahead * 10**9))
 
 
 @pytest.fixture
@@ -32,14 +17,9 @@ def clock():
 
 
 @pytest.fixture
-def stepped_agent(broker, wifi_manager, link, clock, start_agent, monkeypatch):
+def stepped_agent(broker, wifi_manager, link, clock, start_agent):
     """An agent with a session over the link and a wall clock of its own."""
-    assert LIBRARY.exists()
-    with monkeypatch.context() as environment:
-        environment.setenv("STEPPED_CLOCK", str(clock.FILE))
-        environment.setenv("LD_PRELOAD", str(LIBRARY))
-        environment.setenv("ASAN_OPTIONS", "verify_asan_link_order=0")
-        agent = start_agent()
+    agent = start_agent(**clock.environment())
     broker.wait_subscribed()
     return agent
 
@@ -65,6 +45,7 @@ def test_announcements_and_reports(controller, clock, stepped_agent):
 
 
 def test_reconnection(broker, controller, link, clock, stepped_agent):
+    wait_next(controller, DISCOVERY, 4)  # 5 s until the main loop looks again
     link.shut()
     link.cut()
     stepped_agent.wait_line("^COULD NOT CONNECT", 3)
