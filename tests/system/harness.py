@@ -423,8 +423,9 @@ class Link:
         self.open()
 
     def open(self):
-        self._listener = socket.create_server(("127.0.0.1", self.port))
-        threading.Thread(target=self._serve, args=(self._listener,), daemon=True).start()
+        if self._listener is None:
+            self._listener = socket.create_server(("127.0.0.1", self.port))
+            threading.Thread(target=self._serve, args=(self._listener,), daemon=True).start()
 
     def shut(self):
         """New connections are refused."""

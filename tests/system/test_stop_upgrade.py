@@ -3,6 +3,7 @@ reported, and nothing is flashed on a system that shuts down."""
 import signal
 import time
 
+import harness
 import pytest
 from firmware import BOARD, IMAGE, ROOTFS_BOARDS, STALLED
 from firmware import statuses, tools_called, upgrade, wait_statuses
@@ -52,11 +53,19 @@ def test_download(broker, controller, images, rootfs_board, agent, commands, nam
 
 
 @pytest.mark.parametrize("command", [1002, 1032])
-def test_download_that_succeeds_meanwhile(controller, images, rootfs_board, agent, command):
-    images.hold()
+def test_checksum(
+    broker, controller, wifi_manager, images, rootfs_board, own_tool, start_agent, command
+):
+    """The image is there and in order: it is not flashed any more."""
+    begun = harness.AP_DIR / "tools/checksum"
+    own_tool("md5sum", f'echo >{begun}; sleep 1; exec /usr/bin/md5sum "$@"')
+    agent = start_agent()
+    broker.wait_subscribed()
+    mark = controller.reports.mark()
     controller.send(upgrade(command, images))
-    wait_download(images, agent)
-    agent.process.send_signal(signal.SIGTERM)
-    images.let_go()
-    assert agent.exit_status(AGENT_END_S) == 0
+    poll(begun.exists, 5, "checksum")
+    assert agent.stop()[0] == 0
     assert tools_called() == []
+    accepted = [201] * (command == 1032)
+    poll(lambda: len(statuses(controller, mark)) == len(accepted) + 1, 1, "the end's status")
+    assert statuses(controller, mark)[-1] < 0
