@@ -14,9 +14,10 @@ constexpr int system_call_stop = SIGTRAP | 0x80; // with PTRACE_O_TRACESYSGOOD
 pid_t start_traced(const std::function<void()>& body) {
     const pid_t child = fork();
     if (child == 0) {
-        ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
-        raise(SIGSTOP);
-        body();
+        if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0) {
+            raise(SIGSTOP);
+            body();
+        }
         _exit(0);
     }
     waitpid(child, nullptr, 0);
@@ -34,6 +35,15 @@ intptr_t signal_to_deliver(int status) {
 }
 
 } // namespace
+
+bool tracing_works() {
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0 ? 0 : 1);
+    }
+    int status = 0;
+    return waitpid(child, &status, 0) == child && status == 0;
+}
 
 bool run_to_kill_point(int number, const std::function<void()>& body) {
     const pid_t child = start_traced(body);

@@ -6,6 +6,9 @@
 
 #include <functional>
 
+/* Whether a process may be traced here; under an emulator it may not. */
+bool tracing_works();
+
 /*
  * Runs body in a child process, and ends that with SIGKILL when it, with all its threads, is about
  * to make its system call of that number, counted from 1. Returns whether the child was killed;

@@ -26,7 +26,6 @@ namespace {
 using zendry::broker_package;
 using zendry::broker_section_type;
 using zendry::UciDocument;
-using zendry::UciSection;
 using zendry::UciSession;
 
 bool valid_host(std::string_view host) {
