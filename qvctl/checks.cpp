@@ -12,7 +12,6 @@
 #include <cstring>
 #include <iterator>
 #include <json-c/json_util.h>
-#include <limits>
 
 namespace qvctl {
 
@@ -60,23 +59,15 @@ void check_scalar_text(const std::string& key, json_object* value, size_t limit)
 }
 
 void check_field(const std::string& key, json_object* value, const RecordField& field) {
-    switch (field.type) {
-    case RecordFieldType::text: check_scalar_text(key, value, field.width); return;
-    case RecordFieldType::i32:
-        check_integer(key, value, std::numeric_limits<int32_t>::min(),
-                      std::numeric_limits<int32_t>::max());
-        return;
-    case RecordFieldType::computed:
-        if (field.store != nullptr) {
-            check_scalar_text(key, value, field.width);
-            return;
-        }
-        break;
-    case RecordFieldType::mac:
-    case RecordFieldType::u8:
-    case RecordFieldType::u16: break;
+    if (!qv_is_settable(field)) {
+        refuse(key, "is reported only, and cannot be set");
     }
-    refuse(key, "is reported only, and cannot be set");
+    if (qv_is_integer(field)) {
+        const IntegerRange range = qv_integer_range(field);
+        check_integer(key, value, range.lowest, range.highest);
+    } else {
+        check_scalar_text(key, value, qv_longest_text(field));
+    }
 }
 
 /// The whole entry must be there: the device stops at the first member that is missing.

@@ -87,7 +87,7 @@ std::vector<std::string> keys_of(std::initializer_list<std::span<const RecordFie
     std::vector<std::string> keys;
     for (const std::span<const RecordField> table : tables) {
         for (const RecordField& field : table) {
-            if (field.type != RecordFieldType::computed || field.store != nullptr) {
+            if (qv_is_settable(field)) {
                 keys.emplace_back(field.key);
             }
         }

@@ -36,22 +36,20 @@ JsonPtr new_member(std::span<const std::byte> record, const RecordField& field) 
     return nullptr;
 }
 
-void set_number(std::span<std::byte> record, const RecordField& field, int32_t value) {
-    memcpy(record.subspan(field.offset, sizeof value).data(), &value, sizeof value);
+template <class T>
+void set_number(std::span<std::byte> record, const RecordField& field, json_object* value) {
+    const auto number = static_cast<T>(json_object_get_int(value));
+    memcpy(record.subspan(field.offset, sizeof number).data(), &number, sizeof number);
 }
 
 void set_member(std::span<std::byte> record, const RecordField& field, json_object* value) {
     switch (field.type) {
     case RecordFieldType::text: qv_set_record_text(record, field, value); break;
-    case RecordFieldType::i32: set_number(record, field, json_object_get_int(value)); break;
-    case RecordFieldType::computed:
-        if (field.store != nullptr) {
-            field.store(record, value);
-        }
-        break;
-    case RecordFieldType::mac:
-    case RecordFieldType::u8:
-    case RecordFieldType::u16: break;
+    case RecordFieldType::u8: set_number<uint8_t>(record, field, value); break;
+    case RecordFieldType::u16: set_number<uint16_t>(record, field, value); break;
+    case RecordFieldType::i32: set_number<int32_t>(record, field, value); break;
+    case RecordFieldType::computed: field.store(record, value); break;
+    case RecordFieldType::mac: break;
     }
 }
 
@@ -111,7 +109,7 @@ void qv_json_to_record(json_object* object, std::span<std::byte> record,
     }
     json_object_object_foreach(object, key, value) {
         const RecordField* const field = qv_find_record_field(fields, key);
-        if (field == nullptr || value == nullptr) {
+        if (field == nullptr || value == nullptr || !qv_is_settable(*field)) {
             continue;
         }
         set_member(record, *field, value);

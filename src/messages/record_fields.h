@@ -28,7 +28,7 @@ struct RecordField {
     RecordFieldType type;
     uint16_t offset; ///< in the record, in bytes
     uint16_t width;
-    const char* label = nullptr; ///< before the value in the log; none keeps the field out of it
+    const char* label = nullptr; ///< before the text in the log; none keeps the field out of it
     JsonPtr (*compute)(std::span<const std::byte> record) = nullptr;
     /// Stores a value that is not null; none for a computed row that no command sets.
     void (*store)(std::span<std::byte> record, json_object* value) = nullptr;
@@ -52,6 +52,55 @@ consteval bool qv_fields_fit(std::span<const RecordField> fields, size_t record_
         case RecordFieldType::computed: break;
         }
         return width_fits && size_t{field.offset} + field.width <= record_size;
+    });
+}
+
+/// Whether a command may set the row. Everybody asks this: what stores a member, what offers it and
+/// what describes it.
+constexpr bool qv_is_settable(const RecordField& field) {
+    switch (field.type) {
+    case RecordFieldType::text:
+    case RecordFieldType::u8:
+    case RecordFieldType::u16:
+    case RecordFieldType::i32: return true;
+    case RecordFieldType::computed: return field.store != nullptr;
+    case RecordFieldType::mac: break;
+    }
+    return false;
+}
+
+/// Whether the row is an integer, and the smallest and the largest that it holds.
+struct IntegerRange {
+    int64_t lowest = 0;
+    int64_t highest = 0;
+};
+constexpr bool qv_is_integer(const RecordField& field) {
+    switch (field.type) {
+    case RecordFieldType::u8:
+    case RecordFieldType::u16:
+    case RecordFieldType::i32: return true;
+    case RecordFieldType::text:
+    case RecordFieldType::mac:
+    case RecordFieldType::computed: break;
+    }
+    return false;
+}
+constexpr IntegerRange qv_integer_range(const RecordField& field) {
+    const int64_t values = int64_t{1} << (8 * field.width);
+    return field.type == RecordFieldType::i32 ? IntegerRange{-values / 2, values / 2 - 1}
+                                              : IntegerRange{0, values - 1};
+}
+
+/// Longest text that a command may give a row that is no integer, in bytes; what is longer is cut.
+constexpr size_t qv_longest_text(const RecordField& field) {
+    return field.width;
+}
+
+/// Whether a table is one of settings: a command may set every row, except those that are made from
+/// the others and only reported. For a static_assert under the table.
+consteval bool qv_fields_settable(std::span<const RecordField> fields) {
+    return std::ranges::all_of(fields, [](const RecordField& field) {
+        return qv_is_settable(field) || field.type == RecordFieldType::computed;
     });
 }
 
@@ -107,13 +156,13 @@ void qv_set_record_text(std::span<std::byte> record, const RecordField& field, j
 /// The row of that key, or none. Keys are case-sensitive.
 const RecordField* qv_find_record_field(std::span<const RecordField> fields, const char* key);
 
-/// Stores every member of the object that a text, i32 or storing row names, in the object's order;
-/// null and other members are ignored. Integers convert as json-c does. Does nothing when `object`
-/// is no JSON object.
+/// Stores every member of the object that a settable row names, in the object's order; null and
+/// other members are ignored. Integers convert as json-c does, and narrow ones keep the low bits.
+/// Does nothing when `object` is no JSON object.
 void qv_json_to_record(json_object* object, std::span<std::byte> record,
                        std::span<const RecordField> fields);
 
-/// Prints "label: text" for every text row with a label, in the order of the table.
+/// Prints "label: text" for every row with a label, in the order of the table.
 void qv_print_record(std::span<const std::byte> record, std::span<const RecordField> fields);
 
 #endif

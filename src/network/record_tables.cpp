@@ -38,7 +38,7 @@ constexpr RecordField LAN_FIELDS[] = {
     {"dhcpLanIgnore", text, QV_RECORD_MEMBER(LanConfigRecord, dhcp_ignore), "DHCP LAN ignore"},
     {"dhcpLanNetmask", text, QV_RECORD_MEMBER(LanConfigRecord, dhcp_netmask), "DHCP LAN netmask"},
 };
-static_assert(qv_fields_fit(LAN_FIELDS, sizeof(LanConfigRecord)));
+static_assert(qv_fields_fit(LAN_FIELDS, sizeof(LanConfigRecord)) && qv_fields_settable(LAN_FIELDS));
 
 constexpr RecordField WAN_FIELDS[] = {
     {"proto", text, QV_RECORD_MEMBER(WanConfigRecord, proto), "proto"},
@@ -52,7 +52,7 @@ constexpr RecordField WAN_FIELDS[] = {
     {"macaddr", text, QV_RECORD_MEMBER(WanConfigRecord, macaddr), "macaddr"},
     {"mtu", text, QV_RECORD_MEMBER(WanConfigRecord, mtu), "mtu"},
 };
-static_assert(qv_fields_fit(WAN_FIELDS, sizeof(WanConfigRecord)));
+static_assert(qv_fields_fit(WAN_FIELDS, sizeof(WanConfigRecord)) && qv_fields_settable(WAN_FIELDS));
 
 constexpr RecordField WAN6_FIELDS[] = {
     {"proto", text, QV_RECORD_MEMBER(Wan6ConfigRecord, proto), "proto"},
@@ -65,7 +65,8 @@ constexpr RecordField WAN6_FIELDS[] = {
     {"macaddr", text, QV_RECORD_MEMBER(Wan6ConfigRecord, macaddr), "macaddr"},
     {"mtu", text, QV_RECORD_MEMBER(Wan6ConfigRecord, mtu), "mtu"},
 };
-static_assert(qv_fields_fit(WAN6_FIELDS, sizeof(Wan6ConfigRecord)));
+static_assert(qv_fields_fit(WAN6_FIELDS, sizeof(Wan6ConfigRecord)) &&
+              qv_fields_settable(WAN6_FIELDS));
 
 } // namespace
 

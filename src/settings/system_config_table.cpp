@@ -18,7 +18,8 @@ constexpr RecordField SYSTEM_CONFIG_FIELDS[] = {
     {"enabled", text, QV_RECORD_MEMBER(SystemConfigRecord, enabled), "enabled"},
     {"enable_server", text, QV_RECORD_MEMBER(SystemConfigRecord, enable_server), "enable_server"},
 };
-static_assert(qv_fields_fit(SYSTEM_CONFIG_FIELDS, sizeof(SystemConfigRecord)));
+static_assert(qv_fields_fit(SYSTEM_CONFIG_FIELDS, sizeof(SystemConfigRecord)) &&
+              qv_fields_settable(SYSTEM_CONFIG_FIELDS));
 
 } // namespace
 

@@ -102,7 +102,7 @@ constexpr RecordField VAP_FIELDS[] = {
     {"wmm", text, QV_RECORD_MEMBER(VapRecord, wmm)},
     {"freqlist", computed, QV_RECORD_MEMBER(VapRecord, freqlist), nullptr, new_freqlist},
 };
-static_assert(qv_fields_fit(VAP_FIELDS, sizeof(VapRecord)));
+static_assert(qv_fields_fit(VAP_FIELDS, sizeof(VapRecord)) && qv_fields_settable(VAP_FIELDS));
 
 /// A row that is printed as soon as a command sets it.
 constexpr RecordField printed(RecordField field) {
@@ -121,7 +121,8 @@ constexpr RecordField CONFIG_FIELDS[] = {
     {"hwmode", text, QV_RECORD_MEMBER(RadioConfigRecord, hwmode), "hwmode"},
     {"htmode", text, QV_RECORD_MEMBER(RadioConfigRecord, htmode), "htmode"},
 };
-static_assert(qv_fields_fit(CONFIG_FIELDS, sizeof(RadioConfigRecord)));
+static_assert(qv_fields_fit(CONFIG_FIELDS, sizeof(RadioConfigRecord)) &&
+              qv_fields_settable(CONFIG_FIELDS));
 constexpr RecordField FIRST_VAP_FIELDS[] = {
     printed({"ssid", text, QV_RECORD_MEMBER(RadioConfigRecord, ssid), "wifi_ssid"}),
     printed({"key", text, QV_RECORD_MEMBER(RadioConfigRecord, key), "wifi_password"}),
@@ -133,14 +134,16 @@ constexpr RecordField FIRST_VAP_FIELDS[] = {
     {"sae_require_mfp", text, QV_RECORD_MEMBER(RadioConfigRecord, sae_require_mfp),
      "sae_require_mfp"},
 };
-static_assert(qv_fields_fit(FIRST_VAP_FIELDS, sizeof(RadioConfigRecord)));
+static_assert(qv_fields_fit(FIRST_VAP_FIELDS, sizeof(RadioConfigRecord)) &&
+              qv_fields_settable(FIRST_VAP_FIELDS));
 
 constexpr RecordField MACLIST_FIELDS[] = {
     {"maclist_size", i32, QV_RECORD_MEMBER(MacListControl, maclist_size)},
     {"wifi0Flag", i32, QV_RECORD_MEMBER(MacListControl, wifi0Flag)},
     {"wifi1Flag", i32, QV_RECORD_MEMBER(MacListControl, wifi1Flag)},
 };
-static_assert(qv_fields_fit(MACLIST_FIELDS, sizeof(MacListControl)));
+static_assert(qv_fields_fit(MACLIST_FIELDS, sizeof(MacListControl)) &&
+              qv_fields_settable(MACLIST_FIELDS));
 
 constexpr ApConfigsField APCONFIGS_RADIO_FIELDS[] = {
     {"channel", FIELD_TYPE_UINT16, QV_RECORD_MEMBER(ApConfigsRadio, channel)},

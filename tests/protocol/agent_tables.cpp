@@ -54,8 +54,11 @@ json_object* new_size(size_t bytes) {
 
 /// What a command may give a member: a text's bytes, or the name of an integer type.
 json_object* new_limit(const RecordField& field) {
-    return field.type == RecordFieldType::i32 ? json_object_new_string("i32")
-                                              : new_size(field.width);
+    if (!qv_is_integer(field)) {
+        return new_size(qv_longest_text(field));
+    }
+    constexpr const char* NAMES[] = {"u8", "u16", nullptr, "i32"};
+    return json_object_new_string(NAMES[field.width - 1]);
 }
 json_object* new_limit(const ApConfigsField& field) {
     return field.type == FIELD_TYPE_STRING
@@ -68,7 +71,7 @@ json_object* new_limit(const FwField& field) {
 }
 
 bool is_set_by_command(const RecordField& field) {
-    return field.type != RecordFieldType::computed || field.store != nullptr;
+    return qv_is_settable(field);
 }
 bool is_set_by_command(const ApConfigsField& /*field*/) {
     return true;
