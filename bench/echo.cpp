@@ -4,9 +4,9 @@
 // With the identifier of a wifi-manager message it takes the agent's road without doing any of its
 // work: a second thread gets the command, exchanges that message and hands the text back to the
 // loop. What it takes longer is the processes and threads waking each other.
-#include "broker/publish.h"
 #include "platform/zendry_common.h"
-#include "wifimgr/messages.h"
+#include "protocol/topics.h"
+#include "protocol/wifi_manager.h"
 
 #include <array>
 #include <cstddef>

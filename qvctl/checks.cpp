@@ -1,12 +1,13 @@
 #include "checks.h"
 
 #include "failure.h"
-#include "maintenance/fw_params.h"
-#include "network/record_tables.h"
-#include "settings/system_config_record.h"
-#include "settings/system_config_table.h"
-#include "wireless/ap_configs_records.h"
-#include "wireless/record_tables.h"
+#include "protocol/ap_configs_records.h"
+#include "protocol/commands.h"
+#include "protocol/maclist_records.h"
+#include "protocol/network_records.h"
+#include "protocol/radio_vap_records.h"
+#include "protocol/system_config_record.h"
+#include "protocol/upgrade.h"
 
 #include <algorithm>
 #include <cstring>

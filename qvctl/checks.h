@@ -3,7 +3,7 @@
 #ifndef QVCTL_CHECKS_H
 #define QVCTL_CHECKS_H
 
-#include "messages/record_fields.h"
+#include "protocol/record_fields.h"
 
 #include <span>
 #include <string>

@@ -2,7 +2,7 @@
 
 #include "agent/context.h"
 #include "broker/session.h"
-#include "messages/report.h"
+#include "reports/report.h"
 
 #include <chrono>
 #include <cstdio>

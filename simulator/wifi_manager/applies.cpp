@@ -1,7 +1,7 @@
 #include "applies.h"
 
-#include "messages/text.h"
 #include "state_fields.h"
+#include "json/text.h"
 
 #include <algorithm>
 #include <cstring>

@@ -3,7 +3,7 @@
 #define QV_SIMULATOR_MESSAGES_H
 
 #include "access_point.h"
-#include "wifimgr/messages.h"
+#include "protocol/wifi_manager.h"
 
 #include <cstddef>
 #include <span>

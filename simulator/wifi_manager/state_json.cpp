@@ -1,9 +1,9 @@
 #include "state_json.h"
 
-#include "messages/json_scope.h"
-#include "messages/mac_text.h"
-#include "messages/text.h"
 #include "state_fields.h"
+#include "json/json_scope.h"
+#include "json/mac_text.h"
+#include "json/text.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,7 +1,7 @@
 #include "broker/intake.h"
 
 #include "agent/context.h"
-#include "messages/json_field.h"
+#include "json/json_field.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -2,6 +2,7 @@
 
 #include "agent/context.h"
 #include "broker/session.h"
+#include "protocol/topics.h"
 
 #include <cstdio>
 #include <string_view>

@@ -4,8 +4,6 @@
 
 struct MqttSession;
 
-inline constexpr const char* REPORT_TOPIC = "qv/dev_to_controller";
-
 /// From here on reports go to the client, those that wait first, in their order.
 void qv_mqtt_go_live(MqttSession& session);
 

@@ -1,6 +1,7 @@
 #include "maintenance/fw_params.h"
 
-#include "messages/json_field.h"
+#include "protocol/commands.h"
+#include "json/json_field.h"
 
 #include <cstdio>
 #include <cstring>
@@ -8,18 +9,6 @@
 #include <string_view>
 
 namespace {
-
-template <auto member>
-std::span<char> field(FwParams& params) {
-    return params.*member;
-}
-
-/// In the order of reading.
-constexpr FwField FIELDS[] = {
-    {"image_name", field<&FwParams::image_name>},   {"md5sum", field<&FwParams::md5sum>},
-    {"server_ip", field<&FwParams::server_ip>},     {"server_port", field<&FwParams::server_port>},
-    {"save_config", field<&FwParams::save_config>}, {"reboot", field<&FwParams::reboot>},
-};
 
 void log_unusual_bytes(std::string_view text) {
     for (size_t i = 0; i < text.size(); ++i) {
@@ -36,7 +25,7 @@ bool fits(json_object* fw_params, const char* key, std::span<const char> destina
 }
 
 FwParamsResult read_fields(FwParams& params, json_object* fw_params) {
-    for (const FwField& row : FIELDS) {
+    for (const FwField& row : qv_fw_fields) {
         const std::span<char> destination = row.field(params);
         if (!fits(fw_params, row.key, destination)) {
             printf("QV_ERR: firmware upgrade refused: %s longer than %zu bytes\n", row.key,
@@ -51,8 +40,6 @@ FwParamsResult read_fields(FwParams& params, json_object* fw_params) {
 }
 
 } // namespace
-
-const std::span<const FwField> qv_fw_fields = FIELDS;
 
 FwParamsResult qv_json_parse_msg_get_fw_params(FwParams& params, const char* payload,
                                                uint32_t length) {

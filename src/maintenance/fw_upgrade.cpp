@@ -1,16 +1,16 @@
 #include "maintenance/fw_upgrade.h"
 
 #include "agent/context.h"
-#include "broker/send_report.h"
 #include "maintenance/flash_tools.h"
 #include "maintenance/fw_params.h"
-#include "messages/record_fields.h"
-#include "messages/text.h"
 #include "platform/device_paths.h"
 #include "platform/scoped_file.h"
 #include "platform/shell.h"
 #include "platform/zendry_common.h"
+#include "protocol/record_fields.h"
+#include "reports/send_report.h"
 #include "wifimgr/channel.h"
+#include "json/text.h"
 
 #include <algorithm>
 #include <climits>

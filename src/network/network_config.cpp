@@ -1,9 +1,9 @@
 #include "network/network_config.h"
 
-#include "broker/send_report.h"
-#include "messages/record_fields.h"
-#include "messages/report.h"
-#include "network/record_tables.h"
+#include "protocol/network_records.h"
+#include "protocol/record_fields.h"
+#include "reports/report.h"
+#include "reports/send_report.h"
 #include "wifimgr/channel.h"
 
 #include <cstdio>

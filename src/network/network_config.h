@@ -3,8 +3,8 @@
 #define QV_NETWORK_NETWORK_CONFIG_H
 
 #include "agent/command.h"
-#include "messages/json_scope.h"
-#include "network/network_records.h"
+#include "protocol/network_records.h"
+#include "json/json_scope.h"
 
 #include <cstdint>
 

@@ -3,7 +3,7 @@
 #define QV_REPORTS_ON_REQUEST_H
 
 #include "agent/command.h"
-#include "broker/send_report.h"
+#include "reports/send_report.h"
 
 #include <cstdio>
 

@@ -2,8 +2,8 @@
 #ifndef QV_REPORTS_RADIO_STATS_H
 #define QV_REPORTS_RADIO_STATS_H
 
-#include "messages/json_scope.h"
-#include "reports/statistics_records.h"
+#include "protocol/statistics_records.h"
+#include "json/json_scope.h"
 
 /// Reads the record from the wifi manager; an unanswered read leaves it untouched. Always
 /// returns 0.

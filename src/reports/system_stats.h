@@ -2,8 +2,8 @@
 #ifndef QV_REPORTS_SYSTEM_STATS_H
 #define QV_REPORTS_SYSTEM_STATS_H
 
-#include "messages/json_scope.h"
-#include "reports/statistics_records.h"
+#include "protocol/statistics_records.h"
+#include "json/json_scope.h"
 
 /// Reads the record from the wifi manager and prints the hardware name; an unanswered read
 /// leaves the record untouched and prints nothing. Always returns 0.

@@ -1,11 +1,11 @@
 #include "settings/system_config.h"
 
-#include "broker/send_report.h"
-#include "messages/record_fields.h"
-#include "messages/report.h"
-#include "messages/text.h"
-#include "settings/system_config_table.h"
+#include "protocol/record_fields.h"
+#include "protocol/system_config_record.h"
+#include "reports/report.h"
+#include "reports/send_report.h"
 #include "wifimgr/channel.h"
+#include "json/text.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -3,8 +3,8 @@
 #define QV_SETTINGS_SYSTEM_CONFIG_H
 
 #include "agent/command.h"
-#include "messages/json_scope.h"
-#include "settings/system_config_record.h"
+#include "protocol/system_config_record.h"
+#include "json/json_scope.h"
 
 #include <span>
 #include <string_view>

@@ -1,9 +1,8 @@
 #include "wireless/ap_configs.h"
 
-#include "messages/json_field.h"
-#include "messages/record_fields.h"
+#include "protocol/record_fields.h"
 #include "wifimgr/channel.h"
-#include "wireless/record_tables.h"
+#include "json/json_field.h"
 
 #include <cstdio>
 #include <cstring>

@@ -3,7 +3,7 @@
 #define QV_WIRELESS_AP_CONFIGS_H
 
 #include "agent/command.h"
-#include "wireless/ap_configs_records.h"
+#include "protocol/ap_configs_records.h"
 
 enum class ApConfigsReading : uint8_t {
     complete,   ///< every field was there

@@ -1,11 +1,11 @@
 #include "wireless/maclist.h"
 
 #include "broker/session.h"
-#include "messages/json_field.h"
-#include "messages/record_fields.h"
 #include "platform/zendry_common.h"
+#include "protocol/commands.h"
+#include "protocol/record_fields.h"
 #include "wifimgr/channel.h"
-#include "wireless/record_tables.h"
+#include "json/json_field.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -30,7 +30,7 @@ bool fill_maclist_status(AgentContext& /*context*/, json_object* body, int32_t w
 }
 
 constexpr ReportKind UCI_VAP_MACLIST = {.kind = 0,
-                                        .type = 1014,
+                                        .type = REPORT_TYPE_UCI_VAP_MACLIST,
                                         .data_key = "uci_vap_maclist",
                                         .body = ReportBody::object,
                                         .fill = fill_maclist_status};

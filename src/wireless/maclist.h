@@ -3,12 +3,8 @@
 #define QV_WIRELESS_MACLIST_H
 
 #include "agent/command.h"
-#include "messages/report.h"
-#include "wireless/maclist_records.h"
-
-/// Longest text of a wifi interface's index in bytes: too short for a number that atoi(3) could not
-/// hold.
-inline constexpr size_t MACLIST_INDEX_MAX = 7;
+#include "protocol/maclist_records.h"
+#include "reports/report.h"
 
 /// Asks for the upload status of one wifi interface; an unanswered query leaves `status` as it
 /// was. The status is the wifi manager's own. Always returns 0.

@@ -1,30 +1,11 @@
 #include "wireless/radio_config.h"
 
-#include "broker/send_report.h"
-#include "messages/record_fields.h"
-#include "messages/report.h"
+#include "protocol/record_fields.h"
+#include "reports/report.h"
+#include "reports/send_report.h"
 #include "wifimgr/channel.h"
-#include "wireless/record_tables.h"
 
 #include <cstdio>
-
-namespace {
-
-using enum RecordFieldType;
-
-constexpr RecordField RADIO_FIELDS[] = {
-    {"radio_name", text, QV_RECORD_MEMBER(RadioEntry, radio_name)},
-    {"channel", u16, QV_RECORD_MEMBER(RadioEntry, channel)},
-    {"disabled", u8, QV_RECORD_MEMBER(RadioEntry, disabled)},
-    {"txpower", u8, QV_RECORD_MEMBER(RadioEntry, txpower)},
-    {"country", u16, QV_RECORD_MEMBER(RadioEntry, country)},
-    {"radio_type", text, QV_RECORD_MEMBER(RadioEntry, radio_type)},
-    {"hwmode", text, QV_RECORD_MEMBER(RadioEntry, hwmode)},
-    {"htmode", text, QV_RECORD_MEMBER(RadioEntry, htmode)},
-};
-static_assert(qv_fields_fit(RADIO_FIELDS, sizeof(RadioEntry)));
-
-} // namespace
 
 int32_t qv_get_radio_config(RadioList& record) {
     qv_wifi_mgr_read(WIFI_MGR_GET_RADIO_CONFIG, qv_record_bytes(record));
@@ -32,7 +13,7 @@ int32_t qv_get_radio_config(RadioList& record) {
 }
 
 int32_t qv_radio_config_to_json(json_object* array, const RadioList& record) {
-    qv_append_records(array, record.entries, record.count, RADIO_FIELDS);
+    qv_append_records(array, record.entries, record.count, qv_radio_fields);
     return 0;
 }
 

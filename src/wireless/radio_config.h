@@ -3,8 +3,8 @@
 #define QV_WIRELESS_RADIO_CONFIG_H
 
 #include "agent/command.h"
-#include "messages/json_scope.h"
-#include "wireless/radio_vap_records.h"
+#include "protocol/radio_vap_records.h"
+#include "json/json_scope.h"
 
 /// Reads the record from the wifi manager; an unanswered read leaves it untouched. Always
 /// returns 0.

@@ -1,10 +1,9 @@
 #include "wireless/vap_config.h"
 
-#include "broker/send_report.h"
-#include "messages/record_fields.h"
-#include "messages/report.h"
+#include "protocol/record_fields.h"
+#include "reports/report.h"
+#include "reports/send_report.h"
 #include "wifimgr/channel.h"
-#include "wireless/record_tables.h"
 
 namespace {
 

@@ -3,9 +3,9 @@
 #define QV_WIRELESS_VAP_CONFIG_H
 
 #include "agent/command.h"
-#include "messages/json_scope.h"
-#include "wifimgr/messages.h"
-#include "wireless/radio_vap_records.h"
+#include "protocol/radio_vap_records.h"
+#include "protocol/wifi_manager.h"
+#include "json/json_scope.h"
 
 /// Reads the record from the wifi manager; an unanswered read leaves it untouched. Always
 /// returns 0.

@@ -2,7 +2,7 @@
 // UTF-8.
 #include "agent/context.h"
 #include "fuzz.h"
-#include "messages/report.h"
+#include "reports/report.h"
 #include "wireless/maclist.h"
 
 #include <cstdlib>

@@ -1,9 +1,9 @@
-#include "messages/json_field.h"
-#include "messages/mac_text.h"
-#include "messages/record_fields.h"
-#include "messages/report.h"
-#include "messages/text.h"
+#include "protocol/record_fields.h"
+#include "reports/report.h"
 #include "support.h"
+#include "json/json_field.h"
+#include "json/mac_text.h"
+#include "json/text.h"
 
 #include <json-c/json.h>
 

@@ -1,4 +1,4 @@
-#include "messages/record_fields.h"
+#include "protocol/record_fields.h"
 #include "reports/system_stats.h"
 #include "support.h"
 #include "wifimgr/channel.h"

@@ -1,0 +1,26 @@
+// Fixed-width text fields and UTF-8.
+#ifndef QV_JSON_TEXT_H
+#define QV_JSON_TEXT_H
+
+#include "json/json_scope.h"
+
+#include <cstddef>
+#include <span>
+#include <string_view>
+
+/// Text of a fixed-width field: up to its first NUL, or its full width.
+std::string_view qv_field_text(std::span<const char> field);
+
+/// Fills the field: the text's first bytes, NUL behind a shorter text; a text of the field's
+/// width or longer leaves no terminator.
+void qv_set_field_text(std::span<char> field, std::string_view text);
+
+/// Length in bytes of the longest beginning of `text` that has at most `limit` bytes and does not
+/// end inside a UTF-8 character (RFC 3629); what is not UTF-8 is cut at the limit.
+size_t qv_utf8_cut(std::string_view text, size_t limit);
+
+/// A JSON string of the text. What is not UTF-8 (RFC 3629) is replaced by U+FFFD, one for each
+/// byte, because a JSON text must be UTF-8 (RFC 8259). None when memory is out.
+JsonPtr qv_json_new_text(std::string_view text);
+
+#endif

@@ -1,0 +1,44 @@
+// The system section as the wifi manager holds it: host byte order, text fields NUL-terminated
+// within their width or as long as it.
+#ifndef QV_PROTOCOL_SYSTEM_CONFIG_RECORD_H
+#define QV_PROTOCOL_SYSTEM_CONFIG_RECORD_H
+
+#include "protocol/record_fields.h"
+
+#include <cstddef>
+#include <cstdint>
+
+inline constexpr int32_t SYSTEM_SERVER_SLOTS = 10;
+inline constexpr uint32_t SYSTEM_SERVER_SIZE = 50; ///< of a slot, its NUL included
+
+/// Numbers and flags are carried as text.
+struct SystemConfigRecord {
+    char hostname[40];
+    char zonename[40];
+    char timezone[40];
+    char log_size[10];
+    char log_ip[16];
+    char log_port[16];
+    char conloglevel[10];
+    char cronloglevel[10];
+    char enabled[10];
+    char enable_server[10];
+    char server[SYSTEM_SERVER_SLOTS][SYSTEM_SERVER_SIZE];
+    uint8_t reserved[2];  ///< 0
+    int32_t server_count; ///< slots in use; anything at all in a reply
+};
+static_assert(sizeof(SystemConfigRecord) == 708);
+static_assert(offsetof(SystemConfigRecord, log_size) == 120);
+static_assert(offsetof(SystemConfigRecord, log_ip) == 130);
+static_assert(offsetof(SystemConfigRecord, conloglevel) == 162);
+static_assert(offsetof(SystemConfigRecord, server) == 202);
+static_assert(offsetof(SystemConfigRecord, reserved) == 702);
+static_assert(offsetof(SystemConfigRecord, server_count) == 704);
+
+/// The texts of the record, without the servers.
+extern const std::span<const RecordField> qv_system_config_fields;
+
+/// Key of the array of servers.
+inline constexpr char SYSTEM_SERVER_KEY[] = "server";
+
+#endif
