@@ -1,15 +1,16 @@
 #include "protocol.h"
 
 #include "checks.h"
+#include "protocol/ap_configs_records.h"
 #include "protocol/maclist_records.h"
 #include "protocol/network_records.h"
 #include "protocol/radio_vap_records.h"
+#include "protocol/record_walk.h"
 #include "protocol/system_config_record.h"
 #include "protocol/upgrade.h"
 
 #include <algorithm>
-#include <array>
-#include <initializer_list>
+#include <iterator>
 #include <sys/wait.h>
 
 namespace qvctl {
@@ -90,43 +91,42 @@ void put_radio(json_object* settings, const std::string& key, JsonPtr value) {
               std::move(value));
 }
 
-std::vector<std::string> keys_of(std::initializer_list<std::span<const RecordField>> tables) {
+std::vector<std::string> keys_of(RecordTable table) {
     std::vector<std::string> keys;
-    for (const std::span<const RecordField> table : tables) {
-        for (const RecordField& field : table) {
-            if (qv_is_settable(field)) {
-                keys.emplace_back(field.key);
-            }
+    for (const RecordField& field : table) {
+        if (qv_is_settable(field)) {
+            keys.emplace_back(field.key);
         }
     }
     return keys;
 }
 
 std::vector<std::string> system_keys() {
-    std::vector<std::string> keys = keys_of({qv_system_config_fields});
-    keys.emplace_back(SYSTEM_SERVER_KEY);
-    return keys;
+    return keys_of(qv_system_config_fields);
 }
 std::vector<std::string> vap_keys() {
-    return keys_of({qv_vap_fields});
+    return keys_of(qv_vap_fields);
 }
 std::vector<std::string> radio_keys() {
-    return keys_of({qv_radio_config_fields, qv_first_vap_fields});
+    std::vector<std::string> keys = keys_of(qv_radio_config_fields);
+    keys.pop_back(); // the list of VAPs; the keys of its one entry stand for it
+    std::ranges::move(keys_of(qv_first_vap_fields), std::back_inserter(keys));
+    return keys;
 }
 std::vector<std::string> access_point_keys() {
-    return {"radio_list"};
+    return keys_of(qv_apconfigs_fields);
 }
 std::vector<std::string> lan_keys() {
-    return keys_of({qv_network_lan_fields});
+    return keys_of(qv_network_lan_fields);
 }
 std::vector<std::string> wan_keys() {
-    return keys_of({qv_network_wan_fields});
+    return keys_of(qv_network_wan_fields);
 }
 std::vector<std::string> wan6_keys() {
-    return keys_of({qv_network_wan6_fields});
+    return keys_of(qv_network_wan6_fields);
 }
 std::vector<std::string> maclist_keys() {
-    return keys_of({qv_maclist_fields});
+    return keys_of(qv_maclist_fields);
 }
 
 constexpr Setting SETTINGS[] = {

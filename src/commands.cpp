@@ -7,7 +7,6 @@
 #include "platform/zendry_common.h"
 #include "protocol/commands.h"
 #include "reports/on_request.h"
-#include "reports/report.h"
 #include "settings/system_config.h"
 #include "wifimgr/channel.h"
 #include "wireless/ap_configs.h"
@@ -38,22 +37,23 @@ int32_t refresh_wifi_stats(AgentContext& /*context*/, const char* /*payload*/,
     return 0;
 }
 
-constexpr auto ask_ap_stats = qv_report_on_request<REPORT_AP_STATS, true, RADIO_STATS_ERROR>;
-constexpr auto ask_sta_stats = qv_report_on_request<REPORT_STA_STATS, true, RADIO_STATS_ERROR>;
-constexpr auto ask_radio_stats = qv_report_on_request<REPORT_RADIO_STATS, true, RADIO_STATS_ERROR>;
+constexpr auto ask_ap_stats = qv_report_on_request<COMMAND_GET_AP_STATS, true, RADIO_STATS_ERROR>;
+constexpr auto ask_sta_stats = qv_report_on_request<COMMAND_GET_STA_STATS, true, RADIO_STATS_ERROR>;
+constexpr auto ask_radio_stats =
+    qv_report_on_request<COMMAND_GET_RADIO_STATS, true, RADIO_STATS_ERROR>;
 constexpr auto ask_interface_stats =
-    qv_report_on_request<REPORT_INTERFACE_STATS, true, RADIO_STATS_ERROR>;
+    qv_report_on_request<COMMAND_GET_INTERFACE_STATS, true, RADIO_STATS_ERROR>;
 constexpr auto ask_system_config =
-    qv_report_on_request<REPORT_UCI_SYSTEM, true, SYSTEM_STATS_ERROR>;
-constexpr auto ask_vap_list = qv_report_on_request<REPORT_UCI_VAP_LIST, false, SYSTEM_STATS_ERROR>;
+    qv_report_on_request<COMMAND_GET_SYSTEM, true, SYSTEM_STATS_ERROR>;
+constexpr auto ask_vap_list = qv_report_on_request<COMMAND_GET_VAP_LIST, false, SYSTEM_STATS_ERROR>;
 constexpr auto ask_network_lan =
-    qv_report_on_request<REPORT_UCI_NETWORK_LAN, false, SYSTEM_STATS_ERROR>;
+    qv_report_on_request<COMMAND_GET_NETWORK_LAN, false, SYSTEM_STATS_ERROR>;
 constexpr auto ask_network_wan =
-    qv_report_on_request<REPORT_UCI_NETWORK_WAN, false, SYSTEM_STATS_ERROR>;
+    qv_report_on_request<COMMAND_GET_NETWORK_WAN, false, SYSTEM_STATS_ERROR>;
 constexpr auto ask_network_wan6 =
-    qv_report_on_request<REPORT_UCI_NETWORK_WAN6, false, SYSTEM_STATS_ERROR>;
+    qv_report_on_request<COMMAND_GET_NETWORK_WAN6, false, SYSTEM_STATS_ERROR>;
 constexpr auto ask_system_stats =
-    qv_report_on_request<REPORT_SYSTEM_STATS, true, RADIO_STATS_ERROR>;
+    qv_report_on_request<COMMAND_GET_SYSTEM_STATS, true, RADIO_STATS_ERROR>;
 
 using enum CommandEnding;
 

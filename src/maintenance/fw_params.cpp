@@ -5,7 +5,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <span>
 #include <string_view>
 
 namespace {
@@ -20,37 +19,25 @@ void log_unusual_bytes(std::string_view text) {
     }
 }
 
-bool fits(json_object* fw_params, const char* key, std::span<const char> destination) {
-    return qv_json_value_text(qv_json_member(fw_params, key)).size() < destination.size();
-}
-
-FwParamsResult read_fields(FwParams& params, json_object* fw_params) {
-    for (const FwField& row : qv_fw_fields) {
-        const std::span<char> destination = row.field(params);
-        if (!fits(fw_params, row.key, destination)) {
-            printf("QV_ERR: firmware upgrade refused: %s longer than %zu bytes\n", row.key,
-                   destination.size() - 1);
-            return FwParamsResult::too_long;
-        }
-        if (map_json_field_to_value(fw_params, FIELD_TYPE_STRING, row.key, destination) == 0) {
-            return FwParamsResult::incomplete;
-        }
-    }
-    return FwParamsResult::complete;
-}
-
 } // namespace
 
-FwParamsResult qv_json_parse_msg_get_fw_params(FwParams& params, const char* payload,
-                                               uint32_t length) {
+RecordReading::Outcome qv_json_parse_msg_get_fw_params(FwParams& params, const char* payload,
+                                                       uint32_t length) {
     const std::string_view text(payload, strnlen(payload, length));
     log_unusual_bytes(text);
     printf("payload:%s\n", payload);
     if (length > FW_COMMAND_MAX) {
         printf("QV_ERR: firmware upgrade refused: command text longer than %u bytes\n",
                FW_COMMAND_MAX);
-        return FwParamsResult::too_long;
+        return RecordReading::too_long;
     }
     const JsonPtr root = inet_recv_request(text.data(), static_cast<uint32_t>(text.size()));
-    return read_fields(params, qv_json_path(root.get(), {"data", "fw_params"}));
+    const RecordReading reading =
+        qv_json_to_record(qv_command_data(root.get(), qv_command_contract(COMMAND_FW_UPGRADE)),
+                          qv_record_bytes(params), qv_fw_fields);
+    if (reading.outcome == RecordReading::too_long) {
+        printf("QV_ERR: firmware upgrade refused: %s longer than %zu bytes\n", reading.field->key,
+               reading.limit);
+    }
+    return reading.outcome;
 }

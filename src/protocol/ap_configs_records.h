@@ -3,11 +3,10 @@
 #ifndef QV_PROTOCOL_AP_CONFIGS_RECORDS_H
 #define QV_PROTOCOL_AP_CONFIGS_RECORDS_H
 
-#include "json/json_field.h"
+#include "protocol/record_fields.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <span>
 
 struct ApConfigsVap {
     char ssid[32];
@@ -48,16 +47,7 @@ static_assert(sizeof(ApConfigs) == 3548);
 static_assert(offsetof(ApConfigs, num_radios) == 4);
 static_assert(offsetof(ApConfigs, radios) == 8);
 
-/// A field of the records as the typed reader takes it, in the order of reading.
-struct ApConfigsField {
-    const char* key;
-    FieldType type;
-    uint16_t offset; ///< in its record, in bytes
-    uint16_t width;
-};
-
-/// ApConfigsRadio and ApConfigsVap. A text needs room for its NUL.
-extern const std::span<const ApConfigsField> qv_apconfigs_radio_fields;
-extern const std::span<const ApConfigsField> qv_apconfigs_vap_fields;
+/// In the order of reading.
+extern const RecordTable qv_apconfigs_fields;
 
 #endif

@@ -1,6 +1,9 @@
-// Commands: their types, and how long the texts may be that they carry.
+// Commands: their types, what they carry and which report answers them.
 #ifndef QV_PROTOCOL_COMMANDS_H
 #define QV_PROTOCOL_COMMANDS_H
+
+#include "protocol/record_fields.h"
+#include "protocol/reports.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -51,5 +54,23 @@ inline constexpr size_t GENERAL_DATA_MAX = 63;
 
 /// Longest command text of an upgrade, in bytes.
 inline constexpr uint32_t FW_COMMAND_MAX = 300;
+
+/// A command that carries something or is answered.
+struct CommandContract {
+    CommandType type;
+    const char* key = nullptr; ///< the one member of "data", none for a command that takes none
+    const RecordTable* fields = nullptr; ///< what it holds; without them it is a text
+    size_t text_max = 0;                 ///< of that text, in bytes
+    ReportType answer = REPORT_TYPE_NONE;
+    uint32_t command_max = 0; ///< longest command text in bytes, 0: any
+};
+
+extern const std::span<const CommandContract> qv_command_contracts;
+
+/// The row of a type that has one.
+const CommandContract& qv_command_contract(CommandType type);
+
+/// What the command carries, or none. Borrowed from the command.
+json_object* qv_command_data(json_object* command, const CommandContract& contract);
 
 #endif

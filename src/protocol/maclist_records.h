@@ -16,6 +16,6 @@ static_assert(sizeof(MacListControl) == 12);
 static_assert(offsetof(MacListControl, wifi0Flag) == 4);
 static_assert(offsetof(MacListControl, wifi1Flag) == 8);
 
-extern const std::span<const RecordField> qv_maclist_fields;
+extern const RecordTable qv_maclist_fields;
 
 #endif

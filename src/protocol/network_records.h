@@ -79,8 +79,8 @@ static_assert(offsetof(Wan6ConfigRecord, ip6prefix) == 112);
 static_assert(offsetof(Wan6ConfigRecord, mtu) == 208);
 
 /// What a command may name, by record; every row is reported and logged, in this order.
-extern const std::span<const RecordField> qv_network_lan_fields;
-extern const std::span<const RecordField> qv_network_wan_fields;
-extern const std::span<const RecordField> qv_network_wan6_fields;
+extern const RecordTable qv_network_lan_fields;
+extern const RecordTable qv_network_wan_fields;
+extern const RecordTable qv_network_wan6_fields;
 
 #endif

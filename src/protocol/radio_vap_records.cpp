@@ -1,5 +1,6 @@
 #include "protocol/radio_vap_records.h"
 
+#include "protocol/record_checks.h"
 #include "json/text.h"
 
 #include <algorithm>
@@ -11,14 +12,14 @@ namespace {
 using enum RecordFieldType;
 
 constexpr RecordField RADIO_FIELDS[] = {
-    {"radio_name", text, QV_RECORD_MEMBER(RadioEntry, radio_name)},
-    {"channel", u16, QV_RECORD_MEMBER(RadioEntry, channel)},
-    {"disabled", u8, QV_RECORD_MEMBER(RadioEntry, disabled)},
-    {"txpower", u8, QV_RECORD_MEMBER(RadioEntry, txpower)},
-    {"country", u16, QV_RECORD_MEMBER(RadioEntry, country)},
-    {"radio_type", text, QV_RECORD_MEMBER(RadioEntry, radio_type)},
-    {"hwmode", text, QV_RECORD_MEMBER(RadioEntry, hwmode)},
-    {"htmode", text, QV_RECORD_MEMBER(RadioEntry, htmode)},
+    {"radio_name", text, QV_RECORD_MEMBER(RadioEntry, radio_name, 86)},
+    {"channel", u16, QV_RECORD_MEMBER(RadioEntry, channel, 0)},
+    {"disabled", u8, QV_RECORD_MEMBER(RadioEntry, disabled, 2)},
+    {"txpower", u8, QV_RECORD_MEMBER(RadioEntry, txpower, 3)},
+    {"country", u16, QV_RECORD_MEMBER(RadioEntry, country, 4)},
+    {"radio_type", text, QV_RECORD_MEMBER(RadioEntry, radio_type, 14)},
+    {"hwmode", text, QV_RECORD_MEMBER(RadioEntry, hwmode, 22)},
+    {"htmode", text, QV_RECORD_MEMBER(RadioEntry, htmode, 54)},
 };
 static_assert(qv_fields_fit(RADIO_FIELDS, sizeof(RadioEntry)));
 
@@ -51,104 +52,103 @@ void set_mode(std::span<std::byte> record, json_object* value) {
 }
 
 constexpr RecordField FREQUENCY_FIELDS[] = {
-    {"channel", u8, QV_RECORD_MEMBER(FreqListEntry, channel)},
-    {"mhz", i32, QV_RECORD_MEMBER(FreqListEntry, mhz)},
-    {"restricted", u8, QV_RECORD_MEMBER(FreqListEntry, restricted)},
+    {"channel", u8, QV_RECORD_MEMBER(FreqListEntry, channel, 1)},
+    {"mhz", i32, QV_RECORD_MEMBER(FreqListEntry, mhz, 4)},
+    {"restricted", u8, QV_RECORD_MEMBER(FreqListEntry, restricted, 8)},
 };
 static_assert(qv_fields_fit(FREQUENCY_FIELDS, sizeof(FreqListEntry)));
 
-JsonPtr new_freqlist(std::span<const std::byte> record) {
-    const auto vap = qv_record_of<VapRecord>(record);
-    JsonPtr list(json_object_new_array());
-    if (list != nullptr) {
-        qv_append_records(list.get(), vap.freqlist, vap.freqlist_len / sizeof(FreqListEntry),
-                          FREQUENCY_FIELDS);
-    }
-    return list;
-}
+constexpr RecordList FREQUENCIES = {
+    QV_RECORD_LIST(VapRecord, freqlist, 616, freqlist_len, 2664, FREQUENCY_FIELDS),
+    sizeof(FreqListEntry), true};
+constexpr RecordSpecial FREQLIST = {.list = &FREQUENCIES};
+constexpr RecordSpecial MODE = {.compute = new_mode, .store = set_mode};
 
 constexpr RecordField VAP_FIELDS[] = {
-    {"ifname", text, QV_RECORD_MEMBER(VapRecord, ifname), "ifname"},
-    {"device", text, QV_RECORD_MEMBER(VapRecord, device), "device"},
-    {"disabled", text, QV_RECORD_MEMBER(VapRecord, disabled), "disabled"},
-    {"country", text, QV_RECORD_MEMBER(VapRecord, country), "country"},
-    {"hwmode", text, QV_RECORD_MEMBER(VapRecord, hwmode), "hwmode"},
-    {"htmode", text, QV_RECORD_MEMBER(VapRecord, htmode), "htmode"},
-    {"channel", text, QV_RECORD_MEMBER(VapRecord, channel)},
-    {"freq", text, QV_RECORD_MEMBER(VapRecord, freq), "freq"},
-    {"blockdfschlist", text, QV_RECORD_MEMBER(VapRecord, blockdfschlist), "blockdfschlist"},
-    {"acs_bkscanen", text, QV_RECORD_MEMBER(VapRecord, acs_bkscanen), "acs_bkscanen"},
-    {"acs_scanintvl", text, QV_RECORD_MEMBER(VapRecord, acs_scanintvl), "acs_scanintvl"},
-    {"antenna_gain", text, QV_RECORD_MEMBER(VapRecord, antenna_gain), "antenna_gain"},
-    {"txpower", text, QV_RECORD_MEMBER(VapRecord, txpower), "txpower"},
-    {"ssid", text, QV_RECORD_MEMBER(VapRecord, ssid), "ssid"},
-    {"txantenna", text, QV_RECORD_MEMBER(VapRecord, txantenna)},
-    {"rxantenna", text, QV_RECORD_MEMBER(VapRecord, rxantenna)},
-    {"scanlist", text, QV_RECORD_MEMBER(VapRecord, scanlist)},
-    {"macpolicy", text, QV_RECORD_MEMBER(VapRecord, macpolicy)},
-    {"mode", computed, QV_RECORD_MEMBER(VapRecord, mode), "mode", new_mode, set_mode},
-    {"shortgi", text, QV_RECORD_MEMBER(VapRecord, shortgi), "shortgi"},
-    {"manrate", text, QV_RECORD_MEMBER(VapRecord, manrate), "manrate"},
-    {"hidden", text, QV_RECORD_MEMBER(VapRecord, hidden), "hidden"},
-    {"encryption", text, QV_RECORD_MEMBER(VapRecord, encryption), "encryption"},
-    {"range", text, QV_RECORD_MEMBER(VapRecord, range)},
-    {"regdomain", text, QV_RECORD_MEMBER(VapRecord, regdomain)},
-    {"key", text, QV_RECORD_MEMBER(VapRecord, key)},
-    {"key1", text, QV_RECORD_MEMBER(VapRecord, key1)},
-    {"key2", text, QV_RECORD_MEMBER(VapRecord, key2)},
-    {"key3", text, QV_RECORD_MEMBER(VapRecord, key3)},
-    {"key4", text, QV_RECORD_MEMBER(VapRecord, key4)},
-    {"sae", text, QV_RECORD_MEMBER(VapRecord, sae)},
-    {"sae_password", text, QV_RECORD_MEMBER(VapRecord, sae_password)},
-    {"sae_pwe", text, QV_RECORD_MEMBER(VapRecord, sae_pwe)},
-    {"sae_require_mfp", text, QV_RECORD_MEMBER(VapRecord, sae_require_mfp)},
-    {"doth", text, QV_RECORD_MEMBER(VapRecord, doth)},
-    {"isolate", text, QV_RECORD_MEMBER(VapRecord, isolate)},
-    {"uapsd", text, QV_RECORD_MEMBER(VapRecord, uapsd)},
-    {"mcast_rate", text, QV_RECORD_MEMBER(VapRecord, mcast_rate)},
-    {"frag", text, QV_RECORD_MEMBER(VapRecord, frag)},
-    {"rts", text, QV_RECORD_MEMBER(VapRecord, rts)},
-    {"wmm", text, QV_RECORD_MEMBER(VapRecord, wmm)},
-    {"freqlist", computed, QV_RECORD_MEMBER(VapRecord, freqlist), nullptr, new_freqlist},
+    {"ifname", text, QV_RECORD_MEMBER(VapRecord, ifname, 0), "ifname"},
+    {"device", text, QV_RECORD_MEMBER(VapRecord, device, 8), "device"},
+    {"disabled", text, QV_RECORD_MEMBER(VapRecord, disabled, 16), "disabled"},
+    {"country", text, QV_RECORD_MEMBER(VapRecord, country, 24), "country"},
+    {"hwmode", text, QV_RECORD_MEMBER(VapRecord, hwmode, 32), "hwmode"},
+    {"htmode", text, QV_RECORD_MEMBER(VapRecord, htmode, 40), "htmode"},
+    {"channel", text, QV_RECORD_MEMBER(VapRecord, channel, 48)},
+    {"freq", text, QV_RECORD_MEMBER(VapRecord, freq, 56), "freq"},
+    {"blockdfschlist", text, QV_RECORD_MEMBER(VapRecord, blockdfschlist, 64), "blockdfschlist"},
+    {"acs_bkscanen", text, QV_RECORD_MEMBER(VapRecord, acs_bkscanen, 72), "acs_bkscanen"},
+    {"acs_scanintvl", text, QV_RECORD_MEMBER(VapRecord, acs_scanintvl, 80), "acs_scanintvl"},
+    {"antenna_gain", text, QV_RECORD_MEMBER(VapRecord, antenna_gain, 88), "antenna_gain"},
+    {"txpower", text, QV_RECORD_MEMBER(VapRecord, txpower, 120), "txpower"},
+    {"ssid", text, QV_RECORD_MEMBER(VapRecord, ssid, 192), "ssid"},
+    {"txantenna", text, QV_RECORD_MEMBER(VapRecord, txantenna, 2668)},
+    {"rxantenna", text, QV_RECORD_MEMBER(VapRecord, rxantenna, 2700)},
+    {"scanlist", text, QV_RECORD_MEMBER(VapRecord, scanlist, 2732)},
+    {"macpolicy", text, QV_RECORD_MEMBER(VapRecord, macpolicy, 2988)},
+    {"mode", computed, QV_RECORD_MEMBER(VapRecord, mode, 224), "mode", &MODE},
+    {"shortgi", text, QV_RECORD_MEMBER(VapRecord, shortgi, 240), "shortgi"},
+    {"manrate", text, QV_RECORD_MEMBER(VapRecord, manrate, 248), "manrate"},
+    {"hidden", text, QV_RECORD_MEMBER(VapRecord, hidden, 280), "hidden"},
+    {"encryption", text, QV_RECORD_MEMBER(VapRecord, encryption, 288), "encryption"},
+    {"range", text, QV_RECORD_MEMBER(VapRecord, range, 128)},
+    {"regdomain", text, QV_RECORD_MEMBER(VapRecord, regdomain, 160)},
+    {"key", text, QV_RECORD_MEMBER(VapRecord, key, 320)},
+    {"key1", text, QV_RECORD_MEMBER(VapRecord, key1, 352)},
+    {"key2", text, QV_RECORD_MEMBER(VapRecord, key2, 384)},
+    {"key3", text, QV_RECORD_MEMBER(VapRecord, key3, 416)},
+    {"key4", text, QV_RECORD_MEMBER(VapRecord, key4, 448)},
+    {"sae", text, QV_RECORD_MEMBER(VapRecord, sae, 480)},
+    {"sae_password", text, QV_RECORD_MEMBER(VapRecord, sae_password, 488)},
+    {"sae_pwe", text, QV_RECORD_MEMBER(VapRecord, sae_pwe, 520)},
+    {"sae_require_mfp", text, QV_RECORD_MEMBER(VapRecord, sae_require_mfp, 528)},
+    {"doth", text, QV_RECORD_MEMBER(VapRecord, doth, 536)},
+    {"isolate", text, QV_RECORD_MEMBER(VapRecord, isolate, 544)},
+    {"uapsd", text, QV_RECORD_MEMBER(VapRecord, uapsd, 552)},
+    {"mcast_rate", text, QV_RECORD_MEMBER(VapRecord, mcast_rate, 560)},
+    {"frag", text, QV_RECORD_MEMBER(VapRecord, frag, 576)},
+    {"rts", text, QV_RECORD_MEMBER(VapRecord, rts, 592)},
+    {"wmm", text, QV_RECORD_MEMBER(VapRecord, wmm, 608)},
+    {"freqlist", list, QV_RECORD_MEMBER(VapRecord, freqlist, 616), nullptr, &FREQLIST},
 };
-static_assert(qv_fields_fit(VAP_FIELDS, sizeof(VapRecord)) && qv_fields_settable(VAP_FIELDS));
+static_assert(qv_settings_fit(VAP_FIELDS, sizeof(VapRecord)));
 
-/// A row that is printed as soon as a command sets it.
-constexpr RecordField printed(RecordField field) {
-    field.print_when_set = true;
-    return field;
-}
-
-/// Members of "general_data" and, after them, of its first VAP, in the order of the log.
-constexpr RecordField CONFIG_FIELDS[] = {
-    {"channel", text, QV_RECORD_MEMBER(RadioConfigRecord, channel), "channel"},
-    {"freq", text, QV_RECORD_MEMBER(RadioConfigRecord, freq)},
-    {"txpower", text, QV_RECORD_MEMBER(RadioConfigRecord, txpower), "txpower"},
-    {"country", text, QV_RECORD_MEMBER(RadioConfigRecord, country), "country"},
-    {"radio_type", text, QV_RECORD_MEMBER(RadioConfigRecord, radio_type), "radio_type"},
-    {"radio_name", text, QV_RECORD_MEMBER(RadioConfigRecord, radio_name)},
-    {"hwmode", text, QV_RECORD_MEMBER(RadioConfigRecord, hwmode), "hwmode"},
-    {"htmode", text, QV_RECORD_MEMBER(RadioConfigRecord, htmode), "htmode"},
-};
-static_assert(qv_fields_fit(CONFIG_FIELDS, sizeof(RadioConfigRecord)) &&
-              qv_fields_settable(CONFIG_FIELDS));
+/// Of the radio's first VAP, which is all that a command may give; in the order of the log.
 constexpr RecordField FIRST_VAP_FIELDS[] = {
-    printed({"ssid", text, QV_RECORD_MEMBER(RadioConfigRecord, ssid), "wifi_ssid"}),
-    printed({"key", text, QV_RECORD_MEMBER(RadioConfigRecord, key), "wifi_password"}),
-    printed({"opmode", text, QV_RECORD_MEMBER(RadioConfigRecord, opmode), "opmode"}),
-    printed({"encryption", text, QV_RECORD_MEMBER(RadioConfigRecord, encryption), "encryption"}),
-    {"sae", text, QV_RECORD_MEMBER(RadioConfigRecord, sae), "sae"},
-    {"sae_password", text, QV_RECORD_MEMBER(RadioConfigRecord, sae_password), "sae_password"},
-    {"sae_pwe", text, QV_RECORD_MEMBER(RadioConfigRecord, sae_pwe), "sae_pwe"},
-    {"sae_require_mfp", text, QV_RECORD_MEMBER(RadioConfigRecord, sae_require_mfp),
+    qv_printed({"ssid", text, QV_RECORD_MEMBER(RadioConfigRecord, ssid, 176), "wifi_ssid"}),
+    qv_printed({"key", text, QV_RECORD_MEMBER(RadioConfigRecord, key, 208), "wifi_password"}),
+    qv_printed({"opmode", text, QV_RECORD_MEMBER(RadioConfigRecord, opmode, 240), "opmode"}),
+    qv_printed(
+        {"encryption", text, QV_RECORD_MEMBER(RadioConfigRecord, encryption, 256), "encryption"}),
+    {"sae", text, QV_RECORD_MEMBER(RadioConfigRecord, sae, 272), "sae"},
+    {"sae_password", text, QV_RECORD_MEMBER(RadioConfigRecord, sae_password, 280), "sae_password"},
+    {"sae_pwe", text, QV_RECORD_MEMBER(RadioConfigRecord, sae_pwe, 312), "sae_pwe"},
+    {"sae_require_mfp", text, QV_RECORD_MEMBER(RadioConfigRecord, sae_require_mfp, 320),
      "sae_require_mfp"},
 };
-static_assert(qv_fields_fit(FIRST_VAP_FIELDS, sizeof(RadioConfigRecord)) &&
-              qv_fields_settable(FIRST_VAP_FIELDS));
+static_assert(qv_settings_fit(FIRST_VAP_FIELDS, sizeof(RadioConfigRecord)));
+
+/// They stand in the record of the radio itself.
+constexpr RecordList FIRST_VAP = {FIRST_VAP_FIELDS, 0, sizeof(RadioConfigRecord), 1};
+constexpr RecordSpecial VAP_LIST = {.list = &FIRST_VAP};
+constexpr RecordField CONFIG_FIELDS[] = {
+    {"channel", text, QV_RECORD_MEMBER(RadioConfigRecord, channel, 0), "channel"},
+    {"freq", text, QV_RECORD_MEMBER(RadioConfigRecord, freq, 8)},
+    {"txpower", text, QV_RECORD_MEMBER(RadioConfigRecord, txpower, 16), "txpower"},
+    {"country", text, QV_RECORD_MEMBER(RadioConfigRecord, country, 48), "country"},
+    {"radio_type", text, QV_RECORD_MEMBER(RadioConfigRecord, radio_type, 80), "radio_type"},
+    {"radio_name", text, QV_RECORD_MEMBER(RadioConfigRecord, radio_name, 96)},
+    {"hwmode", text, QV_RECORD_MEMBER(RadioConfigRecord, hwmode, 112), "hwmode"},
+    {"htmode", text, QV_RECORD_MEMBER(RadioConfigRecord, htmode, 144), "htmode"},
+    {"vap_list", list, 0, 0, nullptr, &VAP_LIST},
+};
+static_assert(qv_settings_fit(CONFIG_FIELDS, sizeof(RadioConfigRecord)));
+
+constexpr RecordList RADIOS = {QV_RECORD_LIST(RadioList, entries, 2, count, 0, RADIO_FIELDS)};
+constexpr RecordList VAPS = {QV_RECORD_LIST(VapList, records, 4, num_vaps, 0, VAP_FIELDS)};
+static_assert(qv_list_fits(RADIOS, sizeof(RadioList)) && qv_list_fits(VAPS, sizeof(VapList)));
 
 } // namespace
 
-const std::span<const RecordField> qv_radio_fields = RADIO_FIELDS;
-const std::span<const RecordField> qv_vap_fields = VAP_FIELDS;
-const std::span<const RecordField> qv_radio_config_fields = CONFIG_FIELDS;
-const std::span<const RecordField> qv_first_vap_fields = FIRST_VAP_FIELDS;
+const RecordTable qv_vap_fields = VAP_FIELDS;
+const RecordTable qv_radio_config_fields = CONFIG_FIELDS;
+const RecordTable qv_first_vap_fields = FIRST_VAP_FIELDS;
+const RecordList qv_radio_list = RADIOS;
+const RecordList qv_vap_list = VAPS;

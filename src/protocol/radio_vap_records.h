@@ -149,14 +149,15 @@ static_assert(offsetof(RadioConfigRecord, opmode) == 240);
 static_assert(offsetof(RadioConfigRecord, sae_password) == 280);
 static_assert(offsetof(RadioConfigRecord, sae_require_mfp) == 320);
 
-/// RadioEntry, in the order of the report.
-extern const std::span<const RecordField> qv_radio_fields;
-
 /// VapRecord, in the order of the report and of the log; the log shows the rows with a label.
-extern const std::span<const RecordField> qv_vap_fields;
+extern const RecordTable qv_vap_fields;
 
-/// RadioConfigRecord: the radio's own fields, and those of its first VAP.
-extern const std::span<const RecordField> qv_radio_config_fields;
-extern const std::span<const RecordField> qv_first_vap_fields;
+/// RadioConfigRecord, and what stands in it of the radio's first VAP.
+extern const RecordTable qv_radio_config_fields;
+extern const RecordTable qv_first_vap_fields;
+
+/// RadioList and VapList, as reported.
+extern const RecordList qv_radio_list;
+extern const RecordList qv_vap_list;
 
 #endif

@@ -1,27 +1,29 @@
-// Records of the wifi manager described by constant tables, and the generic walks over such a
-// table: record to JSON, JSON to record, record to log lines. A new field is one row.
+// Records described by constant tables: one row per member says its JSON key, where it stands, what
+// fits it, whether a command may or must give it, and what the log shows. Everything that reads,
+// writes, checks, offers or describes a record walks its table; see record_walk.h for the walks.
 #ifndef QV_PROTOCOL_RECORD_FIELDS_H
 #define QV_PROTOCOL_RECORD_FIELDS_H
 
-#include "protocol/record_text.h"
 #include "json/json_scope.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <span>
-#include <string_view>
 #include <type_traits>
 
 enum class RecordFieldType : uint8_t {
-    text, ///< fixed-width text, a JSON string
-    mac,  ///< six bytes, a JSON string
-    u8,   ///< a JSON integer, as the two below
-    u16,  ///< host byte order, as all integers here
+    text,            ///< of fixed width, which it may fill to the last byte: a JSON string
+    terminated_text, ///< likewise, with room for its NUL
+    mac,             ///< six bytes, a JSON string
+    u8,              ///< a JSON integer, as the two below
+    u16,             ///< host byte order, as all integers here
     i32,
+    list,     ///< a JSON array
     computed, ///< made from the whole record, and stored in it, by the row's own functions
 };
+
+struct RecordSpecial;
 
 struct RecordField {
     const char* key; ///< JSON key
@@ -29,79 +31,107 @@ struct RecordField {
     uint16_t offset; ///< in the record, in bytes
     uint16_t width;
     const char* label = nullptr; ///< before the text in the log; none keeps the field out of it
-    JsonPtr (*compute)(std::span<const std::byte> record) = nullptr;
-    /// Stores a value that is not null; none for a computed row that no command sets.
-    void (*store)(std::span<std::byte> record, json_object* value) = nullptr;
+    const RecordSpecial* special = nullptr; ///< of a list and of a computed row
+    bool required = false;                  ///< a command that leaves it out is not read further
     bool print_when_set = false; ///< whether qv_json_to_record prints the row, which has a label
 };
 
-/// Offset and width of a member, for a table row.
-#define QV_RECORD_MEMBER(Record, member) offsetof(Record, member), sizeof(Record::member)
+/// The rows of a record, in the order of a report.
+using RecordTable = std::span<const RecordField>;
 
-/// Whether every row lies within a record of that size and is as wide as its type; for a
-/// static_assert under the table.
-consteval bool qv_fields_fit(std::span<const RecordField> fields, size_t record_size) {
-    return std::ranges::all_of(fields, [record_size](const RecordField& field) {
-        bool width_fits = true;
-        switch (field.type) {
-        case RecordFieldType::mac: width_fits = field.width == 6; break;
-        case RecordFieldType::u8: width_fits = field.width == 1; break;
-        case RecordFieldType::u16: width_fits = field.width == 2; break;
-        case RecordFieldType::i32: width_fits = field.width == 4; break;
-        case RecordFieldType::text:
-        case RecordFieldType::computed: break;
-        }
-        return width_fits && size_t{field.offset} + field.width <= record_size;
-    });
+/// A list in a record. Places and sizes in bytes.
+struct RecordList {
+    /// Of an entry. One row without key: an entry is that value alone.
+    RecordTable fields;
+    uint16_t first; ///< place of the first entry
+    uint16_t stride;
+    uint16_t room;                   ///< entries
+    uint16_t count_offset = 0;       ///< of the number that says how many entries are in use
+    uint16_t count_width = 0;        ///< 0: nothing says it
+    uint16_t count_unit = 1;         ///< what that number grows by with each entry
+    bool reported_only = false;      ///< no command sets it
+    bool shown_empty = true;         ///< else a report leaves it out when it is empty
+    uint32_t shown_max = UINT32_MAX; ///< entries; a report leaves out what counts more
+};
+
+/// What a row does of its own.
+struct RecordSpecial {
+    const RecordList* list = nullptr;
+    /// The value in a report.
+    JsonPtr (*compute)(std::span<const std::byte> record) = nullptr;
+    /// Stores a value that is not null; of a computed row that no command sets there is none.
+    void (*store)(std::span<std::byte> record, json_object* value) = nullptr;
+};
+
+/// Offset and width of a member, for a table row. `place` is the offset that the layout demands.
+#define QV_RECORD_MEMBER(Record, member, place)                                                    \
+    qv_place<offsetof(Record, member), place>(), sizeof(Record::member)
+template <size_t actual, size_t demanded>
+consteval uint16_t qv_place() {
+    static_assert(actual == demanded, "the member does not stand where it must");
+    return demanded;
 }
 
-/// Whether a command may set the row. Everybody asks this: what stores a member, what offers it and
-/// what describes it.
+/// A list that fills a member, counted by another one.
+#define QV_RECORD_LIST(Record, member, place, count, count_place, fields)                          \
+    fields, qv_place<offsetof(Record, member), place>(), sizeof(Record::member[0]),                \
+        std::extent_v<decltype(Record::member)>, QV_RECORD_MEMBER(Record, count, count_place)
+
+constexpr RecordField qv_required(RecordField field) {
+    field.required = true;
+    return field;
+}
+
+/// Printed as soon as a command sets it.
+constexpr RecordField qv_printed(RecordField field) {
+    field.print_when_set = true;
+    return field;
+}
+
+/// Whether a command may set the row. Everybody asks this: what stores a member, what offers it,
+/// what checks it and what describes it.
 constexpr bool qv_is_settable(const RecordField& field) {
     switch (field.type) {
     case RecordFieldType::text:
+    case RecordFieldType::terminated_text:
     case RecordFieldType::u8:
     case RecordFieldType::u16:
     case RecordFieldType::i32: return true;
-    case RecordFieldType::computed: return field.store != nullptr;
+    case RecordFieldType::list: return !field.special->list->reported_only;
+    case RecordFieldType::computed: return field.special->store != nullptr;
     case RecordFieldType::mac: break;
     }
     return false;
 }
 
-/// Whether the row is an integer, and the smallest and the largest that it holds.
-struct IntegerRange {
-    int64_t lowest = 0;
-    int64_t highest = 0;
-};
 constexpr bool qv_is_integer(const RecordField& field) {
     switch (field.type) {
     case RecordFieldType::u8:
     case RecordFieldType::u16:
     case RecordFieldType::i32: return true;
     case RecordFieldType::text:
+    case RecordFieldType::terminated_text:
     case RecordFieldType::mac:
+    case RecordFieldType::list:
     case RecordFieldType::computed: break;
     }
     return false;
 }
+
+/// The smallest and the largest number that a row of an integer holds.
+struct IntegerRange {
+    int64_t lowest;
+    int64_t highest;
+};
 constexpr IntegerRange qv_integer_range(const RecordField& field) {
     const int64_t values = int64_t{1} << (8 * field.width);
     return field.type == RecordFieldType::i32 ? IntegerRange{-values / 2, values / 2 - 1}
                                               : IntegerRange{0, values - 1};
 }
 
-/// Longest text that a command may give a row that is no integer, in bytes; what is longer is cut.
+/// Longest text that a row of a text holds, in bytes.
 constexpr size_t qv_longest_text(const RecordField& field) {
-    return field.width;
-}
-
-/// Whether a table is one of settings: a command may set every row, except those that are made from
-/// the others and only reported. For a static_assert under the table.
-consteval bool qv_fields_settable(std::span<const RecordField> fields) {
-    return std::ranges::all_of(fields, [](const RecordField& field) {
-        return qv_is_settable(field) || field.type == RecordFieldType::computed;
-    });
+    return field.type == RecordFieldType::terminated_text ? field.width - size_t{1} : field.width;
 }
 
 /// The bytes of one record.
@@ -122,47 +152,5 @@ requires std::is_trivially_copyable_v<Record>
     memcpy(&record, bytes.first(sizeof record).data(), sizeof record);
     return record;
 }
-
-/// What the record holds in a row of the type that the name says: text up to its first NUL or the
-/// field's width, the six bytes of a MAC address, an integer. All but the integer lie in the
-/// record.
-std::string_view qv_record_text(std::span<const std::byte> record, const RecordField& field);
-const uint8_t* qv_record_mac(std::span<const std::byte> record, const RecordField& field);
-int32_t qv_record_integer(std::span<const std::byte> record, const RecordField& field);
-
-/// Adds one member per row, in the order of the table. False, keeping the members added so far,
-/// when memory is out.
-bool qv_record_to_json(json_object* object, std::span<const std::byte> record,
-                       std::span<const RecordField> fields);
-
-/// The first `count` entries, or all of them when the count says more than there is room for.
-template <class Entry, size_t room>
-std::span<const Entry> qv_listed(const Entry (&entries)[room], size_t count) {
-    return std::span(entries).first(std::min(count, room));
-}
-
-/// Appends the listed entries to the array; see qv_append_record_text. Returns their number.
-template <class Entry, size_t room>
-int32_t qv_append_records(json_object* array, const Entry (&entries)[room], size_t count,
-                          std::span<const RecordField> fields) {
-    return qv_append_record_text(array, std::as_bytes(qv_listed(entries, count)), sizeof(Entry),
-                                 fields);
-}
-
-/// Stores a value in a text field: a string as it is, null not at all, any other value as its
-/// JSON text; cut to the field's width, NUL-filled behind a shorter text.
-void qv_set_record_text(std::span<std::byte> record, const RecordField& field, json_object* value);
-
-/// The row of that key, or none. Keys are case-sensitive.
-const RecordField* qv_find_record_field(std::span<const RecordField> fields, const char* key);
-
-/// Stores every member of the object that a settable row names, in the object's order; null and
-/// other members are ignored. Integers convert as json-c does, and narrow ones keep the low bits.
-/// Does nothing when `object` is no JSON object.
-void qv_json_to_record(json_object* object, std::span<std::byte> record,
-                       std::span<const RecordField> fields);
-
-/// Prints "label: text" for every row with a label, in the order of the table.
-void qv_print_record(std::span<const std::byte> record, std::span<const RecordField> fields);
 
 #endif

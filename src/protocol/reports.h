@@ -2,6 +2,8 @@
 #ifndef QV_PROTOCOL_REPORTS_H
 #define QV_PROTOCOL_REPORTS_H
 
+#include "protocol/record_fields.h"
+
 #include <cstdint>
 
 /// What the agent selects a report by.
@@ -39,5 +41,21 @@ enum ReportType : int32_t {
     REPORT_TYPE_UCI_VAP_MACLIST = 1014,
     REPORT_TYPE_UPDATA_STATS = 1015,
 };
+
+// Bodies that are no records of the wifi manager.
+
+struct DeviceDiscovery {
+    uint8_t macaddr[6];
+};
+static_assert(sizeof(DeviceDiscovery) == 6);
+
+/// The word of the wifi manager about the upload of one MAC list.
+struct MacListStatus {
+    int32_t uploading_status;
+};
+static_assert(sizeof(MacListStatus) == 4);
+
+extern const RecordTable qv_device_discovery_fields;
+extern const RecordTable qv_maclist_status_fields;
 
 #endif

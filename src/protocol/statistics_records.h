@@ -143,11 +143,11 @@ struct RadioStatsList {
 static_assert(sizeof(RadioStatsList) == 74);
 static_assert(offsetof(RadioStatsList, entries) == 2);
 
-/// The record of the name, or an entry of it, in the order of the report.
-extern const std::span<const RecordField> qv_system_stats_fields;
-extern const std::span<const RecordField> qv_sta_stats_fields;
-extern const std::span<const RecordField> qv_ap_stats_fields;
-extern const std::span<const RecordField> qv_interface_stats_fields;
-extern const std::span<const RecordField> qv_radio_stats_fields;
+/// SystemStats, StaStatsList, ApStatsList, InterfaceStatsList and RadioStatsList, as reported.
+extern const RecordTable qv_system_stats_fields;
+extern const RecordList qv_sta_stats_list;
+extern const RecordList qv_ap_stats_list;
+extern const RecordList qv_interface_stats_list;
+extern const RecordList qv_radio_stats_list;
 
 #endif

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 inline constexpr int32_t SYSTEM_SERVER_SLOTS = 10;
 inline constexpr uint32_t SYSTEM_SERVER_SIZE = 50; ///< of a slot, its NUL included
@@ -35,10 +36,15 @@ static_assert(offsetof(SystemConfigRecord, server) == 202);
 static_assert(offsetof(SystemConfigRecord, reserved) == 702);
 static_assert(offsetof(SystemConfigRecord, server_count) == 704);
 
-/// The texts of the record, without the servers.
-extern const std::span<const RecordField> qv_system_config_fields;
+/// In the order of the report and of the log. A server name that does not fit its slot is cut, at a
+/// character's end, with one line in the log; a report shows 1 to 9 of them.
+extern const RecordTable qv_system_config_fields;
 
 /// Key of the array of servers.
 inline constexpr char SYSTEM_SERVER_KEY[] = "server";
+
+/// Copies JSON text without its double quotes, each backslash pair as its second character. What
+/// exceeds the destination's capacity, its NUL included, is dropped. Always returns 0.
+int32_t qv_json_unescape(std::string_view source, std::span<char> destination);
 
 #endif

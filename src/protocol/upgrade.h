@@ -2,8 +2,9 @@
 #ifndef QV_PROTOCOL_UPGRADE_H
 #define QV_PROTOCOL_UPGRADE_H
 
+#include "protocol/record_fields.h"
+
 #include <cstdint>
-#include <span>
 
 /// What a status report says about a firmware job.
 enum UpdataStatus : int32_t {
@@ -20,20 +21,24 @@ enum UpdataStatus : int32_t {
 /// "data" -> "fw_params" of a command. NUL-terminated texts; empty where nothing was read.
 struct FwParams {
     char image_name[128]; ///< file on the download server
-    char md5sum[256];     ///< as md5sum(1) prints it: 32 lower-case hexadecimal digits
-    char server_port[16]; ///< decimal
     char server_ip[64];   ///< read, but the download always goes to the broker's host
+    char server_port[16]; ///< decimal
+    char md5sum[256];     ///< as md5sum(1) prints it: 32 lower-case hexadecimal digits
     char save_config[8];  ///< "1" keeps the device's configuration
     char reboot[8];       ///< "1" reboots after updata_rootfs.sh has succeeded
 };
 
-/// A member of "fw_params" and the text that it fills.
-struct FwField {
-    const char* key;
-    std::span<char> (*field)(FwParams& params);
+/// In the order of reading, and in that of the record, which is the order of the log.
+extern const RecordTable qv_fw_fields;
+extern const RecordTable qv_fw_log_fields;
+
+/// "data" -> "flash_params" of a command.
+struct FlashParams {
+    int32_t save_config; ///< 1 keeps the device's configuration
+    int32_t reboot;      ///< 1 reboots after the image was flashed
 };
 
 /// In the order of reading.
-extern const std::span<const FwField> qv_fw_fields;
+extern const RecordTable qv_flash_fields;
 
 #endif

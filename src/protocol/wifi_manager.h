@@ -2,6 +2,7 @@
 #ifndef QV_PROTOCOL_WIFI_MANAGER_H
 #define QV_PROTOCOL_WIFI_MANAGER_H
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -85,5 +86,9 @@ inline constexpr std::array WIFI_MGR_MESSAGES = {
     WifiMgrMessage{WIFI_MGR_SET_MACLIST, WIFI_MGR_MODULE_WIRELESS, 27000},
     WifiMgrMessage{WIFI_MGR_SET_GENERAL_DATA, WIFI_MGR_MODULE_WIRELESS, 27000},
 };
+
+/// Largest reply that is taken, its header included.
+inline constexpr uint32_t WIFI_MGR_REPLY_MAX =
+    std::ranges::max(WIFI_MGR_MESSAGES, {}, &WifiMgrMessage::reply_capacity).reply_capacity;
 
 #endif

@@ -1,22 +1,16 @@
 #include "reports/report.h"
 
 #include "agent/context.h"
+#include "protocol/record_walk.h"
+#include "wifimgr/channel.h"
 #include "json/json_field.h"
 #include "json/mac_text.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <ctime>
-
-void ReportBuffer::set_status(int32_t status) {
-    memcpy(small_.data(), &status, sizeof status);
-}
-
-int32_t ReportBuffer::status() const {
-    int32_t status = 0;
-    memcpy(&status, small_.data(), sizeof status);
-    return status;
-}
+#include <memory>
 
 bool ReportBuffer::assign(std::string_view text) {
     const bool fits = text.size() < small_.size();
@@ -46,9 +40,9 @@ bool add_text(json_object* object, const char* key, const char* text) {
     return map_value_to_json_field(object, FIELD_TYPE_STRING, key, text) == 1;
 }
 
-bool add_macaddr(json_object* object, const DeviceIdentity& identity) {
+bool add_macaddr(json_object* object, const MacAddress& macaddr) {
     char text[MAC_TEXT_SIZE] = {};
-    qv_mac_to_string(text, sizeof text, identity.macaddr.data());
+    qv_mac_to_string(text, sizeof text, macaddr.data());
     return add_text(object, "macaddr", text);
 }
 
@@ -67,23 +61,25 @@ JsonPtr new_envelope(AgentContext& context, const ReportKind& row) {
         add_text(object, "flag", REPORT_FLAG) && add_text(object, "fwname", FIRMWARE_NAME) &&
         add_text(object, "hwname", HARDWARE_NAME) &&
         map_value_to_json_field(object, FIELD_TYPE_UINT64, "timestamp", &timestamp) == 1 &&
-        add_macaddr(object, identity) &&
+        add_macaddr(object, identity.macaddr) &&
         (!row.has_ip || add_text(object, "ip", identity.ipaddr.data()));
     return complete ? std::move(envelope) : nullptr;
 }
 
-/// The value under the data key, or none when it cannot be made.
+/// What the wifi manager says, as the row reports it.
+JsonPtr new_record_body(const ReportKind& row) {
+    std::array<std::byte, WIFI_MGR_REPLY_MAX> bytes;
+    const std::span<std::byte> record = std::span(bytes).first(row.record_size);
+    memset(record.data(), 0, record.size());
+    if (qv_wifi_mgr_read(row.message, record) && row.on_record != nullptr) {
+        row.on_record(record);
+    }
+    return row.list != nullptr ? qv_list_to_json(record, *row.list)
+                               : qv_record_to_json(record, *row.fields);
+}
+
 JsonPtr new_body(AgentContext& context, const ReportKind& row, int32_t argument) {
-    JsonPtr body;
-    switch (row.body) {
-    case ReportBody::object: body.reset(json_object_new_object()); break;
-    case ReportBody::array: body.reset(json_object_new_array()); break;
-    case ReportBody::status: return JsonPtr(json_object_new_int(argument));
-    }
-    if (body != nullptr && !row.fill(context, body.get(), argument)) {
-        return nullptr;
-    }
-    return body;
+    return row.body != nullptr ? row.body(context, argument) : new_record_body(row);
 }
 
 /// The whole report, or none when memory is out.
@@ -107,21 +103,27 @@ void store_text(const JsonPtr& report, ReportBuffer& buffer, uint32_t& length) {
     }
 }
 
+int32_t build(AgentContext& context, const ReportKind* row, int32_t argument, ReportBuffer& buffer,
+              uint32_t& length) {
+    if (row == context.report_kinds.data() + context.report_kinds.size()) {
+        return -1;
+    }
+    store_text(new_report(context, *row, argument), buffer, length);
+    return 0;
+}
+
 } // namespace
 
 int32_t qv_json_build_msg(AgentContext& context, int32_t kind, ReportBuffer& buffer,
-                          uint32_t& length) {
+                          uint32_t& length, int32_t argument) {
     const auto row = std::ranges::find(context.report_kinds, kind, &ReportKind::kind);
-    if (row == context.report_kinds.end()) {
-        return -1;
-    }
-    return qv_json_build_msg_of_row(context, *row, buffer.status(), buffer, length);
+    return kind == 0 ? -1 : build(context, std::to_address(row), argument, buffer, length);
 }
 
-int32_t qv_json_build_msg_of_row(AgentContext& context, const ReportKind& row, int32_t argument,
-                                 ReportBuffer& buffer, uint32_t& length) {
-    store_text(new_report(context, row, argument), buffer, length);
-    return 0;
+int32_t qv_json_build_msg_of_type(AgentContext& context, ReportType type, ReportBuffer& buffer,
+                                  uint32_t& length, int32_t argument) {
+    const auto row = std::ranges::find(context.report_kinds, type, &ReportKind::type);
+    return build(context, std::to_address(row), argument, buffer, length);
 }
 
 uint64_t qv_get_timestamp_ms() {
@@ -131,6 +133,11 @@ uint64_t qv_get_timestamp_ms() {
     return static_cast<uint64_t>(now.tv_sec) * 1000 + static_cast<uint64_t>(now.tv_nsec) / 1000000;
 }
 
-bool qv_fill_device_discovery(AgentContext& context, json_object* body, int32_t /*argument*/) {
-    return add_macaddr(body, qv_agent_identity(context));
+JsonPtr qv_new_device_discovery(AgentContext& context, int32_t /*argument*/) {
+    const MacAddress macaddr = qv_agent_identity(context).macaddr;
+    return qv_record_to_json(qv_record_bytes(macaddr), qv_device_discovery_fields);
+}
+
+JsonPtr qv_new_updata_stats(AgentContext& /*context*/, int32_t status) {
+    return JsonPtr(json_object_new_int(status));
 }

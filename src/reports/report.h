@@ -16,10 +16,6 @@ struct AgentContext;
 /// The text of one report. It starts with room for 10240 bytes and grows with the report.
 class ReportBuffer {
 public:
-    /// Before a build of REPORT_UPDATA_STATS the status stands in the first four bytes.
-    void set_status(int32_t status);
-    int32_t status() const;
-
     /// Takes a copy of the text with a NUL behind it. False, unchanged, when memory is out.
     bool assign(std::string_view text);
 
@@ -32,19 +28,21 @@ private:
 };
 
 /// Builds the report of a kind from the context's catalogue: the text goes into `buffer`, its
-/// length without the NUL into `length`. Returns -1 for a kind that the catalogue does not hold,
-/// otherwise 0; when memory is out there is no report, and buffer and length stay as they were.
+/// length without the NUL into `length`. `argument` is for the body of those kinds that take one.
+/// Returns -1 for a kind that the catalogue does not hold, otherwise 0; when memory is out there is
+/// no report, and buffer and length stay as they were.
 int32_t qv_json_build_msg(AgentContext& context, int32_t kind, ReportBuffer& buffer,
-                          uint32_t& length);
+                          uint32_t& length, int32_t argument = 0);
 
-/// The same for a report outside the catalogue, given its row and what its fill is to be told.
-int32_t qv_json_build_msg_of_row(AgentContext& context, const ReportKind& row, int32_t argument,
-                                 ReportBuffer& buffer, uint32_t& length);
+/// The same by the report's type.
+int32_t qv_json_build_msg_of_type(AgentContext& context, ReportType type, ReportBuffer& buffer,
+                                  uint32_t& length, int32_t argument = 0);
 
 /// Wall-clock time in milliseconds since 1970-01-01 00:00:00 UTC.
 uint64_t qv_get_timestamp_ms();
 
-/// Body of REPORT_DEVICE_DISCOVERY: the MAC address.
-bool qv_fill_device_discovery(AgentContext& context, json_object* body, int32_t argument);
+// Bodies that are no records: the MAC address, and the status of a firmware job.
+ReportBody qv_new_device_discovery;
+ReportBody qv_new_updata_stats;
 
 #endif

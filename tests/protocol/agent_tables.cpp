@@ -13,7 +13,6 @@
 #include "protocol/wifi_manager.h"
 #include "report_kinds.h"
 #include "reports/report.h"
-#include "wireless/maclist.h"
 
 #include <cstdio>
 #include <cstring>
@@ -60,31 +59,11 @@ json_object* new_limit(const RecordField& field) {
     constexpr const char* NAMES[] = {"u8", "u16", nullptr, "i32"};
     return json_object_new_string(NAMES[field.width - 1]);
 }
-json_object* new_limit(const ApConfigsField& field) {
-    return field.type == FIELD_TYPE_STRING
-               ? new_size(field.width - size_t{1})
-               : json_object_new_string(field.type == FIELD_TYPE_UINT8 ? "u8" : "u16");
-}
-json_object* new_limit(const FwField& field) {
-    FwParams params{};
-    return new_size(field.field(params).size() - 1);
-}
 
-bool is_set_by_command(const RecordField& field) {
-    return qv_is_settable(field);
-}
-bool is_set_by_command(const ApConfigsField& /*field*/) {
-    return true;
-}
-bool is_set_by_command(const FwField& /*field*/) {
-    return true;
-}
-
-template <class Field>
-json_object* new_members(std::span<const Field> fields) {
+json_object* new_members(RecordTable fields) {
     json_object* const members = json_object_new_object();
-    for (const Field& field : fields) {
-        if (is_set_by_command(field)) {
+    for (const RecordField& field : fields) {
+        if (qv_is_settable(field) && field.type != RecordFieldType::list) {
             add(members, field.key, new_limit(field));
         }
     }
@@ -99,8 +78,9 @@ json_object* new_tables() {
     add(tables, "radio", new_members(qv_radio_config_fields));
     add(tables, "firstVap", new_members(qv_first_vap_fields));
     add(tables, "macLists", new_members(qv_maclist_fields));
-    add(tables, "apConfigsRadio", new_members(qv_apconfigs_radio_fields));
-    add(tables, "apConfigsVap", new_members(qv_apconfigs_vap_fields));
+    add(tables, "apConfigsRadio", new_members(qv_apconfigs_fields[0].special->list->fields));
+    add(tables, "apConfigsVap",
+        new_members(qv_apconfigs_fields[0].special->list->fields.back().special->list->fields));
     add(tables, "systemSettings", new_members(qv_system_config_fields));
     add(tables, "upgrade", new_members(qv_fw_fields));
     return tables;
@@ -134,14 +114,9 @@ json_object* new_reports() {
     for (const ReportKind& row : qv_report_kinds) {
         ReportBuffer buffer;
         uint32_t length = 0;
-        buffer.set_status(201);
-        qv_json_build_msg(context, row.kind, buffer, length);
+        qv_json_build_msg_of_type(context, row.type, buffer, length, 201);
         json_object_array_add(reports, json_tokener_parse(buffer.text()));
     }
-    ReportBuffer buffer;
-    uint32_t length = 0;
-    qv_json_build_msg_uci_vap_maclist(context, 0, buffer, length);
-    json_object_array_add(reports, json_tokener_parse(buffer.text()));
     return reports;
 }
 

@@ -1,6 +1,5 @@
-#include "protocol/record_text.h"
+#include "protocol/record_walk.h"
 
-#include "protocol/record_fields.h"
 #include "json/mac_text.h"
 #include "json/text.h"
 
@@ -75,28 +74,68 @@ bool append_integer(printbuf& text, int32_t value) {
     return append(text, std::string_view(digits, end));
 }
 
+bool append_list(printbuf& text, std::span<const std::byte> record, const RecordList& list);
+
 bool append_member(printbuf& text, std::span<const std::byte> record, const RecordField& field) {
     switch (field.type) {
-    case RecordFieldType::text: return append_text(text, qv_record_text(record, field));
+    case RecordFieldType::text:
+    case RecordFieldType::terminated_text: return append_text(text, qv_record_text(record, field));
     case RecordFieldType::mac: return append_mac(text, record, field);
     case RecordFieldType::u8:
     case RecordFieldType::u16:
     case RecordFieldType::i32: return append_integer(text, qv_record_integer(record, field));
-    case RecordFieldType::computed: return append_value(text, field.compute(record).get());
+    case RecordFieldType::list: return append_list(text, record, *field.special->list);
+    case RecordFieldType::computed: return append_value(text, field.special->compute(record).get());
     }
     return false;
 }
 
-bool append_object(printbuf& text, std::span<const std::byte> record,
-                   std::span<const RecordField> fields) {
-    std::string_view before_key = "{ \"";
+bool is_left_out(std::span<const std::byte> record, const RecordField& field) {
+    if (field.type != RecordFieldType::list) {
+        return false;
+    }
+    const RecordList& list = *field.special->list;
+    const uint32_t count = qv_list_count(record, list);
+    return count > list.shown_max || (count == 0 && !list.shown_empty);
+}
+
+/// Ends behind the last member that found memory; false when not all did.
+bool append_members(printbuf& text, std::span<const std::byte> record, RecordTable fields) {
+    std::string_view before_key = " \"";
     for (const RecordField& field : fields) {
+        const int complete = text.bpos;
+        if (is_left_out(record, field)) {
+            continue;
+        }
         if (!append(text, before_key, field.key, "\": ") || !append_member(text, record, field)) {
+            text.bpos = complete;
             return false;
         }
         before_key = ", \"";
     }
-    return append(text, " }");
+    return true;
+}
+
+bool append_entry(printbuf& text, std::span<const std::byte> entry, RecordTable fields) {
+    if (fields[0].key == nullptr) {
+        return append_member(text, entry, fields[0]);
+    }
+    return append(text, "{") && append_members(text, entry, fields) && append(text, " }");
+}
+
+/// Shorter by the entries that did not find memory; false when not even its end did.
+bool append_list(printbuf& text, std::span<const std::byte> record, const RecordList& list) {
+    const size_t count = qv_listed(record, list);
+    bool complete = append(text, "[");
+    for (size_t i = 0; i < count && complete; ++i) {
+        const int before = text.bpos;
+        const auto entry = record.subspan(list.first + i * list.stride, list.stride);
+        complete = append(text, i == 0 ? " " : ", ") && append_entry(text, entry, list.fields);
+        if (!complete) {
+            text.bpos = before;
+        }
+    }
+    return append(text, " ]");
 }
 
 int print(json_object* value, printbuf* destination, int /*level*/, int /*flags*/) {
@@ -119,18 +158,17 @@ JsonPtr new_text_value(PrintbufPtr text) {
 
 } // namespace
 
-int32_t qv_append_record_text(json_object* array, std::span<const std::byte> entries,
-                              size_t entry_size, std::span<const RecordField> fields) {
+JsonPtr qv_record_to_json(std::span<const std::byte> record, RecordTable fields) {
     PrintbufPtr text(printbuf_new());
-    int32_t appended = 0;
-    for (; text != nullptr && !entries.empty(); entries = entries.subspan(entry_size)) {
-        const int complete = text->bpos;
-        if ((appended > 0 && !append(*text, ", ")) ||
-            !append_object(*text, entries.first(entry_size), fields)) {
-            text->bpos = complete;
-            break;
-        }
-        ++appended;
+    if (text == nullptr || !append(*text, "{")) {
+        return nullptr;
     }
-    return appended > 0 && qv_json_append(array, new_text_value(std::move(text))) ? appended : 0;
+    append_members(*text, record, fields);
+    return append(*text, " }") ? new_text_value(std::move(text)) : nullptr;
+}
+
+JsonPtr qv_list_to_json(std::span<const std::byte> record, const RecordList& list) {
+    PrintbufPtr text(printbuf_new());
+    return text != nullptr && append_list(*text, record, list) ? new_text_value(std::move(text))
+                                                               : nullptr;
 }
