@@ -1,13 +1,10 @@
-"""The page docs/protocol/README.md, made of the schemas, the AsyncAPI document and real traffic."""
+"""The page docs/protocol/README.md, made of the schemas and the AsyncAPI document."""
 import json
-
-import contract
 
 INTRODUCTION = """\
 # The protocol between controllers and devices
 
-<!-- Made by scripts/protocol-examples from the schemas and from traffic in the simulated access
-point. Do not edit. -->
+<!-- Made by contract/generate.py of the agent's tables and contract/words.json. Do not edit. -->
 
 | File | What it holds |
 |---|---|
@@ -17,8 +14,9 @@ point. Do not edit. -->
 
 The schemas use only keywords that 2020-12 and draft 07 read alike, and three annotations:
 `x-maxBytes` (the longest text in bytes of UTF-8, where `maxLength` counts characters),
-`x-maxCommandBytes` (the longest command text in bytes) and `x-unit`. The system tests hold the
-agent to them: every report that they see, every command that they send, and the agent's own tables.
+`x-maxCommandBytes` (the longest command text in bytes) and `x-unit`. They are made of the agent's own
+tables, and the system tests hold to them every report that they see and every command that they
+send, the examples among them.
 
 All messages are JSON at QoS 0, not retained. In the examples every time is 1700000000000.
 """
@@ -33,8 +31,13 @@ def anchor(heading):
     return "#" + "".join(kept).replace(" ", "-")
 
 
-def report_heading(number):
-    return f"Report {number}: {contract.by_type(contract.REPORTS)[number]['title']}"
+def by_type(document):
+    """The definitions of the messages, by their type."""
+    return {key: value for key, value in document["$defs"].items() if key.isdigit()}
+
+
+def report_heading(reports, number):
+    return f"Report {number}: {reports['$defs'][number]['title']}"
 
 
 def table_heading(side, name):
@@ -111,16 +114,14 @@ def body_link(document, side, definition):
     return ""
 
 
-def statuses():
+def statuses(reports):
     rows = ["| Status | |", "|---|---|"]
-    for row in contract.REPORTS["$defs"]["upgradeStatus"]["anyOf"]:
+    for row in reports["$defs"]["upgradeStatus"]["anyOf"]:
         rows.append(f"| {row.get('const', 'other negative')} | {row['description']} |")
     return "\n".join(rows) + "\n"
 
 
-def page(commands, answers, reports):
-    """Examples by type: the commands as sent, the statuses that came back, and the reports."""
-    document = contract.load("asyncapi.json")
+def sections(commands, reports, document):
     channels = document["channels"]
     yield INTRODUCTION
     mac = channels["commands"]["parameters"]["mac"]["description"]
@@ -128,31 +129,34 @@ def page(commands, answers, reports):
     yield f"Reports of all devices come on `{channels['reports']['address']}`.\n"
     yield document["info"]["description"] + "\n"
     yield "## Commands\n"
-    for number, definition in contract.by_type(contract.COMMANDS).items():
+    for number, definition in by_type(commands).items():
         operation = document["operations"][f"command{number}"]
         yield f"### Command {number}: {definition['title']}\n"
-        members = body_link(contract.COMMANDS, "commands", definition)
+        members = body_link(commands, "commands", definition)
         if "x-maxCommandBytes" in definition:
             members += f" The whole command text: {definition['x-maxCommandBytes']} bytes at most."
         yield definition["description"] + members + "\n"
-        yield block(commands[number])
+        yield block(definition["examples"][0])
         link = ""
         if "reply" in operation:
-            report = int(operation["reply"]["messages"][0]["$ref"].rpartition("report")[2])
-            link = f" See [report {report}]({anchor(report_heading(report))})."
-        if number in answers:
-            link += f" Here: {', '.join(map(str, answers[number]))}."
+            report = operation["reply"]["messages"][0]["$ref"].rpartition("report")[2]
+            link = f" See [report {report}]({anchor(report_heading(reports, report))})."
         yield operation["description"] + link + "\n"
     yield "## Reports\n"
-    for number, definition in contract.by_type(contract.REPORTS).items():
-        yield f"### {report_heading(number)}\n"
-        yield definition["description"] + body_link(contract.REPORTS, "reports", definition) + "\n"
-        if number == 1015:
-            yield statuses()
-        yield block(reports[number])
-    yield "## Members of commands\n"
-    yield contract.COMMANDS["description"] + " A text in the tables is any of these.\n"
-    yield from tables(contract.COMMANDS, "commands")
-    yield "## Members of reports\n"
-    yield contract.REPORTS["description"] + "\n"
-    yield from tables(contract.REPORTS, "reports")
+    for number, definition in by_type(reports).items():
+        yield f"### {report_heading(reports, number)}\n"
+        yield definition["description"] + body_link(reports, "reports", definition) + "\n"
+        if number == "1015":
+            yield statuses(reports)
+        yield block(definition["examples"][0])
+    for side, schema, more in (
+        ("commands", commands, " A text in the tables is any of these."),
+        ("reports", reports, ""),
+    ):
+        yield f"## Members of {side}\n"
+        yield schema["description"] + more + "\n"
+        yield from tables(schema, side)
+
+
+def page(commands, reports, document):
+    return "\n".join(sections(commands, reports, document))
