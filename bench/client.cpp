@@ -1,6 +1,6 @@
 // The controller of every measurement: sends one command over and over and counts the reports that
 // come back. It prints one JSON object; the exit status is 1 when an answer is missing.
-#include "broker/publish.h"
+#include "protocol/topics.h"
 
 #include <algorithm>
 #include <chrono>

@@ -6,9 +6,9 @@
 //   asking       in the same thread: the least that any agent can take.
 //   handing-on   in a second thread, which gets the command and hands the text back to the loop.
 //                What that takes longer is the threads waking each other.
-#include "broker/publish.h"
 #include "platform/zendry_common.h"
-#include "wifimgr/messages.h"
+#include "protocol/topics.h"
+#include "protocol/wifi_manager.h"
 
 #include <array>
 #include <cstddef>

@@ -1,18 +1,17 @@
 #include "checks.h"
 
 #include "failure.h"
-#include "maintenance/fw_params.h"
-#include "network/record_tables.h"
-#include "settings/system_config_record.h"
-#include "settings/system_config_table.h"
-#include "wireless/ap_configs_records.h"
-#include "wireless/record_tables.h"
+#include "protocol/ap_configs_records.h"
+#include "protocol/commands.h"
+#include "protocol/maclist_records.h"
+#include "protocol/network_records.h"
+#include "protocol/radio_vap_records.h"
+#include "protocol/record_walk.h"
+#include "protocol/system_config_record.h"
+#include "protocol/upgrade.h"
 
 #include <algorithm>
-#include <cstring>
-#include <iterator>
 #include <json-c/json_util.h>
-#include <limits>
 
 namespace qvctl {
 
@@ -59,62 +58,36 @@ void check_scalar_text(const std::string& key, json_object* value, size_t limit)
     check_text(key, text_of(value), limit);
 }
 
-void check_field(const std::string& key, json_object* value, const RecordField& field) {
-    switch (field.type) {
-    case RecordFieldType::text: check_scalar_text(key, value, field.width); return;
-    case RecordFieldType::i32:
-        check_integer(key, value, std::numeric_limits<int32_t>::min(),
-                      std::numeric_limits<int32_t>::max());
-        return;
-    case RecordFieldType::computed:
-        if (field.store != nullptr) {
-            check_scalar_text(key, value, field.width);
-            return;
-        }
-        break;
-    case RecordFieldType::mac:
-    case RecordFieldType::u8:
-    case RecordFieldType::u16: break;
-    }
-    refuse(key, "is reported only, and cannot be set");
-}
+void check_field(const std::string& key, json_object* value, const RecordField& field);
 
-/// The whole entry must be there: the device stops at the first member that is missing.
-void check_entry(const std::string& key, json_object* object,
-                 std::span<const ApConfigsField> fields, const char* list = nullptr) {
-    check_object(key, object);
-    for (const ApConfigsField& field : fields) {
-        const std::string name = key + "." + field.key;
-        json_object* const value = qv_json_member(object, field.key);
-        if (value == nullptr) {
-            refuse(name, "is missing");
-        }
-        if (field.type == FIELD_TYPE_STRING) {
-            check_scalar_text(name, value, field.width - size_t{1});
+void check_list(const std::string& key, json_object* value, const RecordList& list) {
+    check_array(key, value, list.room); // of more than one VAP the device takes the first only
+    for (size_t i = 0; i < json_object_array_length(value); ++i) {
+        json_object* const entry = json_object_array_get_idx(value, i);
+        if (list.fields[0].key == nullptr) {
+            check_field(element(key, i), entry, list.fields[0]);
         } else {
-            check_integer(name, value, 0, (int64_t{1} << (8 * field.width)) - 1);
-        }
-    }
-    json_object_object_foreach(object, name, value) {
-        (void)value;
-        const bool known = (list != nullptr && strcmp(name, list) == 0) ||
-                           std::ranges::any_of(fields, [name](const ApConfigsField& field) {
-                               return strcmp(field.key, name) == 0;
-                           });
-        if (!known) {
-            refuse(key + "." + name, "is unknown here");
+            check_members(element(key, i), entry, list.fields);
         }
     }
 }
 
-void check_radio_entry(const std::string& key, json_object* radio) {
-    check_entry(key, radio, qv_apconfigs_radio_fields, "vap_list");
-    json_object* const vaps = qv_json_member(radio, "vap_list");
-    check_array(key + ".vap_list", vaps, std::size(ApConfigsRadio{}.vaps));
-    for (size_t i = 0; i < json_object_array_length(vaps); ++i) {
-        check_entry(element(key + ".vap_list", i), json_object_array_get_idx(vaps, i),
-                    qv_apconfigs_vap_fields);
+void check_field(const std::string& key, json_object* value, const RecordField& field) {
+    if (!qv_is_settable(field)) {
+        refuse(key, "is reported only, and cannot be set");
     }
+    if (field.type == RecordFieldType::list) {
+        check_list(key, value, *field.special->list);
+    } else if (qv_is_integer(field)) {
+        const IntegerRange range = qv_integer_range(field);
+        check_integer(key, value, range.lowest, range.highest);
+    } else {
+        check_scalar_text(key, value, qv_longest_text(field));
+    }
+}
+
+std::string name_in(const std::string& prefix, const char* key) {
+    return prefix.empty() ? key : prefix + "." + key;
 }
 
 } // namespace
@@ -150,33 +123,35 @@ void check_integer(const std::string& key, json_object* value, int64_t lowest, i
     }
 }
 
-void check_members(const std::string& prefix, json_object* object,
-                   std::span<const RecordField> fields, std::span<const char* const> others) {
+void check_members(const std::string& prefix, json_object* object, RecordTable fields) {
     check_object(prefix.empty() ? "settings" : prefix, object);
+    for (const RecordField& field : fields) { // the device stops at the first that is missing
+        if (field.required) {
+            json_object* const value = qv_json_member(object, field.key);
+            if (value == nullptr) {
+                refuse(name_in(prefix, field.key), "is missing");
+            }
+            check_field(name_in(prefix, field.key), value, field);
+        }
+    }
     json_object_object_foreach(object, key, value) {
-        const std::string name = prefix.empty() ? key : prefix + "." + key;
         const RecordField* const field = qv_find_record_field(fields, key);
-        if (field != nullptr) {
-            check_field(name, value, *field);
-        } else if (std::ranges::none_of(
-                       others, [key](const char* other) { return strcmp(key, other) == 0; })) {
-            refuse(name, "is unknown here");
+        if (field == nullptr) {
+            refuse(name_in(prefix, key), "is unknown here");
+        }
+        if (!field->required) {
+            check_field(name_in(prefix, key), value, *field);
         }
     }
 }
 
 void check_system_settings(json_object* settings) {
-    constexpr const char* OTHERS[] = {SYSTEM_SERVER_KEY};
-    check_members("", settings, qv_system_config_fields, OTHERS);
+    check_members("", settings, qv_system_config_fields);
     json_object* const servers = qv_json_member(settings, SYSTEM_SERVER_KEY);
-    if (servers == nullptr) {
-        return;
-    }
-    check_array(SYSTEM_SERVER_KEY, servers, SYSTEM_SERVER_SLOTS);
-    for (size_t i = 0; i < json_object_array_length(servers); ++i) {
-        json_object* const server = json_object_array_get_idx(servers, i);
-        check_scalar_text(element(SYSTEM_SERVER_KEY, i), server, SYSTEM_SERVER_SIZE - 1);
-        check_no_control(element(SYSTEM_SERVER_KEY, i), text_of(server));
+    const size_t count = servers == nullptr ? 0 : json_object_array_length(servers);
+    for (size_t i = 0; i < count; ++i) {
+        check_no_control(element(SYSTEM_SERVER_KEY, i),
+                         text_of(json_object_array_get_idx(servers, i)));
     }
 }
 
@@ -185,26 +160,11 @@ void check_vap(json_object* settings) {
 }
 
 void check_radio(json_object* settings) {
-    constexpr const char* OTHERS[] = {"vap_list"};
-    check_members("", settings, qv_radio_config_fields, OTHERS);
-    json_object* const vaps = qv_json_member(settings, OTHERS[0]);
-    if (vaps != nullptr) {
-        check_array(OTHERS[0], vaps, 1); // the device takes the first one only
-        for (size_t i = 0; i < json_object_array_length(vaps); ++i) {
-            check_members(element(OTHERS[0], i), json_object_array_get_idx(vaps, i),
-                          qv_first_vap_fields);
-        }
-    }
+    check_members("", settings, qv_radio_config_fields);
 }
 
 void check_access_point(json_object* settings) {
-    constexpr const char* OTHERS[] = {"radio_list"};
-    check_members("", settings, {}, OTHERS);
-    json_object* const radios = qv_json_member(settings, OTHERS[0]);
-    check_array(OTHERS[0], radios, std::size(ApConfigs{}.radios));
-    for (size_t i = 0; i < json_object_array_length(radios); ++i) {
-        check_radio_entry(element(OTHERS[0], i), json_object_array_get_idx(radios, i));
-    }
+    check_members("", settings, qv_apconfigs_fields);
 }
 
 void check_lan(json_object* settings) {
@@ -227,11 +187,7 @@ void check_firmware(json_object* settings, json_object* command) {
     if (text_of(qv_json_member(settings, "image_name")).empty()) {
         refuse("image_name", "is empty");
     }
-    FwParams params{};
-    for (const FwField& field : qv_fw_fields) {
-        json_object* const value = qv_json_member(settings, field.key);
-        check_text(field.key, text_of(value), field.field(params).size() - 1);
-    }
+    check_members("", settings, qv_fw_fields);
     check_text("command text", json_object_to_json_string_ext(command, JSON_C_TO_STRING_PLAIN),
                FW_COMMAND_MAX);
 }

@@ -3,9 +3,8 @@
 #ifndef QVCTL_CHECKS_H
 #define QVCTL_CHECKS_H
 
-#include "messages/record_fields.h"
+#include "protocol/record_fields.h"
 
-#include <span>
 #include <string>
 #include <string_view>
 
@@ -20,10 +19,8 @@ void check_no_control(const std::string& key, std::string_view text);
 /// An integer within these bounds, written as a number or as text.
 void check_integer(const std::string& key, json_object* value, int64_t lowest, int64_t highest);
 
-/// Every member of the object that a row of one of the tables names; other keys are refused,
-/// except those in `others`, which the caller checks.
-void check_members(const std::string& prefix, json_object* object,
-                   std::span<const RecordField> fields, std::span<const char* const> others = {});
+/// The members of the object: the required ones are there, and a row of the table takes each.
+void check_members(const std::string& prefix, json_object* object, RecordTable fields);
 
 // One per kind of settings.
 

@@ -192,7 +192,7 @@ void add_set(CommandLine& line) {
                            "Empty the members that are not named instead of keeping what the "
                            "device holds; a file always does");
         }
-        if (setting.command == SET_MACLIST) {
+        if (setting.command == COMMAND_SET_MACLIST) {
             what->add_flag("--delete", line.arguments.remove,
                            "Delete the lists that wifi0Flag=1 and wifi1Flag=1 name from the "
                            "configuration store");

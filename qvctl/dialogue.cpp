@@ -66,7 +66,7 @@ void note_device(DevicesSeen& devices, const Report& report) {
     DeviceSeen& seen = devices[report.macaddr];
     seen.hwname = report.member("hwname");
     seen.fwname = report.member("fwname");
-    seen.announcing = report.type == DISCOVERY;
+    seen.announcing = report.type == REPORT_TYPE_DEVICE_DISCOVERY;
     if (!seen.announcing) { // an announcement does not tell the address
         seen.ip = report.member("ip");
     }
@@ -141,7 +141,7 @@ Report ask(Session& session, const std::string& macaddr, json_object* command, i
         if (report->type == report_type) {
             return std::move(*report);
         }
-        if (report->type == DISCOVERY) {
+        if (report->type == REPORT_TYPE_DEVICE_DISCOVERY) {
             session.send(macaddr, command);
         }
     }

@@ -1,6 +1,6 @@
 #include "checks.h"
 #include "dialogue.h"
-#include "maintenance/fw_upgrade.h"
+#include "protocol/upgrade.h"
 #include "report_view.h"
 #include "verbs.h"
 
@@ -82,14 +82,15 @@ ExitStatus follow(Session& session, const std::string& device, CommandType job,
         if (report->macaddr != device) {
             continue;
         }
-        if (report->type == DISCOVERY && last != 0 && !announced) {
+        if (report->type == REPORT_TYPE_DEVICE_DISCOVERY && last != 0 && !announced) {
             fprintf(stderr, "note: device %s has connected again; its job may still run\n",
                     device.c_str());
             announced = true;
         }
-        if (report->type == UPGRADE_STATUS) {
+        if (report->type == REPORT_TYPE_UPDATA_STATS) {
             const int status = json_object_get_int(report->body());
-            if (job == UPGRADE_IN_BACKGROUND && last == 0 && !begins_background(status)) {
+            if (job == COMMAND_FW_UPGRADE_IN_BACKGROUND && last == 0 &&
+                !begins_background(status)) {
                 throw Failure(REFUSED, "device " + device + ": another upgrade runs");
             }
             last = status;
@@ -125,8 +126,9 @@ ExitStatus upgrade(const Options& options, const Arguments& arguments) {
     add("save_config", arguments.save_config ? "1" : "0");
     add("reboot", arguments.reboot ? "1" : "0");
     json_object* const borrowed = params.get();
-    const JsonPtr command = new_command(arguments.background ? UPGRADE_IN_BACKGROUND : UPGRADE,
-                                        new_object("fw_params", std::move(params)));
+    const JsonPtr command =
+        new_command(arguments.background ? COMMAND_FW_UPGRADE_IN_BACKGROUND : COMMAND_FW_UPGRADE,
+                    new_object("fw_params", std::move(params)));
     check_firmware(borrowed, command.get());
     return run_job(options, command.get());
 }
@@ -136,7 +138,8 @@ ExitStatus flash(const Options& options, const Arguments& arguments) {
     qv_json_add(params.get(), "save_config",
                 JsonPtr(json_object_new_int(arguments.save_config ? 1 : 0)));
     qv_json_add(params.get(), "reboot", JsonPtr(json_object_new_int(arguments.reboot ? 1 : 0)));
-    const JsonPtr command = new_command(FLASH, new_object("flash_params", std::move(params)));
+    const JsonPtr command =
+        new_command(COMMAND_FW_FLASH, new_object("flash_params", std::move(params)));
     return run_job(options, command.get());
 }
 

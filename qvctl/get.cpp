@@ -1,8 +1,8 @@
 #include "checks.h"
 #include "dialogue.h"
+#include "protocol/commands.h"
 #include "report_view.h"
 #include "verbs.h"
-#include "wireless/maclist.h"
 
 #include <cstdio>
 

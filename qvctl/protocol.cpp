@@ -1,14 +1,16 @@
 #include "protocol.h"
 
 #include "checks.h"
-#include "maintenance/fw_upgrade.h"
-#include "network/record_tables.h"
-#include "settings/system_config_table.h"
-#include "wireless/record_tables.h"
+#include "protocol/ap_configs_records.h"
+#include "protocol/maclist_records.h"
+#include "protocol/network_records.h"
+#include "protocol/radio_vap_records.h"
+#include "protocol/record_walk.h"
+#include "protocol/system_config_record.h"
+#include "protocol/upgrade.h"
 
 #include <algorithm>
-#include <array>
-#include <initializer_list>
+#include <iterator>
 #include <sys/wait.h>
 
 namespace qvctl {
@@ -24,39 +26,45 @@ constexpr const char* RADIO_COLUMNS[] = {"device", "hwmode",  "htmode",  "channe
                                          "freq",   "txpower", "country", "antenna_gain"};
 
 constexpr ReportKind REPORT_KINDS[] = {
-    {DISCOVERY, "announcement"},
-    {SYSTEM_STATS, "system statistics"},
-    {AP_STATS, "access points", AP_COLUMNS},
-    {STA_STATS, "stations"},
-    {RADIO_STATS, "radio statistics"},
-    {INTERFACE_STATS, "interfaces"},
-    {UCI_SYSTEM, "system settings"},
-    {VAP_LIST, "VAP settings", VAP_COLUMNS},
-    {RADIO_LIST, "radio settings"},
-    {NETWORK_LAN, "LAN settings"},
-    {NETWORK_WAN, "WAN settings"},
-    {NETWORK_WAN6, "WAN6 settings"},
-    {MACLIST_STATUS, "upload status of a MAC list"},
-    {UPGRADE_STATUS, "upgrade status"},
+    {REPORT_TYPE_DEVICE_DISCOVERY, "announcement"},
+    {REPORT_TYPE_SYSTEM_STATS, "system statistics"},
+    {REPORT_TYPE_AP_STATS, "access points", AP_COLUMNS},
+    {REPORT_TYPE_STA_STATS, "stations"},
+    {REPORT_TYPE_RADIO_STATS, "radio statistics"},
+    {REPORT_TYPE_INTERFACE_STATS, "interfaces"},
+    {REPORT_TYPE_UCI_SYSTEM, "system settings"},
+    {REPORT_TYPE_UCI_VAP_LIST, "VAP settings", VAP_COLUMNS},
+    {REPORT_TYPE_UCI_RADIO_LIST, "radio settings"},
+    {REPORT_TYPE_UCI_NETWORK_LAN, "LAN settings"},
+    {REPORT_TYPE_UCI_NETWORK_WAN, "WAN settings"},
+    {REPORT_TYPE_UCI_NETWORK_WAN6, "WAN6 settings"},
+    {REPORT_TYPE_UCI_VAP_MACLIST, "upload status of a MAC list"},
+    {REPORT_TYPE_UPDATA_STATS, "upgrade status"},
 };
 
 constexpr Reading READINGS[] = {
-    {"stations", "Associated stations", ASK_STA_STATS, STA_STATS, true},
-    {"aps", "Access points, one per radio interface", 1023, AP_STATS, true},
-    {"interfaces", "Network interfaces and their counters", 1026, INTERFACE_STATS, true},
+    {"stations", "Associated stations", COMMAND_GET_STA_STATS, REPORT_TYPE_STA_STATS, true},
+    {"aps", "Access points, one per radio interface", COMMAND_GET_AP_STATS, REPORT_TYPE_AP_STATS,
+     true},
+    {"interfaces", "Network interfaces and their counters", COMMAND_GET_INTERFACE_STATS,
+     REPORT_TYPE_INTERFACE_STATS, true},
     {"radios",
      "Radio settings as the VAP list names them; no command asks for the radio list itself, which "
      "only \"set radio\" brings",
-     1028, VAP_LIST, false, false, RADIO_COLUMNS},
-    {"radio-stats", "Radios in use", ASK_RADIO_STATS, RADIO_STATS, true},
-    {"system", "System statistics: identity, load, memory, uptime", ASK_SYSTEM_STATS, SYSTEM_STATS},
-    {"settings", "System settings: host name, time zone, logging, time servers", 1027, UCI_SYSTEM},
-    {"vaps", "VAP settings", 1028, VAP_LIST, true},
-    {"lan", "LAN settings; the device connects to the broker again", 1029, NETWORK_LAN},
-    {"wan", "WAN settings; the device connects to the broker again", 1030, NETWORK_WAN},
-    {"wan6", "WAN6 settings", 1031, NETWORK_WAN6},
-    {"maclist", "Upload status of the MAC list of one wifi interface", 1018, MACLIST_STATUS, false,
-     true},
+     COMMAND_GET_VAP_LIST, REPORT_TYPE_UCI_VAP_LIST, false, false, RADIO_COLUMNS},
+    {"radio-stats", "Radios in use", COMMAND_GET_RADIO_STATS, REPORT_TYPE_RADIO_STATS, true},
+    {"system", "System statistics: identity, load, memory, uptime", COMMAND_GET_SYSTEM_STATS,
+     REPORT_TYPE_SYSTEM_STATS},
+    {"settings", "System settings: host name, time zone, logging, time servers", COMMAND_GET_SYSTEM,
+     REPORT_TYPE_UCI_SYSTEM},
+    {"vaps", "VAP settings", COMMAND_GET_VAP_LIST, REPORT_TYPE_UCI_VAP_LIST, true},
+    {"lan", "LAN settings; the device connects to the broker again", COMMAND_GET_NETWORK_LAN,
+     REPORT_TYPE_UCI_NETWORK_LAN},
+    {"wan", "WAN settings; the device connects to the broker again", COMMAND_GET_NETWORK_WAN,
+     REPORT_TYPE_UCI_NETWORK_WAN},
+    {"wan6", "WAN6 settings", COMMAND_GET_NETWORK_WAN6, REPORT_TYPE_UCI_NETWORK_WAN6},
+    {"maclist", "Upload status of the MAC list of one wifi interface", COMMAND_GET_MACLIST_STATUS,
+     REPORT_TYPE_UCI_VAP_MACLIST, false, true},
 };
 
 void put_plain(json_object* settings, const std::string& key, JsonPtr value) {
@@ -83,60 +91,59 @@ void put_radio(json_object* settings, const std::string& key, JsonPtr value) {
               std::move(value));
 }
 
-std::vector<std::string> keys_of(std::initializer_list<std::span<const RecordField>> tables) {
+std::vector<std::string> keys_of(RecordTable table) {
     std::vector<std::string> keys;
-    for (const std::span<const RecordField> table : tables) {
-        for (const RecordField& field : table) {
-            if (field.type != RecordFieldType::computed || field.store != nullptr) {
-                keys.emplace_back(field.key);
-            }
+    for (const RecordField& field : table) {
+        if (qv_is_settable(field)) {
+            keys.emplace_back(field.key);
         }
     }
     return keys;
 }
 
 std::vector<std::string> system_keys() {
-    std::vector<std::string> keys = keys_of({qv_system_config_fields});
-    keys.emplace_back(SYSTEM_SERVER_KEY);
-    return keys;
+    return keys_of(qv_system_config_fields);
 }
 std::vector<std::string> vap_keys() {
-    return keys_of({qv_vap_fields});
+    return keys_of(qv_vap_fields);
 }
 std::vector<std::string> radio_keys() {
-    return keys_of({qv_radio_config_fields, qv_first_vap_fields});
+    std::vector<std::string> keys = keys_of(qv_radio_config_fields);
+    keys.pop_back(); // the list of VAPs; the keys of its one entry stand for it
+    std::ranges::move(keys_of(qv_first_vap_fields), std::back_inserter(keys));
+    return keys;
 }
 std::vector<std::string> access_point_keys() {
-    return {"radio_list"};
+    return keys_of(qv_apconfigs_fields);
 }
 std::vector<std::string> lan_keys() {
-    return keys_of({qv_network_lan_fields});
+    return keys_of(qv_network_lan_fields);
 }
 std::vector<std::string> wan_keys() {
-    return keys_of({qv_network_wan_fields});
+    return keys_of(qv_network_wan_fields);
 }
 std::vector<std::string> wan6_keys() {
-    return keys_of({qv_network_wan6_fields});
+    return keys_of(qv_network_wan6_fields);
 }
 std::vector<std::string> maclist_keys() {
-    return keys_of({qv_maclist_fields});
+    return keys_of(qv_maclist_fields);
 }
 
 constexpr Setting SETTINGS[] = {
     {.name = "settings",
      .help = "System settings",
-     .command = 1003,
+     .command = COMMAND_SET_SYSTEM,
      .key = "uci_system",
-     .report = UCI_SYSTEM,
-     .read_command = 1027,
+     .report = REPORT_TYPE_UCI_SYSTEM,
+     .read_command = COMMAND_GET_SYSTEM,
      .check = check_system_settings,
      .put = put_plain,
      .keys = system_keys},
     {.name = "vap",
      .help = "One VAP, named by ifname; what is not named is sent empty",
-     .command = 1004,
+     .command = COMMAND_SET_VAP_AND_REPORT,
      .key = "vap_config",
-     .report = VAP_LIST,
+     .report = REPORT_TYPE_UCI_VAP_LIST,
      .entry_key = "ifname",
      .check = check_vap,
      .put = put_plain,
@@ -145,52 +152,52 @@ constexpr Setting SETTINGS[] = {
      .help =
          "One radio, named by radio_name, and the security of its first VAP; what is not named is "
          "sent empty",
-     .command = 1005,
+     .command = COMMAND_SET_RADIO,
      .key = "general_data",
-     .report = RADIO_LIST,
+     .report = REPORT_TYPE_UCI_RADIO_LIST,
      .entry_key = "radio_name",
      .check = check_radio,
      .put = put_radio,
      .keys = radio_keys},
     {.name = "ap",
      .help = "All radios with all their VAPs; every member must be given",
-     .command = 1001,
+     .command = COMMAND_SET_APCONFIGS,
      .key = "apconfigs",
      .check = check_access_point,
      .put = put_plain,
      .keys = access_point_keys},
     {.name = "lan",
      .help = "LAN settings; the device connects to the broker again",
-     .command = 1011,
+     .command = COMMAND_SET_NETWORK_LAN,
      .key = "uci_network_lan",
-     .report = NETWORK_LAN,
-     .read_command = 1029,
+     .report = REPORT_TYPE_UCI_NETWORK_LAN,
+     .read_command = COMMAND_GET_NETWORK_LAN,
      .reading_reconnects = true,
      .check = check_lan,
      .put = put_plain,
      .keys = lan_keys},
     {.name = "wan",
      .help = "WAN settings; the device connects to the broker again",
-     .command = 1012,
+     .command = COMMAND_SET_NETWORK_WAN,
      .key = "uci_network_wan",
-     .report = NETWORK_WAN,
-     .read_command = 1030,
+     .report = REPORT_TYPE_UCI_NETWORK_WAN,
+     .read_command = COMMAND_GET_NETWORK_WAN,
      .reading_reconnects = true,
      .check = check_wan,
      .put = put_plain,
      .keys = wan_keys},
     {.name = "wan6",
      .help = "WAN6 settings; the device connects to the broker again",
-     .command = 1013,
+     .command = COMMAND_SET_NETWORK_WAN6,
      .key = "uci_network_wan6",
-     .report = NETWORK_WAN6,
-     .read_command = 1031,
+     .report = REPORT_TYPE_UCI_NETWORK_WAN6,
+     .read_command = COMMAND_GET_NETWORK_WAN6,
      .check = check_wan6,
      .put = put_plain,
      .keys = wan6_keys},
     {.name = "maclist",
      .help = "Settings of the MAC lists, or with --delete their removal",
-     .command = SET_MACLIST,
+     .command = COMMAND_SET_MACLIST,
      .key = "general_data",
      .check = check_maclist,
      .put = put_plain,
@@ -214,7 +221,7 @@ std::span<const Setting> settings() {
 
 std::string upgrade_status_text(int status, CommandType job) {
     // The flashing tool's own status, as wait(2) gives it, negated.
-    if (status < 0 && job == FLASH && WIFSIGNALED(-status)) {
+    if (status < 0 && job == COMMAND_FW_FLASH && WIFSIGNALED(-status)) {
         return "the flashing tool was ended by signal " + std::to_string(WTERMSIG(-status));
     }
     switch (static_cast<UpdataStatus>(status)) {

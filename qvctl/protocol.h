@@ -3,7 +3,9 @@
 #ifndef QVCTL_PROTOCOL_H
 #define QVCTL_PROTOCOL_H
 
-#include "messages/json_scope.h"
+#include "protocol/commands.h"
+#include "protocol/reports.h"
+#include "json/json_scope.h"
 
 #include <cstdint>
 #include <span>
@@ -12,42 +14,6 @@
 #include <vector>
 
 namespace qvctl {
-
-/// Types of reports.
-enum ReportType : int {
-    NO_REPORT = 0,
-    DISCOVERY = 1000,
-    SYSTEM_STATS = 1003,
-    AP_STATS = 1004,
-    STA_STATS = 1005,
-    RADIO_STATS = 1006,
-    INTERFACE_STATS = 1007,
-    UCI_SYSTEM = 1008,
-    VAP_LIST = 1009,
-    RADIO_LIST = 1010,
-    NETWORK_LAN = 1011,
-    NETWORK_WAN = 1012,
-    NETWORK_WAN6 = 1013,
-    MACLIST_STATUS = 1014,
-    UPGRADE_STATUS = 1015,
-};
-
-/// Types of commands that the code names; the tables hold the others.
-enum CommandType : int {
-    ASK_SYSTEM_STATS = 1034,
-    ASK_STA_STATS = 1024,
-    ASK_RADIO_STATS = 1025,
-    UPGRADE = 1002,
-    CLOCK = 1015,
-    PASSWORD = 1016,
-    NOTES = 1017,
-    SET_MACLIST = 1019,
-    DELETE_MACLIST = 1020,
-    WIFI_RELOAD = 1021,
-    PASSTHROUGH = 1022,
-    UPGRADE_IN_BACKGROUND = 1032,
-    FLASH = 1033,
-};
 
 /// A report: its name and, for a wide list, the members that find room on a line.
 struct ReportKind {
@@ -78,7 +44,7 @@ struct Setting {
     int command;
     const char* key; ///< member of "data" that holds the settings
     /// Report of the settings as the device then holds them.
-    ReportType report = NO_REPORT;
+    ReportType report = REPORT_TYPE_NONE;
     /// Command that reads them, for settings that a command replaces as a whole.
     int read_command = 0;
     /// Member that says which entry of a list is meant.
@@ -96,7 +62,7 @@ std::span<const Setting> settings();
 
 /// Status of a firmware job in words. What is below 0 means another thing after a flash than after
 /// an upgrade.
-std::string upgrade_status_text(int status, CommandType job = UPGRADE);
+std::string upgrade_status_text(int status, CommandType job = COMMAND_FW_UPGRADE);
 
 } // namespace qvctl
 

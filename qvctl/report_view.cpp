@@ -104,7 +104,7 @@ std::vector<std::string> body_lines(const Report& report, bool all, const Style&
     if (json_object_is_type(body, json_type_object) != 0) {
         return object_lines(body, style);
     }
-    if (report.type == UPGRADE_STATUS && json_object_is_type(body, json_type_int) != 0) {
+    if (report.type == REPORT_TYPE_UPDATA_STATS && json_object_is_type(body, json_type_int) != 0) {
         return {cell_of(body) + ": " + upgrade_status_text(json_object_get_int(body))};
     }
     return {body == nullptr ? printable(report.text) : cell_of(body)};

@@ -1,10 +1,9 @@
 #include "checks.h"
 #include "dialogue.h"
-#include "maintenance/device_commands.h"
+#include "protocol/commands.h"
 #include "report_view.h"
 #include "terminal.h"
 #include "verbs.h"
-#include "wireless/general_data.h"
 
 #include <charconv>
 #include <cstdio>
@@ -88,27 +87,29 @@ ExitStatus send_only(const Options& options, json_object* command) {
 
 ExitStatus set_clock(const Options& options, const Arguments& arguments) {
     const std::optional<int64_t> time = clock_time(arguments.text);
-    return send_only(options, new_command(CLOCK, nullptr, time).get());
+    return send_only(options, new_command(COMMAND_SET_CLOCK, nullptr, time).get());
 }
 
 ExitStatus set_password(const Options& options, const Arguments& /*arguments*/) {
     const std::string password = read_password();
     check_password(password);
-    return send_only(options, new_command(PASSWORD, general_data(password)).get());
+    return send_only(options, new_command(COMMAND_SET_PASSWORD, general_data(password)).get());
 }
 
 ExitStatus set_notes(const Options& options, const Arguments& arguments) {
     check_text("equipment_notes", arguments.text, EQUIPMENT_NOTES_MAX);
-    return send_only(options, new_command(NOTES, general_data(arguments.text)).get());
+    return send_only(options,
+                     new_command(COMMAND_SET_EQUIPMENT_NOTES, general_data(arguments.text)).get());
 }
 
 ExitStatus reload_wifi(const Options& options, const Arguments& /*arguments*/) {
-    return send_only(options, new_command(WIFI_RELOAD).get());
+    return send_only(options, new_command(COMMAND_WIFI_RELOAD).get());
 }
 
 ExitStatus pass_through(const Options& options, const Arguments& arguments) {
     check_text("general_data", arguments.text, GENERAL_DATA_MAX);
-    return send_only(options, new_command(PASSTHROUGH, general_data(arguments.text)).get());
+    return send_only(options,
+                     new_command(COMMAND_SET_GENERAL_DATA, general_data(arguments.text)).get());
 }
 
 } // namespace qvctl

@@ -1,7 +1,7 @@
 #include "session.h"
 
-#include "broker/publish.h"
 #include "failure.h"
+#include "protocol/topics.h"
 
 #include <algorithm>
 #include <array>
@@ -89,7 +89,7 @@ Session::Session(const Options& options)
 }
 
 void Session::send(const std::string& macaddr, json_object* command) {
-    const std::string topic = "qv/device_" + macaddr;
+    const std::string topic = COMMAND_TOPIC_START + macaddr;
     const char* const text = json_object_to_json_string_ext(command, JSON_C_TO_STRING_PLAIN);
     int message = 0;
     check(mosquitto_publish(client_.get(), &message, topic.c_str(), static_cast<int>(strlen(text)),

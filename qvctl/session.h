@@ -3,8 +3,8 @@
 #ifndef QVCTL_SESSION_H
 #define QVCTL_SESSION_H
 
-#include "messages/json_scope.h"
 #include "options.h"
+#include "json/json_scope.h"
 
 #include <deque>
 #include <memory>

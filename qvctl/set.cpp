@@ -1,7 +1,7 @@
 #include "checks.h"
 #include "dialogue.h"
+#include "protocol/system_config_record.h"
 #include "report_view.h"
-#include "settings/system_config_table.h"
 #include "settings_words.h"
 #include "verbs.h"
 
@@ -46,12 +46,12 @@ JsonPtr merge(Session& session, const std::string& device, const Options& option
     json_object_object_foreach(given.get(), key, value) {
         qv_json_add(merged.get(), key, JsonPtr(json_object_get(value)));
     }
-    if (setting.report == UCI_SYSTEM &&
+    if (setting.report == REPORT_TYPE_UCI_SYSTEM &&
         qv_json_member(merged.get(), SYSTEM_SERVER_KEY) == nullptr) {
         fputs("note: the device reports no time servers, also when it has ten; they end\n", stderr);
     }
     if (setting.reading_reconnects) {
-        wait_for(session, device, DISCOVERY, RECONNECTION_TIMEOUT);
+        wait_for(session, device, REPORT_TYPE_DEVICE_DISCOVERY, RECONNECTION_TIMEOUT);
     }
     return merged;
 }
@@ -119,8 +119,8 @@ ExitStatus set(const Options& options, const Arguments& arguments, const Setting
     GivenSettings given = read_settings(setting, arguments.settings);
     setting.check(given.object.get());
     require_entry(setting, given.object.get());
-    const int type = arguments.remove ? static_cast<int>(DELETE_MACLIST) : setting.command;
-    if (setting.report == NO_REPORT) {
+    const int type = arguments.remove ? static_cast<int>(COMMAND_DELETE_MACLIST) : setting.command;
+    if (setting.report == REPORT_TYPE_NONE) {
         return send_only(options,
                          new_command(type, new_object(setting.key, std::move(given.object))).get());
     }

@@ -1,7 +1,7 @@
 #include "settings_words.h"
 
 #include "failure.h"
-#include "settings/system_config_table.h"
+#include "protocol/system_config_record.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -23,10 +23,10 @@ std::string line_at(const std::vector<std::string>& lines, size_t i) {
 /// Asks every device for its load, and the one shown in detail for the rest.
 void ask_devices(Session& session, const TopState& state) {
     for (const auto& [macaddr, device] : state.devices) {
-        session.send(macaddr, new_command(ASK_SYSTEM_STATS).get());
+        session.send(macaddr, new_command(COMMAND_GET_SYSTEM_STATS).get());
         if (macaddr == state.selected) {
-            session.send(macaddr, new_command(ASK_RADIO_STATS).get());
-            session.send(macaddr, new_command(ASK_STA_STATS).get());
+            session.send(macaddr, new_command(COMMAND_GET_RADIO_STATS).get());
+            session.send(macaddr, new_command(COMMAND_GET_STA_STATS).get());
         }
     }
 }

@@ -186,16 +186,16 @@ void TopState::note(const Report& report) {
     if (selected.empty()) {
         selected = report.macaddr;
     }
-    if (report.type != DISCOVERY) {
+    if (report.type != REPORT_TYPE_DEVICE_DISCOVERY) {
         device.ip = report.member("ip");
     }
     json_object* const body = report.body();
     const bool is_list = json_object_is_type(body, json_type_array) != 0;
-    if (report.type == SYSTEM_STATS) {
+    if (report.type == REPORT_TYPE_SYSTEM_STATS) {
         note_system(device, body);
-    } else if (report.type == RADIO_STATS && is_list) {
+    } else if (report.type == REPORT_TYPE_RADIO_STATS && is_list) {
         device.radios.reset(json_object_get(body));
-    } else if (report.type == STA_STATS && is_list) {
+    } else if (report.type == REPORT_TYPE_STA_STATS && is_list) {
         device.stations.reset(json_object_get(body));
     }
 }

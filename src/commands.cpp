@@ -3,9 +3,9 @@
 #include "maintenance/device_commands.h"
 #include "maintenance/fw_flash.h"
 #include "maintenance/fw_upgrade.h"
-#include "messages/report.h"
 #include "network/network_config.h"
 #include "platform/zendry_common.h"
+#include "protocol/commands.h"
 #include "reports/on_request.h"
 #include "settings/system_config.h"
 #include "wifimgr/channel.h"
@@ -37,65 +37,69 @@ int32_t refresh_wifi_stats(AgentContext& /*context*/, const char* /*payload*/,
     return 0;
 }
 
-constexpr auto ask_ap_stats = qv_report_on_request<REPORT_AP_STATS, true, RADIO_STATS_ERROR>;
-constexpr auto ask_sta_stats = qv_report_on_request<REPORT_STA_STATS, true, RADIO_STATS_ERROR>;
-constexpr auto ask_radio_stats = qv_report_on_request<REPORT_RADIO_STATS, true, RADIO_STATS_ERROR>;
+constexpr auto ask_ap_stats = qv_report_on_request<COMMAND_GET_AP_STATS, true, RADIO_STATS_ERROR>;
+constexpr auto ask_sta_stats = qv_report_on_request<COMMAND_GET_STA_STATS, true, RADIO_STATS_ERROR>;
+constexpr auto ask_radio_stats =
+    qv_report_on_request<COMMAND_GET_RADIO_STATS, true, RADIO_STATS_ERROR>;
 constexpr auto ask_interface_stats =
-    qv_report_on_request<REPORT_INTERFACE_STATS, true, RADIO_STATS_ERROR>;
+    qv_report_on_request<COMMAND_GET_INTERFACE_STATS, true, RADIO_STATS_ERROR>;
 constexpr auto ask_system_config =
-    qv_report_on_request<REPORT_UCI_SYSTEM, true, SYSTEM_STATS_ERROR>;
-constexpr auto ask_vap_list = qv_report_on_request<REPORT_UCI_VAP_LIST, false, SYSTEM_STATS_ERROR>;
+    qv_report_on_request<COMMAND_GET_SYSTEM, true, SYSTEM_STATS_ERROR>;
+constexpr auto ask_vap_list = qv_report_on_request<COMMAND_GET_VAP_LIST, false, SYSTEM_STATS_ERROR>;
 constexpr auto ask_network_lan =
-    qv_report_on_request<REPORT_UCI_NETWORK_LAN, false, SYSTEM_STATS_ERROR>;
+    qv_report_on_request<COMMAND_GET_NETWORK_LAN, false, SYSTEM_STATS_ERROR>;
 constexpr auto ask_network_wan =
-    qv_report_on_request<REPORT_UCI_NETWORK_WAN, false, SYSTEM_STATS_ERROR>;
+    qv_report_on_request<COMMAND_GET_NETWORK_WAN, false, SYSTEM_STATS_ERROR>;
 constexpr auto ask_network_wan6 =
-    qv_report_on_request<REPORT_UCI_NETWORK_WAN6, false, SYSTEM_STATS_ERROR>;
+    qv_report_on_request<COMMAND_GET_NETWORK_WAN6, false, SYSTEM_STATS_ERROR>;
 constexpr auto ask_system_stats =
-    qv_report_on_request<REPORT_SYSTEM_STATS, true, RADIO_STATS_ERROR>;
+    qv_report_on_request<COMMAND_GET_SYSTEM_STATS, true, RADIO_STATS_ERROR>;
 
 using enum CommandEnding;
 
 constexpr Command COMMANDS[] = {
-    {.type = 1000, .handler = show_payload, .busy_first = false},
-    {.type = 1001, .handler = qv_set_ap_configs},
-    {.type = 1002, .handler = qv_fw_upgrade_with_notice},
-    {.type = 1003, .handler = qv_set_system_config},
-    {.type = 1004, .handler = qv_set_vap_config_1004},
-    {.type = 1005, .handler = qv_set_radio_config},
-    {.type = 1006, .handler = qv_set_vap_config_1006},
-    {.type = 1007, .handler = qv_set_vap_config_1007},
-    {.type = 1011, .handler = qv_set_network_lan, .ending = reconnect},
-    {.type = 1012, .handler = qv_set_network_wan, .ending = reconnect},
-    {.type = 1013, .handler = qv_set_network_wan6, .ending = reconnect},
-    {.type = 1014, .handler = forget_broker_status, .ending = broker_reconnect},
-    {.type = 1015, .handler = qv_set_system_time},
-    {.type = 1016, .handler = qv_set_admin_password},
-    {.type = 1018, .handler = qv_report_maclist_status},
-    {.type = 1019, .handler = qv_set_maclist},
-    {.type = 1020, .handler = qv_delete_maclist},
-    {.type = 1021, .handler = qv_wifi_reload},
-    {.type = 1022, .handler = qv_set_general_data},
-    {.type = 1023, .handler = ask_ap_stats},
-    {.type = 1024, .handler = ask_sta_stats},
-    {.type = 1025, .handler = ask_radio_stats},
-    {.type = 1026, .handler = ask_interface_stats},
-    {.type = 1027, .handler = ask_system_config},
-    {.type = 1028, .handler = ask_vap_list},
-    {.type = 1029,
+    {.type = COMMAND_HELLO, .handler = show_payload, .busy_first = false},
+    {.type = COMMAND_SET_APCONFIGS, .handler = qv_set_ap_configs},
+    {.type = COMMAND_FW_UPGRADE, .handler = qv_fw_upgrade_with_notice},
+    {.type = COMMAND_SET_SYSTEM, .handler = qv_set_system_config},
+    {.type = COMMAND_SET_VAP_AND_REPORT, .handler = qv_set_vap_config_1004},
+    {.type = COMMAND_SET_RADIO, .handler = qv_set_radio_config},
+    {.type = COMMAND_SET_VAP_1006, .handler = qv_set_vap_config_1006},
+    {.type = COMMAND_SET_VAP_1007, .handler = qv_set_vap_config_1007},
+    {.type = COMMAND_SET_NETWORK_LAN, .handler = qv_set_network_lan, .ending = reconnect},
+    {.type = COMMAND_SET_NETWORK_WAN, .handler = qv_set_network_wan, .ending = reconnect},
+    {.type = COMMAND_SET_NETWORK_WAN6, .handler = qv_set_network_wan6, .ending = reconnect},
+    {.type = COMMAND_RECONNECT, .handler = forget_broker_status, .ending = broker_reconnect},
+    {.type = COMMAND_SET_CLOCK, .handler = qv_set_system_time},
+    {.type = COMMAND_SET_PASSWORD, .handler = qv_set_admin_password},
+    {.type = COMMAND_GET_MACLIST_STATUS, .handler = qv_report_maclist_status},
+    {.type = COMMAND_SET_MACLIST, .handler = qv_set_maclist},
+    {.type = COMMAND_DELETE_MACLIST, .handler = qv_delete_maclist},
+    {.type = COMMAND_WIFI_RELOAD, .handler = qv_wifi_reload},
+    {.type = COMMAND_SET_GENERAL_DATA, .handler = qv_set_general_data},
+    {.type = COMMAND_GET_AP_STATS, .handler = ask_ap_stats},
+    {.type = COMMAND_GET_STA_STATS, .handler = ask_sta_stats},
+    {.type = COMMAND_GET_RADIO_STATS, .handler = ask_radio_stats},
+    {.type = COMMAND_GET_INTERFACE_STATS, .handler = ask_interface_stats},
+    {.type = COMMAND_GET_SYSTEM, .handler = ask_system_config},
+    {.type = COMMAND_GET_VAP_LIST, .handler = ask_vap_list},
+    {.type = COMMAND_GET_NETWORK_LAN,
      .handler = ask_network_lan,
      .ending = reconnect,
      .identity_failure = "Fail to fetch device mac addr .."},
-    {.type = 1030, .handler = ask_network_wan, .ending = reconnect},
-    {.type = 1031, .handler = ask_network_wan6, .ending = refresh_identity},
-    {.type = 1034, .handler = ask_system_stats},
-    {.type = 1035, .handler = refresh_wifi_stats, .busy_first = false},
+    {.type = COMMAND_GET_NETWORK_WAN, .handler = ask_network_wan, .ending = reconnect},
+    {.type = COMMAND_GET_NETWORK_WAN6, .handler = ask_network_wan6, .ending = refresh_identity},
+    {.type = COMMAND_GET_SYSTEM_STATS, .handler = ask_system_stats},
+    {.type = COMMAND_REFRESH_WIFI_STATS, .handler = refresh_wifi_stats, .busy_first = false},
 };
 
 constexpr IntakeCommand INTAKE_COMMANDS[] = {
-    {.type = 1017, .handler = qv_set_equipment_notes, .busy_first = true, .queued_too = true},
-    {.type = 1032, .handler = qv_fw_flash_start},
-    {.type = 1033, .handler = qv_fw_flash},
+    {.type = COMMAND_SET_EQUIPMENT_NOTES,
+     .handler = qv_set_equipment_notes,
+     .busy_first = true,
+     .queued_too = true},
+    {.type = COMMAND_FW_UPGRADE_IN_BACKGROUND, .handler = qv_fw_flash_start},
+    {.type = COMMAND_FW_FLASH, .handler = qv_fw_flash},
 };
 
 } // namespace

@@ -2,7 +2,7 @@
 #ifndef QV_REPORT_KINDS_H
 #define QV_REPORT_KINDS_H
 
-#include "messages/report.h"
+#include "agent/report_kind.h"
 
 #include <span>
 

@@ -3,8 +3,8 @@
 #include "agent/context.h"
 #include "broker/publish.h"
 #include "broker/session.h"
-#include "messages/report.h"
 #include "platform/scoped_fd.h"
+#include "reports/report.h"
 
 #include <chrono>
 #include <cstdio>

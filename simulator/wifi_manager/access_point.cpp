@@ -1,6 +1,6 @@
 #include "access_point.h"
 
-#include "messages/text.h"
+#include "json/text.h"
 
 #include <algorithm>
 #include <charconv>

@@ -2,12 +2,12 @@
 #ifndef QV_SIMULATOR_ACCESS_POINT_H
 #define QV_SIMULATOR_ACCESS_POINT_H
 
-#include "network/network_records.h"
-#include "reports/statistics_records.h"
-#include "settings/system_config_record.h"
-#include "wireless/ap_configs_records.h"
-#include "wireless/maclist_records.h"
-#include "wireless/radio_vap_records.h"
+#include "protocol/ap_configs_records.h"
+#include "protocol/maclist_records.h"
+#include "protocol/network_records.h"
+#include "protocol/radio_vap_records.h"
+#include "protocol/statistics_records.h"
+#include "protocol/system_config_record.h"
 
 #include <array>
 #include <cstddef>

@@ -1,7 +1,6 @@
 #include "applies.h"
 
-#include "messages/text.h"
-#include "state_fields.h"
+#include "json/text.h"
 
 #include <algorithm>
 #include <cstring>
@@ -75,14 +74,16 @@ void set_mode(VapRecord& vap, std::string_view opmode) {
 }
 
 void set_given_texts(VapRecord& vap, const VapRecord& given) {
-    const auto to = std::as_writable_bytes(std::span(&vap, 1));
-    const Bytes from = std::as_bytes(std::span(&given, 1));
-    for (const StateField& field : VAP_FIELDS) {
-        const Bytes text = from.subspan(field.offset, field.size);
-        if (field.kind == StateFieldKind::text && text[0] != std::byte{0}) {
+    const auto to = qv_record_bytes(vap);
+    const auto from = qv_record_bytes(given);
+    for (const RecordField& field : qv_vap_fields) {
+        const Bytes text = from.subspan(field.offset, field.width);
+        if (field.type == RecordFieldType::text && text[0] != std::byte{0}) {
             std::ranges::copy(text, to.subspan(field.offset).begin());
         }
     }
+    set_given(vap.mode, qv_field_text(given.mode));
+    set_given(vap.wds, qv_field_text(given.wds));
 }
 
 /// First name of the form ath<n> that no VAP has.

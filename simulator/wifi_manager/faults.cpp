@@ -1,6 +1,6 @@
 #include "faults.h"
 
-#include "wifimgr/messages.h"
+#include "protocol/wifi_manager.h"
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,7 @@
 #include "messages.h"
 
 #include "applies.h"
+#include "state_members.h"
 
 #include <algorithm>
 #include <array>
@@ -8,21 +9,33 @@
 
 namespace {
 
-template <class Value>
-void append(Reply& reply, const Value& value) {
-    const Bytes bytes = std::as_bytes(std::span(&value, 1));
+constexpr const char* UNKNOWN = "unknown message";
+constexpr const char* OTHER_SIZE = "payload of another size";
+constexpr size_t ANY_SIZE = SIZE_MAX;
+
+/// A change that is more than the replacement of a record.
+struct Apply {
+    WifiMgrMsgId id;
+    size_t request_size; ///< payload bytes that a request must have, or ANY_SIZE
+    const char* (*apply)(AccessPoint& ap, Bytes request);
+};
+constexpr Apply APPLIES[] = {
+    {WIFI_MGR_SET_FW_UPGRADE_STATUS, sizeof(uint32_t), qv_apply_upgrade_notice},
+    {WIFI_MGR_SET_APCONFIGS, sizeof(ApConfigs), qv_apply_apconfigs},
+    {WIFI_MGR_SET_VAP_CONFIG_1004, sizeof(VapRecord), qv_apply_vap},
+    {WIFI_MGR_SET_VAP_CONFIG_1006, sizeof(VapRecord), qv_apply_vap},
+    {WIFI_MGR_SET_RADIO_CONFIG, sizeof(RadioConfigRecord), qv_apply_radio},
+    {WIFI_MGR_SET_VAP_CONFIG_1007, sizeof(VapRecord), qv_apply_vap},
+    {WIFI_MGR_SET_GENERAL_DATA, ANY_SIZE, qv_apply_general_data},
+};
+
+const StateMember* find_member(uint8_t id, WifiMgrMsgId StateMember::*message) {
+    const auto row = std::ranges::find(STATE_MEMBERS, id, message);
+    return id == 0 || row == STATE_MEMBERS.end() ? nullptr : &*row;
+}
+
+void append(Reply& reply, Bytes bytes) {
     reply.insert(reply.end(), bytes.begin(), bytes.end());
-}
-
-template <auto member>
-void read_member(const AccessPoint& now, Bytes, Reply& reply) {
-    append(reply, now.*member);
-}
-
-template <auto member>
-const char* replace_member(AccessPoint& ap, Bytes request) {
-    std::memcpy(&(ap.*member), request.data(), request.size());
-    return nullptr;
 }
 
 /// The status of an interface is the size of the list last set for it, -1 without such interface.
@@ -35,52 +48,42 @@ void read_maclist_status(const AccessPoint& now, Bytes request, Reply& reply) {
     if (index < flags.size()) {
         status = flags[index] == 1 ? list.maclist_size : 0;
     }
-    append(reply, status);
+    append(reply, qv_record_bytes(status));
 }
-
-template <auto member>
-constexpr Message reads(WifiMgrMsgId id) {
-    return {id, 0, read_member<member>, nullptr};
-}
-
-template <auto member>
-constexpr Message replaces(WifiMgrMsgId id) {
-    return {id, sizeof(AccessPoint{}.*member), nullptr, replace_member<member>};
-}
-
-using AP = AccessPoint;
-
-constexpr Message MESSAGES[] = {
-    reads<&AP::wifi_stats>(WIFI_MGR_GET_WIFI_STATS),
-    reads<&AP::ap_stats>(WIFI_MGR_GET_AP_STATS),
-    reads<&AP::stations>(WIFI_MGR_GET_STA_STATS),
-    reads<&AP::system>(WIFI_MGR_GET_SYSTEM_STATS),
-    reads<&AP::radios>(WIFI_MGR_GET_RADIO_CONFIG),
-    reads<&AP::interfaces>(WIFI_MGR_GET_INTERFACE_STATS),
-    {WIFI_MGR_SET_FW_UPGRADE_STATUS, sizeof(uint32_t), nullptr, qv_apply_upgrade_notice},
-    {WIFI_MGR_SET_APCONFIGS, sizeof(ApConfigs), nullptr, qv_apply_apconfigs},
-    replaces<&AP::system_config>(WIFI_MGR_SET_SYSTEM_CONFIG),
-    reads<&AP::system_config>(WIFI_MGR_GET_SYSTEM_CONFIG),
-    reads<&AP::radio_stats>(WIFI_MGR_GET_RADIO_STATS),
-    replaces<&AP::lan>(WIFI_MGR_SET_NETWORK_LAN),
-    reads<&AP::lan>(WIFI_MGR_GET_NETWORK_LAN),
-    {WIFI_MGR_SET_VAP_CONFIG_1004, sizeof(VapRecord), nullptr, qv_apply_vap},
-    reads<&AP::vaps>(WIFI_MGR_GET_VAP_CONFIG),
-    replaces<&AP::wan>(WIFI_MGR_SET_NETWORK_WAN),
-    reads<&AP::wan>(WIFI_MGR_GET_NETWORK_WAN),
-    replaces<&AP::wan6>(WIFI_MGR_SET_NETWORK_WAN6),
-    reads<&AP::wan6>(WIFI_MGR_GET_NETWORK_WAN6),
-    {WIFI_MGR_SET_VAP_CONFIG_1006, sizeof(VapRecord), nullptr, qv_apply_vap},
-    {WIFI_MGR_SET_RADIO_CONFIG, sizeof(RadioConfigRecord), nullptr, qv_apply_radio},
-    {WIFI_MGR_SET_VAP_CONFIG_1007, sizeof(VapRecord), nullptr, qv_apply_vap},
-    {WIFI_MGR_GET_VAP_MACLIST_STATUS, sizeof(int32_t), read_maclist_status, nullptr},
-    replaces<&AP::maclist>(WIFI_MGR_SET_MACLIST),
-    {WIFI_MGR_SET_GENERAL_DATA, ANY_SIZE, nullptr, qv_apply_general_data},
-};
 
 } // namespace
 
-const Message* qv_find_message(uint8_t id) {
-    const auto* const row = std::ranges::find(MESSAGES, id, &Message::id);
-    return row == std::end(MESSAGES) ? nullptr : row;
+bool qv_is_reading(uint8_t id) {
+    return id == WIFI_MGR_GET_VAP_MACLIST_STATUS || find_member(id, &StateMember::read) != nullptr;
+}
+
+const char* qv_read(const AccessPoint& now, uint8_t id, Bytes request, Reply& reply) {
+    const bool is_status = id == WIFI_MGR_GET_VAP_MACLIST_STATUS;
+    if (request.size() != (is_status ? sizeof(int32_t) : 0)) {
+        return OTHER_SIZE;
+    }
+    if (is_status) {
+        read_maclist_status(now, request, reply);
+    } else {
+        const StateMember& member = *find_member(id, &StateMember::read);
+        append(reply, qv_record_bytes(now).subspan(member.offset, member.size));
+    }
+    return nullptr;
+}
+
+const char* qv_apply(AccessPoint& ap, uint8_t id, Bytes request) {
+    if (const StateMember* const member = find_member(id, &StateMember::replace)) {
+        if (request.size() != member->size) {
+            return OTHER_SIZE;
+        }
+        std::ranges::copy(request, qv_record_bytes(ap).subspan(member->offset).begin());
+        return nullptr;
+    }
+    const auto* const row = std::ranges::find(APPLIES, id, &Apply::id);
+    if (row == std::end(APPLIES)) {
+        return UNKNOWN;
+    }
+    return row->request_size == ANY_SIZE || row->request_size == request.size()
+               ? row->apply(ap, request)
+               : OTHER_SIZE;
 }

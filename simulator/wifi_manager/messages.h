@@ -3,7 +3,7 @@
 #define QV_SIMULATOR_MESSAGES_H
 
 #include "access_point.h"
-#include "wifimgr/messages.h"
+#include "protocol/wifi_manager.h"
 
 #include <cstddef>
 #include <span>
@@ -12,19 +12,15 @@
 using Bytes = std::span<const std::byte>;
 using Reply = std::vector<std::byte>;
 
-inline constexpr size_t ANY_SIZE = SIZE_MAX;
+/// Whether the identifier only reads.
+bool qv_is_reading(uint8_t id);
 
-/// One row per identifier: it either reads or applies.
-struct Message {
-    WifiMgrMsgId id;
-    size_t request_size; ///< payload bytes that a request must have, or ANY_SIZE
-    /// Appends the record that is asked for.
-    void (*read)(const AccessPoint& now, Bytes request, Reply& reply);
-    /// Changes the access point. Returns why not, with nothing changed, or none.
-    const char* (*apply)(AccessPoint& ap, Bytes request);
-};
+// Each returns why the request is refused, with nothing appended or changed, or none.
 
-/// The row of an identifier, or none.
-const Message* qv_find_message(uint8_t id);
+/// Appends the record that is asked for.
+const char* qv_read(const AccessPoint& now, uint8_t id, Bytes request, Reply& reply);
+
+/// Changes the access point.
+const char* qv_apply(AccessPoint& ap, uint8_t id, Bytes request);
 
 #endif

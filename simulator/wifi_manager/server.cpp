@@ -45,18 +45,10 @@ AccessPoint now_of(const Simulation& simulation) {
 
 /// Appends the reply's record or changes the state. Returns why the request is refused, or none.
 const char* handle(Simulation& simulation, uint8_t id, Bytes payload, Reply& reply) {
-    const Message* const message = qv_find_message(id);
-    if (message == nullptr) {
-        return "unknown message";
+    if (qv_is_reading(id)) {
+        return qv_read(now_of(simulation), id, payload, reply);
     }
-    if (message->request_size != ANY_SIZE && message->request_size != payload.size()) {
-        return "payload of another size";
-    }
-    if (message->read != nullptr) {
-        message->read(now_of(simulation), payload, reply);
-        return nullptr;
-    }
-    const char* const refusal = message->apply(simulation.ap, payload);
+    const char* const refusal = qv_apply(simulation.ap, id, payload);
     if (refusal == nullptr) {
         qv_save_simulation(simulation);
     }

@@ -1,7 +1,7 @@
 #include "statistics.h"
 
-#include "messages/mac_text.h"
-#include "messages/text.h"
+#include "json/mac_text.h"
+#include "json/text.h"
 
 #include <algorithm>
 #include <charconv>

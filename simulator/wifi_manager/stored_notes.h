@@ -2,7 +2,7 @@
 #ifndef QV_SIMULATOR_STORED_NOTES_H
 #define QV_SIMULATOR_STORED_NOTES_H
 
-#include "reports/statistics_records.h"
+#include "protocol/statistics_records.h"
 
 #include <string>
 

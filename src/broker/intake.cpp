@@ -2,7 +2,7 @@
 
 #include "agent/context.h"
 #include "broker/session.h"
-#include "messages/json_field.h"
+#include "json/json_field.h"
 
 #include <algorithm>
 #include <cstdio>

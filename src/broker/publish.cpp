@@ -3,6 +3,7 @@
 #include "agent/context.h"
 #include "broker/link_wait.h"
 #include "broker/session.h"
+#include "protocol/topics.h"
 
 #include <cstdio>
 #include <string_view>

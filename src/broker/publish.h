@@ -8,8 +8,6 @@
 struct AgentContext;
 struct MqttSession;
 
-inline constexpr const char* REPORT_TOPIC = "qv/dev_to_controller";
-
 /// Publishes `length` bytes of `text` on the report topic, from any thread but the network
 /// thread. Without a session that the broker has accepted, the report waits for the next one.
 /// While a broker reads too slowly the call waits for room, until the session ends or the agent

@@ -3,15 +3,10 @@
 #ifndef QV_MAINTENANCE_DEVICE_COMMANDS_H
 #define QV_MAINTENANCE_DEVICE_COMMANDS_H
 
-#include <cstddef>
 #include <cstdint>
 #include <optional>
 
 struct AgentContext;
-
-// Longest texts, in bytes.
-inline constexpr size_t ADMIN_PASSWORD_MAX = 19;
-inline constexpr size_t EQUIPMENT_NOTES_MAX = 31;
 
 // Handlers. All return 0, whatever becomes of their shell command or store calls.
 

@@ -1,11 +1,11 @@
 #include "maintenance/fw_flash.h"
 
 #include "agent/context.h"
-#include "broker/send_report.h"
 #include "maintenance/flash_tools.h"
 #include "maintenance/fw_upgrade.h"
-#include "messages/json_field.h"
 #include "platform/owned_text.h"
+#include "reports/send_report.h"
+#include "json/json_field.h"
 
 #include <cstdio>
 #include <cstring>

@@ -1,26 +1,13 @@
 #include "maintenance/fw_params.h"
 
-#include "messages/json_field.h"
-#include "messages/text.h"
+#include "protocol/commands.h"
+#include "json/json_field.h"
 
 #include <cstdio>
 #include <cstring>
-#include <span>
 #include <string_view>
 
 namespace {
-
-template <auto member>
-std::span<char> field(FwParams& params) {
-    return params.*member;
-}
-
-/// In the order of reading.
-constexpr FwField FIELDS[] = {
-    {"image_name", field<&FwParams::image_name>},   {"md5sum", field<&FwParams::md5sum>},
-    {"server_ip", field<&FwParams::server_ip>},     {"server_port", field<&FwParams::server_port>},
-    {"save_config", field<&FwParams::save_config>}, {"reboot", field<&FwParams::reboot>},
-};
 
 void log_unusual_bytes(std::string_view text) {
     for (size_t i = 0; i < text.size(); ++i) {
@@ -32,36 +19,25 @@ void log_unusual_bytes(std::string_view text) {
     }
 }
 
-FwParamsResult read_fields(FwParams& params, json_object* fw_params) {
-    for (const FwField& row : FIELDS) {
-        const std::span<char> destination = row.field(params);
-        if (!qv_text_fits(qv_json_value_text(qv_json_member(fw_params, row.key)),
-                          destination.size())) {
-            printf("QV_ERR: firmware upgrade refused: %s longer than %zu bytes\n", row.key,
-                   destination.size() - 1);
-            return FwParamsResult::too_long;
-        }
-        if (map_json_field_to_value(fw_params, FIELD_TYPE_STRING, row.key, destination) == 0) {
-            return FwParamsResult::incomplete;
-        }
-    }
-    return FwParamsResult::complete;
-}
-
 } // namespace
 
-const std::span<const FwField> qv_fw_fields = FIELDS;
-
-FwParamsResult qv_json_parse_msg_get_fw_params(FwParams& params, const char* payload,
-                                               uint32_t length) {
+RecordReading::Outcome qv_json_parse_msg_get_fw_params(FwParams& params, const char* payload,
+                                                       uint32_t length) {
     if (length > FW_COMMAND_MAX) { // before a line for each of its bytes
         printf("QV_ERR: firmware upgrade refused: command text longer than %u bytes\n",
                FW_COMMAND_MAX);
-        return FwParamsResult::too_long;
+        return RecordReading::too_long;
     }
     const std::string_view text(payload, strnlen(payload, length));
     log_unusual_bytes(text);
     printf("payload:%s\n", payload);
     const JsonPtr root = inet_recv_request(text.data(), static_cast<uint32_t>(text.size()));
-    return read_fields(params, qv_json_path(root.get(), {"data", "fw_params"}));
+    const RecordReading reading =
+        qv_json_to_record(qv_command_data(root.get(), qv_command_contract(COMMAND_FW_UPGRADE)),
+                          qv_record_bytes(params), qv_fw_fields);
+    if (reading.outcome == RecordReading::too_long) {
+        printf("QV_ERR: firmware upgrade refused: %s longer than %zu bytes\n", reading.field->key,
+               reading.limit);
+    }
+    return reading.outcome;
 }

@@ -1,16 +1,16 @@
 #include "maintenance/fw_upgrade.h"
 
 #include "agent/context.h"
-#include "broker/send_report.h"
 #include "maintenance/flash_tools.h"
 #include "maintenance/fw_params.h"
-#include "messages/record_fields.h"
-#include "messages/text.h"
 #include "platform/device_paths.h"
 #include "platform/scoped_file.h"
 #include "platform/shell.h"
 #include "platform/zendry_common.h"
+#include "protocol/record_fields.h"
+#include "reports/send_report.h"
 #include "wifimgr/channel.h"
+#include "json/text.h"
 
 #include <algorithm>
 #include <climits>
@@ -107,27 +107,18 @@ int32_t port_number(const char* text) {
     return static_cast<int32_t>(std::clamp<long>(strtol(text, nullptr, 10), INT_MIN, INT_MAX));
 }
 
-void print_params(const FwParams& params) {
-    printf("image_name: %s\n", params.image_name);
-    printf("server_ip: %s\n", params.server_ip);
-    printf("server_port: %s\n", params.server_port);
-    printf("md5sum: %s\n", params.md5sum);
-    printf("save_config: %s\n", params.save_config);
-    printf("reboot: %s\n", params.reboot);
-}
-
 int32_t run(Upgrade& upgrade, const char* payload, uint32_t length) {
     FwParams& params = upgrade.params;
     printf("plyload: %s\n", payload);
     puts("-------------------------------");
-    if (qv_json_parse_msg_get_fw_params(params, payload, length) == FwParamsResult::too_long) {
+    if (qv_json_parse_msg_get_fw_params(params, payload, length) == RecordReading::too_long) {
         return fail(upgrade, UPDATA_DOWNLOAD_FAILED);
     }
     const BrokerConfig broker = qv_agent_broker(upgrade.context);
     const std::string_view host = qv_field_text(broker.host);
     snprintf(params.server_ip, sizeof params.server_ip, "%.*s", static_cast<int>(host.size()),
              host.data());
-    print_params(params);
+    qv_print_record(qv_record_bytes(params), qv_fw_log_fields);
 
     // The controller thread and the worker may each run an upgrade. One must not replace the
     // image, or write the flash, under the tool of the other.

@@ -2,22 +2,12 @@
 #ifndef QV_MAINTENANCE_FW_UPGRADE_H
 #define QV_MAINTENANCE_FW_UPGRADE_H
 
+#include "protocol/upgrade.h"
+
 #include <cstdint>
 #include <span>
 
 struct AgentContext;
-
-/// What a status report says about a firmware job.
-enum UpdataStatus : int32_t {
-    UPDATA_FLASHED_IMAGE = 2,    ///< an image downloaded earlier was flashed
-    UPDATA_ACCEPTED = 201,       ///< the job starts
-    UPDATA_FLASHING = 202,       ///< image verified, updata_rootfs.sh about to run
-    UPDATA_DONE = 203,           ///< updata_rootfs.sh succeeded, or sysupgrade about to run
-    UPDATA_DOWNLOAD_FAILED = -1, ///< or the command was refused
-    UPDATA_CHECKSUM_WRONG = -2,  ///< or could not be computed
-    UPDATA_FLASHING_FAILED = -3, ///< or no tool for this board
-    UPDATA_BOARD_UNREADABLE = -4,
-};
 
 /// Runs an upgrade to its end, on the calling thread; upgrades wait for one another. Clears the
 /// context's `busy` at the end, except after sysupgrade, which restarts the device. Returns 0

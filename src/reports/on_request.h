@@ -3,18 +3,19 @@
 #define QV_REPORTS_ON_REQUEST_H
 
 #include "agent/command.h"
-#include "broker/send_report.h"
+#include "protocol/commands.h"
+#include "reports/send_report.h"
 
 #include <cstdio>
 
-/// Handler that publishes the report of one kind; `show_payload` prints the command text first.
-/// Always returns 0.
-template <int32_t kind, bool show_payload, const char* error_line>
+/// Handler that publishes the report that answers the command; `show_payload` prints the command
+/// text first. Always returns 0.
+template <CommandType type, bool show_payload, const char* error_line>
 int32_t qv_report_on_request(AgentContext& context, const char* payload, uint32_t /*length*/) {
     if constexpr (show_payload) {
         printf("SUB MSG:payload=%s\n", payload);
     }
-    qv_send_report(context, kind, error_line);
+    qv_send_report(context, qv_command_contract(type).answer, error_line);
     return 0;
 }
 

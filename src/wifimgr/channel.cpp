@@ -9,9 +9,6 @@
 
 namespace {
 
-constexpr uint32_t REPLY_CAPACITY_MAX =
-    std::ranges::max(WIFI_MGR_MESSAGES, {}, &WifiMgrMessage::reply_capacity).reply_capacity;
-
 const WifiMgrMessage& message_of(WifiMgrMsgId id) {
     return *std::ranges::find(WIFI_MGR_MESSAGES, id, &WifiMgrMessage::id);
 }
@@ -35,7 +32,7 @@ OwnedText new_request(const WifiMgrMessage& message, std::span<const std::byte> 
 bool qv_wifi_mgr_query(WifiMgrMsgId id, std::span<const std::byte> payload,
                        std::span<std::byte> record) {
     const WifiMgrMessage& message = message_of(id);
-    std::array<std::byte, REPLY_CAPACITY_MAX> reply;
+    std::array<std::byte, WIFI_MGR_REPLY_MAX> reply;
     memset(reply.data(), 0, message.reply_capacity);
     {
         const OwnedText request = new_request(message, payload);

@@ -2,7 +2,7 @@
 #ifndef QV_WIFIMGR_CHANNEL_H
 #define QV_WIFIMGR_CHANNEL_H
 
-#include "wifimgr/messages.h"
+#include "protocol/wifi_manager.h"
 
 #include <cstddef>
 #include <cstdint>

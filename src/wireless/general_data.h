@@ -4,11 +4,6 @@
 
 #include "agent/command.h"
 
-#include <cstddef>
-
-/// Longest text, in bytes.
-inline constexpr size_t GENERAL_DATA_MAX = 63;
-
 /// Hands the NUL-terminated text over, with its NUL. Returns 0 when the wifi manager took it, -1
 /// otherwise.
 int32_t qv_mgr_set_general_data(const char* text);

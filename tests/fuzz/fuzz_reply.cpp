@@ -2,8 +2,7 @@
 // UTF-8.
 #include "agent/context.h"
 #include "fuzz.h"
-#include "messages/report.h"
-#include "wireless/maclist.h"
+#include "reports/report.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -33,12 +32,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fake().reply_to_others = Bytes(data + 1, data + size);
     ReportBuffer buffer;
     uint32_t length = 0;
-    const size_t pick = data[0] % (agent.context.report_kinds.size() + 1);
-    if (pick < agent.context.report_kinds.size()) {
-        qv_json_build_msg(agent.context, agent.context.report_kinds[pick].kind, buffer, length);
-    } else {
-        qv_json_build_msg_uci_vap_maclist(agent.context, 1, buffer, length);
-    }
+    const std::span<const ReportKind> kinds = agent.context.report_kinds;
+    qv_json_build_msg_of_type(agent.context, kinds[data[0] % kinds.size()].type, buffer, length, 1);
     require_json(buffer.text(), length);
     return 0;
 }

@@ -197,7 +197,7 @@ def test_answers(agent, wifi_manager, controller):
     assert not failures
     assert wifi_manager.state()["general_data"] == '{"a":1}'
     assert "[correcthorse" in [vap["key"] for vap in wifi_manager.state()["vaps"]]
-    assert wifi_manager.state()["apconfigs"] == [RADIO | {"txpower": 20}]
+    assert wifi_manager.state()["apconfigs"] == {"radio_list": [RADIO | {"txpower": 20}]}
     lists = (ZENDRY_ROOT / "etc/config/wireless").read_text()
     assert "06:00:00:00:01:01" in lists and "06:00:00:00:00:01" not in lists
     poll(lambda: {"tool": "wifi", "args": ["reload"]} in tool_calls(), 3, "wifi reload")

@@ -1,6 +1,6 @@
 // Settings that a command replaces as a whole: those of the system, of LAN, WAN and WAN6.
+#include "protocol/system_config_record.h"
 #include "record_example.h"
-#include "settings/system_config.h"
 
 #include <algorithm>
 

@@ -1,9 +1,9 @@
 #include "support.h"
 
 #include "commands.h"
-#include "messages/report.h"
+#include "protocol/wifi_manager.h"
 #include "report_kinds.h"
-#include "wifimgr/messages.h"
+#include "reports/report.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,5 +1,5 @@
-#include "messages/report.h"
 #include "record_example.h"
+#include "reports/report.h"
 
 #include <cstring>
 #include <json-c/json.h>

@@ -1,0 +1,21 @@
+#include "reports/send_report.h"
+
+#include "broker/publish.h"
+#include "reports/report.h"
+
+#include <cstdio>
+
+void qv_send_report(AgentContext& context, ReportType type, const char* error_line,
+                    int32_t argument) {
+    ReportBuffer buffer;
+    uint32_t length = 0;
+    if (qv_json_build_msg_of_type(context, type, buffer, length, argument) < 0) {
+        puts(error_line);
+    }
+    qv_mqtt_publish(context, buffer.text(), length);
+}
+
+void qv_send_updata_stats(AgentContext& context, int32_t status) {
+    qv_send_report(context, REPORT_TYPE_UPDATA_STATS, "QV_ERR: failed to fetch updata info..",
+                   status);
+}
