@@ -54,7 +54,8 @@ struct AgentContext {
     MonotonicCondition wake; ///< the agent stops, or a connection was made
     int32_t busy = 0;        ///< 1 while a firmware job of command 1032 runs
     ConnectMarks marks;
-    bool worker_runs = false; ///< `worker` has a firmware job, or its reboot, to end yet
+    bool worker_runs = false; ///< `worker` has a firmware job, or its reboot, to end yet; else it
+                              ///< ends by itself at once
 
     std::atomic<int32_t> stop{0};   ///< set once, by qv_agent_stop
     ScopedFd stopped;               ///< eventfd, readable once it is set

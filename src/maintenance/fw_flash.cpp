@@ -54,11 +54,6 @@ bool begin_job(AgentContext& context) {
     return true;
 }
 
-void end_worker(AgentContext& context) {
-    const std::lock_guard guard(context.lock);
-    context.worker_runs = false;
-}
-
 int32_t abandon_job(AgentContext& context, const char* reason) {
     {
         const std::lock_guard guard(context.lock);
@@ -94,7 +89,6 @@ int32_t qv_fw_flash_start(AgentContext& context, const char* payload, uint32_t l
 void* qv_fw_flash_thread(void* job) {
     const FlashJobPtr own(static_cast<FlashJob*>(job));
     qv_fw_upgrade(*own->ctx, own->data.get(), own->len);
-    end_worker(*own->ctx); // last: the next job may take the thread's place from here on
     return nullptr;
 }
 

@@ -27,14 +27,24 @@ bool is_set(const char* flag) {
 
 struct Upgrade {
     AgentContext& context;
-    bool holds_busy; ///< else `busy` is not its to clear: a background job may have it by now
+    /// The job of command 1032, which has `busy` and the worker; else both are not its to give
+    /// back: a job that waits for its turn may have them by now.
+    bool in_background;
     FwParams params{};
 };
 
 void clear_busy(const Upgrade& upgrade) {
-    if (upgrade.holds_busy) {
+    if (upgrade.in_background) {
         const std::lock_guard guard(upgrade.context.lock);
         upgrade.context.busy = 0;
+    }
+}
+
+/// From here on another job is taken.
+void release_worker(const Upgrade& upgrade) {
+    if (upgrade.in_background) {
+        const std::lock_guard guard(upgrade.context.lock);
+        upgrade.context.worker_runs = false;
     }
 }
 
@@ -49,6 +59,7 @@ bool given_up(const Upgrade& upgrade) {
 
 int32_t fail(const Upgrade& upgrade, UpdataStatus status) {
     clear_busy(upgrade);
+    release_worker(upgrade); // before the status, which a controller may answer with another job
     qv_send_updata_stats(upgrade.context, status);
     return -status;
 }
@@ -57,6 +68,7 @@ int32_t fail(const Upgrade& upgrade, UpdataStatus status) {
 int32_t flash_with_sysupgrade(const Upgrade& upgrade) {
     qv_send_updata_stats(upgrade.context, UPDATA_DONE);
     qv_run_sysupgrade(is_set(upgrade.params.save_config));
+    release_worker(upgrade);
     return 0;
 }
 
@@ -71,6 +83,7 @@ int32_t flash_with_updata_rootfs(const Upgrade& upgrade) {
         printf("QV: reboot now:%d,%d\n", -UPDATA_DONE, 1);
         qv_reboot_device(upgrade.context);
     }
+    release_worker(upgrade);
     return UPDATA_DONE;
 }
 
@@ -137,14 +150,14 @@ int32_t run(Upgrade& upgrade, const char* payload, uint32_t length) {
 } // namespace
 
 int32_t qv_fw_upgrade(AgentContext& context, const char* payload, uint32_t length) {
-    Upgrade upgrade{.context = context, .holds_busy = true};
+    Upgrade upgrade{.context = context, .in_background = true};
     return run(upgrade, payload, length);
 }
 
 int32_t qv_fw_upgrade_with_notice(AgentContext& context, const char* payload, uint32_t length) {
     // `busy` was 0 when this command was taken. If it is 1 at the end, a background job that
     // waits for its turn has it.
-    Upgrade upgrade{.context = context, .holds_busy = false};
+    Upgrade upgrade{.context = context, .in_background = false};
     const int32_t result = run(upgrade, payload, length);
     if (result == 0 || result == -UPDATA_DOWNLOAD_FAILED) {
         qv_mgr_set_fw_upgrade_status(static_cast<uint32_t>(result));
