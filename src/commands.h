@@ -9,7 +9,7 @@
 /// Run by the controller thread.
 extern const std::span<const Command> qv_commands;
 
-/// Run by the intake, on the network thread.
+/// Run by the intake worker.
 extern const std::span<const IntakeCommand> qv_intake_commands;
 
 #endif

@@ -24,6 +24,11 @@ sigset_t block_stop_signals() {
     return signals;
 }
 
+void stop(AgentContext& context) {
+    qv_agent_stop(context);
+    qv_mqtt_interrupt(context);
+}
+
 struct SignalWatch {
     AgentContext& context;
     sigset_t signals;
@@ -34,8 +39,7 @@ void* signal_thread(void* argument) {
     const auto& watch = *static_cast<SignalWatch*>(argument);
     int number = 0;
     sigwait(&watch.signals, &number);
-    qv_agent_stop(watch.context);
-    qv_mqtt_interrupt(watch.context);
+    stop(watch.context);
     return nullptr;
 }
 
@@ -50,8 +54,7 @@ void* controller_thread(void* agent_context) {
     if (!qv_agent_stops_within(context, IDENTITY_PATIENCE)) {
         puts("QV_ERR: device identity unreadable for 60 s, the agent ends");
         context.failed = 1;
-        qv_agent_stop(context);
-        qv_mqtt_interrupt(context);
+        stop(context);
     }
     return nullptr;
 }
@@ -73,7 +76,7 @@ int32_t run(AgentContext& context) {
 
 /// A handler or tool that is under way ends by itself, and what it reports still goes out.
 void stop_threads(AgentContext& context) {
-    qv_agent_stop(context);
+    stop(context);
     context.controller.join();
     context.session->intake.await_idle(); // it may have started the worker
     context.worker.join();

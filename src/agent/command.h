@@ -29,7 +29,7 @@ struct Command {
     const char* identity_failure = "Fail to fetch device mac addr..";
 };
 
-/// A command that the intake runs at once, on the network thread.
+/// A command that runs beside the controller thread, on the intake worker.
 struct IntakeCommand {
     int32_t type;
     CommandHandler* handler;

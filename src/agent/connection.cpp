@@ -23,6 +23,11 @@ void qv_agent_command_queued(AgentContext& context) {
     context.state = AGENT_STATE_RUN;
 }
 
+void qv_agent_command_handled(AgentContext& context) {
+    const std::lock_guard guard(context.lock);
+    context.state = context.marks.spoken_to ? AGENT_STATE_RUN : AGENT_STATE_ANNOUNCE;
+}
+
 uint32_t qv_agent_connection_begun(AgentContext& context) {
     const std::lock_guard guard(context.lock);
     return context.marks.asks;

@@ -28,6 +28,10 @@ void qv_agent_ask_connection(AgentContext& context);
 /// only later.
 void qv_agent_command_queued(AgentContext& context);
 
+/// A command was carried out: AGENT_STATE_RUN, or AGENT_STATE_ANNOUNCE when a connection was made
+/// since it was queued and no other command has come on that.
+void qv_agent_command_handled(AgentContext& context);
+
 // --- By the network thread ---
 
 /// An attempt begins. Returns what qv_agent_connection_made is given when it succeeds.
@@ -36,7 +40,7 @@ uint32_t qv_agent_connection_begun(AgentContext& context);
 /// A connection was made; it answers every ask before its attempt began, none after.
 void qv_agent_connection_made(AgentContext& context, uint32_t begun);
 
-/// It was lost, or is left for a new one. AGENT_STATE_CONNECT.
+/// It was lost. AGENT_STATE_CONNECT.
 void qv_agent_connection_lost(AgentContext& context);
 
 /// Whether the connection is to be left for one that was ordered after it was begun.
@@ -45,7 +49,7 @@ bool qv_agent_renewal_due(AgentContext& context);
 // --- By the main loop ---
 
 /// Whether a connect step is due, whatever `state` says: a command that writes `state` later must
-/// not make the agent forget it.
+/// not make the agent forget it. The caller holds `lock`.
 bool qv_agent_connect_due(const AgentContext& context);
 
 /// Passes the asks made so far on to the network thread, which has to be woken.

@@ -7,7 +7,6 @@
 #include "agent/local_socket.h"
 #include "agent/message_queue.h"
 #include "agent/report_kind.h"
-#include "platform/monotonic_condition.h"
 #include "platform/scoped_fd.h"
 #include "platform/thread.h"
 #include "platform/zendry_common.h"
@@ -15,6 +14,7 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <mutex>
 #include <span>
@@ -49,10 +49,10 @@ struct AgentContext {
     std::atomic<AgentState> state{AGENT_STATE_CONNECT};
 
     /// Guards the writes of `state` by other threads than the main loop's and what follows up to
-    /// `worker_runs`; also the mutex of the main loop's waits. Never held across a handler.
+    /// `worker_runs`. Never held across a handler.
     std::mutex lock;
-    MonotonicCondition wake; ///< the agent stops, or a connection was made
-    int32_t busy = 0;        ///< 1 while a firmware job of command 1032 runs
+    std::condition_variable wake; ///< the agent stops, or a connection was made
+    int32_t busy = 0;             ///< 1 while a firmware job of command 1032 runs
     ConnectMarks marks;
     bool worker_runs = false; ///< `worker` has a firmware job, or its reboot, to end yet; else it
                               ///< ends by itself at once
@@ -87,7 +87,8 @@ struct AgentContext {
 void qv_agent_set_state(AgentContext& context, AgentState state);
 
 /// Raises the stop flag, wakes the main loop and the controller thread, and ends downloads. No
-/// command and no step of an upgrade begins from here on; a tool under way is not disturbed.
+/// command and no step of an upgrade begins from here on; a tool under way is not disturbed, and
+/// the restart that belongs to its success follows.
 void qv_agent_stop(AgentContext& context);
 
 /// Waits for the stop, for so long at most. Whether the agent stops.

@@ -31,13 +31,13 @@ bool refresh_identity(AgentContext& context, const Command& command) {
 /// Returns false when the thread must end.
 bool finish(AgentContext& context, const Command& command) {
     switch (command.ending) {
-    case CommandEnding::normal: qv_agent_set_state(context, AGENT_STATE_RUN); return true;
+    case CommandEnding::normal: qv_agent_command_handled(context); return true;
     case CommandEnding::broker_reconnect: qv_agent_ask_connection(context); return true;
     case CommandEnding::refresh_identity:
         if (!refresh_identity(context, command)) {
             return false;
         }
-        qv_agent_set_state(context, AGENT_STATE_RUN);
+        qv_agent_command_handled(context);
         return true;
     case CommandEnding::reconnect:
         if (!refresh_identity(context, command)) {
@@ -56,7 +56,7 @@ bool qv_agent_process(AgentContext& context, const ControllerMsg& message) {
     const Command* const command = find_command(context, message.type);
     if (command == nullptr) {
         puts("qv_agent_controller_thread: unknown msg type");
-        qv_agent_set_state(context, AGENT_STATE_RUN);
+        qv_agent_command_handled(context);
         return true;
     }
     if (command->busy_first) {

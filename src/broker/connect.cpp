@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <utility>
 
 namespace {
 
@@ -106,7 +107,7 @@ bool qv_link_connect(AgentContext& context) {
         const auto limit = session.link.last_attempt ? LAST_ATTEMPT_LIMIT : ATTEMPT_LIMIT;
         const Clock::time_point deadline = Clock::now() + limit;
         const int result = attempt(context, broker, deadline);
-        if (qv_link_gives_up(session)) {
+        if (result != MOSQ_ERR_SUCCESS && qv_link_gives_up(session)) {
             continue;
         }
         printf("%s %d\n", broker.host, broker.port);

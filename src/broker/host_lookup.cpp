@@ -103,6 +103,9 @@ HostAddresses HostLookup::find(AgentContext& context, const char* host,
         add(addresses, host);
         return addresses;
     }
+    if (job_ != nullptr && strcmp(job_->host.data(), host) != 0) {
+        job_.reset(); // nobody asks for that name any more
+    }
     if (job_ == nullptr && !start(host)) {
         return addresses;
     }
@@ -110,9 +113,7 @@ HostAddresses HostLookup::find(AgentContext& context, const char* host,
     if (!job_->ready) {
         return addresses;
     }
-    if (strcmp(job_->host.data(), host) == 0) { // not of a host that was set before
-        addresses = job_->addresses;
-    }
+    addresses = job_->addresses;
     job_.reset();
     return addresses;
 }

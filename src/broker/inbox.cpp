@@ -1,5 +1,6 @@
 #include "broker/inbox.h"
 
+#include <cstdio>
 #include <new>
 #include <utility>
 
@@ -18,6 +19,12 @@ InboundMessage::~InboundMessage() {
 
 void Inbox::push(std::unique_ptr<InboundMessage> message) {
     InboundMessage* const added = message.get();
+    if (count_ > 0 && (count_ == MESSAGES_MAX || bytes_ + added->size() > BYTES_MAX)) {
+        printf("QV_ERR: inbound message of %zu bytes dropped, too many wait\n", added->size());
+        return;
+    }
+    ++count_;
+    bytes_ += added->size();
     if (tail_ == nullptr) {
         head_ = std::move(message);
     } else {
@@ -29,6 +36,8 @@ void Inbox::push(std::unique_ptr<InboundMessage> message) {
 std::unique_ptr<InboundMessage> Inbox::pop() {
     std::unique_ptr<InboundMessage> message = std::move(head_);
     if (message != nullptr) {
+        --count_;
+        bytes_ -= message->size();
         head_ = std::move(message->next);
         if (head_ == nullptr) {
             tail_ = nullptr;

@@ -2,6 +2,8 @@
 #ifndef QV_BROKER_INBOX_H
 #define QV_BROKER_INBOX_H
 
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <mosquitto.h>
 
@@ -17,6 +19,9 @@ public:
 
     const mosquitto_message& message() const {
         return message_;
+    }
+    size_t size() const {
+        return static_cast<size_t>(message_.payloadlen);
     }
 
     std::unique_ptr<InboundMessage> next;
@@ -37,13 +42,20 @@ public:
         }
     }
 
+    /// Keeps the message, unless too many wait already: it is then dropped with one line. Nothing
+    /// else bounds what a broker sends while a command holds up those behind it.
     void push(std::unique_ptr<InboundMessage> message);
     /// The oldest message, or none.
     std::unique_ptr<InboundMessage> pop();
 
+    static constexpr uint32_t MESSAGES_MAX = 4096;
+    static constexpr size_t BYTES_MAX = size_t{4} * 1024 * 1024;
+
 private:
     std::unique_ptr<InboundMessage> head_;
     InboundMessage* tail_ = nullptr;
+    uint32_t count_ = 0;
+    size_t bytes_ = 0; ///< of payloads
 };
 
 #endif

@@ -36,17 +36,16 @@ int32_t IntakeWorker::start(AgentContext& context, const IntakeCommand& command,
 
 void* IntakeWorker::run(void* worker) {
     auto& self = *static_cast<IntakeWorker*>(worker);
-    qv_intake_run(*self.context_, *self.command_, self.text_.get(), self.length_);
+    AgentContext& context = *self.context_; // the next command's as soon as this one has ended
+    qv_intake_run(context, *self.command_, self.text_.get(), self.length_);
     self.end();
-    qv_link_wake(*self.context_->session); // what was read meanwhile is taken on
+    qv_link_wake(*context.session); // what was read meanwhile is taken on
     return nullptr;
 }
 
 void IntakeWorker::end() {
-    {
-        const std::lock_guard guard(lock_);
-        busy_ = false;
-    }
+    const std::lock_guard guard(lock_);
+    busy_ = false;
     idle_.notify_all();
 }
 

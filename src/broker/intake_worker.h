@@ -34,7 +34,6 @@ private:
     static void* run(void* worker);
     void end();
 
-    Thread thread_;
     AgentContext* context_ = nullptr;
     const IntakeCommand* command_ = nullptr;
     OwnedText text_;
@@ -43,6 +42,8 @@ private:
     std::mutex lock_; ///< guards what follows
     std::condition_variable idle_;
     bool busy_ = false;
+
+    Thread thread_; ///< behind all that it uses, so that it is joined before that is destroyed
 };
 
 #endif

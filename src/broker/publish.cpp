@@ -10,7 +10,7 @@
 
 // Facts about libmosquitto 2.0 that shape this file. A client that was not declared threaded
 // writes in the caller's own thread, as far as the socket takes it. The rest of a packet stays
-// with the library, and so does a packet whose write failed: the result is then that of send(2),
+// with the library, and so does a packet whose write failed: the result is then that of write(2),
 // and the socket stays open until the loop's next write fails too. A packet that is with the
 // library when a new connection is made is dropped.
 
@@ -67,6 +67,9 @@ void qv_mqtt_pump(MqttSession& session) {
 
 void qv_mqtt_hold(MqttSession& session) {
     session.live = false;
+    if (session.waiting.oldest_is_sending() && !mosquitto_want_write(session.client)) {
+        session.waiting.remove_oldest(); // it has left with the last that was written
+    }
     session.waiting.unmark_sending();
     session.moved.notify_all();
 }

@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <utility>
 
 namespace {
 
@@ -24,8 +25,8 @@ constexpr milliseconds CLOSE_LIMIT{500};
 /// Inbound messages read at most before a session is left.
 constexpr int UNREAD_MAX = 1000;
 
-/// What the next wait is for.
-struct Wanted {
+/// What the thread waits for, and where the session stands.
+struct Interest {
     int descriptor = -1;
     short events = POLLIN;
     Clock::time_point keep_alive; ///< when the library has to look at the time
@@ -34,9 +35,9 @@ struct Wanted {
     bool reports_wait = false;
 };
 
-Wanted wanted(MqttSession& session) {
+Interest interest_of(MqttSession& session) {
     const std::lock_guard guard(session.client_lock);
-    Wanted result;
+    Interest result;
     result.descriptor = mosquitto_socket(session.client);
     if (mosquitto_want_write(session.client)) {
         result.events |= POLLOUT;
@@ -48,13 +49,13 @@ Wanted wanted(MqttSession& session) {
     return result;
 }
 
-void write_on(MqttSession& session) {
+void write_pending(MqttSession& session) {
     mosquitto_loop_write(session.client, 1);
     session.spoke = Clock::now();
 }
 
 /// Sends a ping, or finds that the last one was not answered, when it is time.
-void look_at_the_time(MqttSession& session) {
+void check_keep_alive(MqttSession& session) {
     const Clock::time_point before = Clock::now() - seconds(KEEP_ALIVE_S);
     if (session.spoke > before && session.link.heard > before) {
         return;
@@ -64,19 +65,19 @@ void look_at_the_time(MqttSession& session) {
     session.link.heard = session.spoke;
 }
 
-/// One turn: reads at most one inbound message, and writes what is left over.
-void turn(MqttSession& session, short events) {
+/// Reads at most one inbound message, and writes what is left over.
+void serve_once(MqttSession& session, short events) {
     const std::lock_guard guard(session.client_lock);
     if ((events & ~POLLOUT) != 0) {
         mosquitto_loop_read(session.client, 1);
         session.link.heard = Clock::now();
     }
     if (!session.ended && mosquitto_want_write(session.client)) {
-        write_on(session);
+        write_pending(session);
     }
     if (!session.ended) {
         qv_mqtt_pump(session);
-        look_at_the_time(session);
+        check_keep_alive(session);
     }
 }
 
@@ -99,8 +100,9 @@ bool all_written(MqttSession& session) {
 void write_all(AgentContext& context, Clock::time_point deadline) {
     MqttSession& session = *context.session;
     while (!all_written(session) && Clock::now() < deadline) {
-        turn(session,
-             qv_link_wait(context, wanted(session).descriptor, POLLOUT, deadline) & POLLOUT);
+        serve_once(session,
+                   qv_link_wait(context, interest_of(session).descriptor, POLLOUT, deadline) &
+                       POLLOUT);
     }
 }
 
@@ -109,14 +111,14 @@ void write_all(AgentContext& context, Clock::time_point deadline) {
 void read_all(AgentContext& context) {
     MqttSession& session = *context.session;
     for (int i = 0; i < UNREAD_MAX; ++i) {
-        const Wanted now = wanted(session);
+        const Interest now = interest_of(session);
         pollfd readable{.fd = now.descriptor, .events = POLLIN, .revents = 0};
         if (now.ended || poll(&readable, 1, 0) <= 0) {
             break;
         }
-        turn(session, POLLIN);
+        serve_once(session, POLLIN);
+        qv_link_take_inbox(context);
     }
-    qv_link_take_inbox(context);
 }
 
 /// Reads until the broker has closed its end. A socket that is closed before would reset the
@@ -132,8 +134,12 @@ void await_close(AgentContext& context, int descriptor, Clock::time_point deadli
 /// The library closes the socket as soon as it has written the DISCONNECT.
 bool disconnect(MqttSession& session) {
     const std::lock_guard guard(session.client_lock);
-    qv_mqtt_hold(session);
-    return !session.ended && mosquitto_disconnect(session.client) == MOSQ_ERR_SUCCESS;
+    if (session.ended) {
+        return false;
+    }
+    session.live = false; // what is on its way still goes before the DISCONNECT
+    session.end_result = mosquitto_disconnect(session.client);
+    return session.end_result == MOSQ_ERR_SUCCESS;
 }
 
 /// Hands the session's reports to the broker and leaves it with a DISCONNECT. False when it was
@@ -141,10 +147,12 @@ bool disconnect(MqttSession& session) {
 bool leave(AgentContext& context) {
     MqttSession& session = *context.session;
     const Clock::time_point deadline = Clock::now() + CLOSE_LIMIT;
-    const ScopedFd socket(fcntl(wanted(session).descriptor, F_DUPFD_CLOEXEC, 0));
+    const ScopedFd socket(fcntl(interest_of(session).descriptor, F_DUPFD_CLOEXEC, 0));
     read_all(context);
     write_all(context, deadline);
     if (!disconnect(session)) {
+        const std::lock_guard guard(session.client_lock);
+        qv_mqtt_hold(session);
         return false;
     }
     write_all(context, deadline);
@@ -153,7 +161,7 @@ bool leave(AgentContext& context) {
 }
 
 /// When the agent closes, reports that wait have a last chance: the broker may accept yet.
-bool to_be_left(AgentContext& context, const Wanted& now) {
+bool leave_due(AgentContext& context, const Interest& now) {
     MqttSession& session = *context.session;
     if (!session.closing) {
         return qv_agent_renewal_due(context);
@@ -168,8 +176,12 @@ bool to_be_left(AgentContext& context, const Wanted& now) {
     return false;
 }
 
+/// Unless the broker has accepted the session just now, or ended it.
 void end_unaccepted(MqttSession& session) {
     const std::lock_guard guard(session.client_lock);
+    if (session.live || session.ended) {
+        return;
+    }
     session.ended = true;
     session.end_result = MOSQ_ERR_TIMEOUT;
     qv_mqtt_hold(session);
@@ -179,8 +191,8 @@ void end_unaccepted(MqttSession& session) {
 
 void qv_link_serve(AgentContext& context) {
     MqttSession& session = *context.session;
-    for (Wanted now = wanted(session); !now.ended; now = wanted(session)) {
-        if (to_be_left(context, now)) {
+    for (Interest now = interest_of(session); !now.ended; now = interest_of(session)) {
+        if (leave_due(context, now)) {
             if (leave(context)) {
                 return;
             }
@@ -189,7 +201,7 @@ void qv_link_serve(AgentContext& context) {
         const LinkState& link = session.link;
         const auto deadline =
             now.accepted ? now.keep_alive : std::min(now.keep_alive, link.accept_by);
-        turn(session, qv_link_wait(context, now.descriptor, now.events, deadline));
+        serve_once(session, qv_link_wait(context, now.descriptor, now.events, deadline));
         qv_link_take_inbox(context);
         if (!now.accepted && Clock::now() >= link.accept_by) {
             end_unaccepted(session);

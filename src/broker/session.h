@@ -30,7 +30,8 @@ struct LinkState {
 };
 
 /// What the broker link keeps. The network thread connects, reads and writes; other threads
-/// publish, each in its own time, and ask for a reconnection.
+/// publish, each in its own time, and ask for a reconnection. Beside the broker the thread waits
+/// for the configuration store alone, which bounds that itself, between two sessions.
 struct MqttSession {
     using Clock = MonotonicCondition::Clock;
 

@@ -10,7 +10,8 @@
 
 namespace {
 
-/// The tool may end the agent before it returns; until then the last status is to have left.
+/// A tool that restarts the device may end the agent before it returns; by then the last status
+/// is to have left.
 constexpr std::chrono::seconds STATUS_LIMIT{2};
 
 using CommandText = std::array<char, 256>;
@@ -24,7 +25,8 @@ CommandText flash_command(const char* tool, bool keep_configuration) {
 
 } // namespace
 
-int32_t qv_run_sysupgrade(bool keep_configuration) {
+int32_t qv_run_sysupgrade(AgentContext& context, bool keep_configuration) {
+    qv_mqtt_await_written(context, STATUS_LIMIT);
     const CommandText command = flash_command("sysupgrade", keep_configuration);
     printf("QV: sysupgrade command: %s\n", command.data());
     return qv_run_shell(command.data());

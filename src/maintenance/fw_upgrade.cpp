@@ -67,14 +67,17 @@ int32_t fail(const Upgrade& upgrade, UpdataStatus status) {
 /// `busy` stays as it is: the device is expected to restart.
 int32_t flash_with_sysupgrade(const Upgrade& upgrade) {
     qv_send_updata_stats(upgrade.context, UPDATA_DONE);
-    qv_run_sysupgrade(is_set(upgrade.params.save_config));
+    if (given_up(upgrade)) { // publishing may have waited
+        return fail(upgrade, UPDATA_FLASHING_FAILED);
+    }
+    qv_run_sysupgrade(upgrade.context, is_set(upgrade.params.save_config));
     release_worker(upgrade);
     return 0;
 }
 
 int32_t flash_with_updata_rootfs(const Upgrade& upgrade) {
     qv_send_updata_stats(upgrade.context, UPDATA_FLASHING);
-    if (qv_run_updata_rootfs(is_set(upgrade.params.save_config)) != 0) {
+    if (given_up(upgrade) || qv_run_updata_rootfs(is_set(upgrade.params.save_config)) != 0) {
         return fail(upgrade, UPDATA_FLASHING_FAILED);
     }
     qv_send_updata_stats(upgrade.context, UPDATA_DONE);

@@ -81,7 +81,7 @@ TEST_F(DispatcherTest, EndingsAndLines) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.type);
-        context.state = AGENT_STATE_ANNOUNCE;
+        qv_agent_command_queued(context);
         log = log_of([&] {
             EXPECT_TRUE(qv_agent_process(context, *message(context, row.type, "{\"a\":1}")));
         });
@@ -156,6 +156,8 @@ TEST_F(ConnectionTest, EachAskIsAnsweredByOneConnectionBegunAfterIt) {
              qv_agent_connection_lost(context), make(begin());
          },
          true, false, AGENT_STATE_ANNOUNCE},
+        {"which ends only now", [&] { qv_agent_command_handled(context); }, false, false,
+         AGENT_STATE_ANNOUNCE},
         {"ask before a connection is made anew",
          [&] {
              qv_agent_connection_lost(context), qv_agent_ask_connection(context);
