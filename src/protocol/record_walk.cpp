@@ -192,7 +192,6 @@ void qv_print_record(std::span<const std::byte> record, RecordTable fields) {
 }
 
 const RecordField* qv_find_record_field(RecordTable fields, const char* key) {
-    const auto row = std::ranges::find_if(
-        fields, [key](const RecordField& field) { return strcmp(field.key, key) == 0; });
+    const auto row = std::ranges::find(fields, std::string_view(key), &RecordField::key_text);
     return row == fields.end() ? nullptr : &*row;
 }
