@@ -40,10 +40,10 @@ class Program:
 
 
 class Floor(Program):
-    """With a wifi-manager message: the floor that makes the agent's hand-overs."""
+    """With a way to do it and a wifi-manager message: the floor that asks the wifi manager."""
 
-    def __init__(self, size, *message):
-        command = [harness.BUILD_DIR / "bench_echo", TOPIC, size, *message]
+    def __init__(self, size, *exchange):
+        command = [harness.BUILD_DIR / "bench_echo", TOPIC, size, *exchange]
         super().__init__([str(word) for word in command])
 
     def settle(self):

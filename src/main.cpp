@@ -8,6 +8,7 @@
 #include "report_kinds.h"
 #include "state_machine.h"
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 
@@ -38,10 +39,27 @@ void* signal_thread(void* argument) {
     return nullptr;
 }
 
+/// How long an agent that answers no command any more goes on publishing what it is asked for.
+constexpr std::chrono::seconds IDENTITY_PATIENCE{60};
+
+/// Thread entry (argument: the agent context): the controller thread. Where it has to end because
+/// the identity cannot be read, the agent follows, so that its supervisor starts it anew.
+void* controller_thread(void* agent_context) {
+    auto& context = *static_cast<AgentContext*>(agent_context);
+    qv_agent_controller_thread(&context);
+    if (!qv_agent_stops_within(context, IDENTITY_PATIENCE)) {
+        puts("QV_ERR: device identity unreadable for 60 s, the agent ends");
+        context.failed = 1;
+        qv_agent_stop(context);
+        qv_mqtt_interrupt(context);
+    }
+    return nullptr;
+}
+
 void start_threads(AgentContext& context) {
     qv_local_socket_open(context.event_socket_config, context.event_socket);
     context.reader.start("qv-events", qv_local_recv_thread, &context);
-    context.controller.start("qv-controller", qv_agent_controller_thread, &context);
+    context.controller.start("qv-controller", controller_thread, &context);
 }
 
 int32_t run(AgentContext& context) {
@@ -49,17 +67,16 @@ int32_t run(AgentContext& context) {
         puts("Fail to fetch device mac addr..");
         return -1;
     }
-    return qv_agent_state_machine(context);
+    const int32_t result = qv_agent_state_machine(context);
+    return context.failed == 1 ? -1 : result;
 }
 
 /// A handler or tool that is under way ends by itself, and what it reports still goes out.
 void stop_threads(AgentContext& context) {
     qv_agent_stop(context);
     context.controller.join();
-    {
-        const std::lock_guard guard(context.worker_lock);
-        context.worker.join();
-    }
+    context.session->intake.await_idle(); // it may have started the worker
+    context.worker.join();
     qv_mqtt_close(context);
     context.reader.join();
 }

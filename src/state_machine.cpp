@@ -1,50 +1,63 @@
 #include "state_machine.h"
 
 #include "agent/context.h"
+#include "broker/publish.h"
 #include "broker/session.h"
+#include "platform/scoped_fd.h"
 #include "reports/report.h"
 
 #include <chrono>
 #include <cstdio>
+#include <poll.h>
+#include <sys/timerfd.h>
 
 namespace {
 
 using WallClock = std::chrono::system_clock;
 using std::chrono::seconds;
 
+/// A timer of the wall clock: it fires when that clock shows the time, also because it was set
+/// (timerfd_create(2)).
+class WallTimer {
+public:
+    void set(seconds since_1970) {
+        itimerspec time{};
+        time.it_value.tv_sec = static_cast<time_t>(since_1970.count());
+        timerfd_settime(timer_.get(), TFD_TIMER_ABSTIME, &time, nullptr);
+    }
+    [[nodiscard]] int descriptor() const {
+        return timer_.get();
+    }
+
+private:
+    ScopedFd timer_{timerfd_create(CLOCK_REALTIME, TFD_CLOEXEC | TFD_NONBLOCK)};
+};
+
 /// Until the wall clock's whole second that lies `wait` ahead: the fraction of the current second
-/// is dropped, so the pause is up to a second shorter, and none for 0. False, at once, when the
-/// agent stops.
-bool pause(AgentContext& context, seconds wait) {
-    const auto deadline = std::chrono::floor<seconds>(WallClock::now()) + wait;
-    std::unique_lock guard(context.lock);
-    return !context.wake.wait_until(guard, deadline,
-                                    [&context] { return qv_agent_stopping(context); });
+/// is dropped, so the pause is up to a second shorter, and none for 0. It ends at the latest when
+/// `wait` has passed, however far the clock is set back meanwhile. False, at once, when the agent
+/// stops.
+bool pause(const AgentContext& context, WallTimer& timer, seconds wait) {
+    const auto now = std::chrono::floor<seconds>(WallClock::now());
+    timer.set(now.time_since_epoch() + wait);
+    pollfd ends[] = {
+        {.fd = timer.descriptor(), .events = POLLIN, .revents = 0},
+        {.fd = context.stopped.get(), .events = POLLIN, .revents = 0},
+    };
+    poll(ends, std::size(ends), static_cast<int>(std::chrono::milliseconds(wait).count()));
+    return !qv_agent_stopping(context);
 }
 
-/// A connect step that was asked for is due even if `state` was written since.
 AgentState next_state(AgentContext& context) {
     const std::lock_guard guard(context.lock);
-    if (context.connect_asked || context.connection_lost) {
+    if (qv_agent_connect_due(context)) {
         context.state = AGENT_STATE_CONNECT;
     }
     return context.state;
 }
 
-/// Unless the connection was lost again, or another asked for, since the connect step began.
-void enter_announce(AgentContext& context) {
-    const std::lock_guard guard(context.lock);
-    if (!context.connect_asked && !context.connection_lost) {
-        context.state = AGENT_STATE_ANNOUNCE;
-    }
-}
-
 seconds connect(AgentContext& context) {
-    if (qv_mqtt_connect(context) != 0) {
-        return seconds(5);
-    }
-    enter_announce(context);
-    return seconds(2);
+    return seconds(qv_mqtt_connect(context) == 0 ? 2 : 5);
 }
 
 seconds announce(AgentContext& context) {
@@ -75,8 +88,9 @@ bool queue_periodic_requests(AgentContext& context) {
 
 int32_t qv_agent_state_machine(AgentContext& context) {
     context.state = AGENT_STATE_CONNECT;
+    WallTimer timer;
     seconds wait{0};
-    while (pause(context, wait)) {
+    while (pause(context, timer, wait)) {
         const AgentState state = next_state(context);
         printf("sm->state:%d\n", state);
         switch (state) {

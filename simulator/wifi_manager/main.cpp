@@ -21,6 +21,7 @@ std::string from_environment(const char* name, const char* fallback) {
 
 struct Options {
     std::string socket = from_environment("ZENDRY_ROOT", "") + "/var/run/wifi_manager.sock";
+    std::string system_package = from_environment("ZENDRY_ROOT", "") + "/etc/config/system";
     std::string folder = from_environment("AP_DIR", "/run/ap");
     std::string control_file = folder + "/wifi_manager.behave";
     std::string state_file = folder + "/wifi_manager.state.json";
@@ -58,6 +59,7 @@ bool set_up(Simulation& simulation, const Options& options) {
                                           .freqs = options.freqs});
     simulation.still = options.still;
     simulation.control_file = options.control_file;
+    simulation.system_package = options.system_package;
     simulation.state_file = options.state_file;
     if (!options.initial_state.empty()) {
         const std::string error = qv_load_state(simulation.ap, options.initial_state);

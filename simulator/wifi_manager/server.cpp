@@ -6,6 +6,7 @@
 #include "platform/scoped_fd.h"
 #include "state_json.h"
 #include "statistics.h"
+#include "stored_notes.h"
 
 #include <algorithm>
 #include <array>
@@ -36,7 +37,10 @@ using Clock = std::chrono::steady_clock;
 AccessPoint now_of(const Simulation& simulation) {
     using std::chrono::milliseconds;
     const auto passed = std::chrono::duration_cast<milliseconds>(Clock::now() - simulation.since);
-    return qv_access_point_at(simulation.ap, simulation.still ? milliseconds(0) : passed);
+    AccessPoint now =
+        qv_access_point_at(simulation.ap, simulation.still ? milliseconds(0) : passed);
+    qv_show_stored_notes(now.system, simulation.system_package);
+    return now;
 }
 
 /// Appends the reply's record or changes the state. Returns why the request is refused, or none.

@@ -13,7 +13,8 @@ struct Simulation {
     std::chrono::steady_clock::time_point since = std::chrono::steady_clock::now();
     bool still = false; ///< no time passes
     std::string control_file;
-    std::string state_file; ///< written after every change
+    std::string system_package; ///< of the configuration store; its notes are shown
+    std::string state_file;     ///< written after every change
 };
 
 /// Writes the state file, or logs that it cannot be written.

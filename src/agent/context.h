@@ -3,15 +3,18 @@
 #define QV_AGENT_CONTEXT_H
 
 #include "agent/command.h"
+#include "agent/connection.h"
 #include "agent/local_socket.h"
 #include "agent/message_queue.h"
 #include "agent/report_kind.h"
+#include "platform/monotonic_condition.h"
+#include "platform/scoped_fd.h"
 #include "platform/thread.h"
 #include "platform/zendry_common.h"
 
 #include <array>
 #include <atomic>
-#include <condition_variable>
+#include <chrono>
 #include <cstdint>
 #include <mutex>
 #include <span>
@@ -41,28 +44,25 @@ using MsgHandler = int32_t(AgentContext& context, const char* topic, const char*
                            uint32_t length);
 
 struct AgentContext {
+    AgentContext();
+
     std::atomic<AgentState> state{AGENT_STATE_CONNECT};
 
-    /// Guards the writes of `state` by other threads than the main loop's, `busy` and the two
-    /// connect marks; also the mutex of the main loop's timed wait. Never held across a handler.
+    /// Guards the writes of `state` by other threads than the main loop's and what follows up to
+    /// `worker_runs`; also the mutex of the main loop's waits. Never held across a handler.
     std::mutex lock;
-    std::condition_variable wake; ///< signalled only when the agent stops
-    int32_t busy = 0;             ///< 1 while a firmware job of command 1032 runs
+    MonotonicCondition wake; ///< the agent stops, or a connection was made
+    int32_t busy = 0;        ///< 1 while a firmware job of command 1032 runs
+    ConnectMarks marks;
+    bool worker_runs = false; ///< `worker` has a firmware job, or its reboot, to end yet
 
-    /// A connect step is due, whatever `state` says by now: a later command that writes `state`
-    /// must not make the agent forget it.
-    bool connect_asked = false;
-    bool connection_lost = false; ///< as above; the network thread makes the new connection
-
-    std::atomic<int32_t> stop{0}; ///< set once, by qv_agent_stop
+    std::atomic<int32_t> stop{0};   ///< set once, by qv_agent_stop
+    ScopedFd stopped;               ///< eventfd, readable once it is set
+    std::atomic<int32_t> failed{0}; ///< 1 when it stops because it is of no use any more
 
     Thread reader;     ///< qv_local_recv_thread
     Thread controller; ///< qv_agent_controller_thread
     Thread worker;     ///< the firmware job of command 1032
-
-    /// Held by the network thread while it starts a worker, by the main thread while it waits for
-    /// the last one.
-    std::mutex worker_lock;
 
     /// Guards the identity and the broker settings, for the length of a copy.
     std::mutex settings_lock;
@@ -85,11 +85,12 @@ struct AgentContext {
 /// Writes the state on behalf of any thread but the main loop's.
 void qv_agent_set_state(AgentContext& context, AgentState state);
 
-/// As qv_agent_set_state with AGENT_STATE_CONNECT, after the broker connection was lost.
-void qv_agent_connection_lost(AgentContext& context);
-
-/// Raises the stop flag and wakes the main loop and the controller thread.
+/// Raises the stop flag, wakes the main loop and the controller thread, and ends downloads. No
+/// command and no step of an upgrade begins from here on; a tool under way is not disturbed.
 void qv_agent_stop(AgentContext& context);
+
+/// Waits for the stop, for so long at most. Whether the agent stops.
+bool qv_agent_stops_within(const AgentContext& context, std::chrono::milliseconds limit);
 
 bool qv_agent_stopping(const AgentContext& context);
 

@@ -32,9 +32,7 @@ bool refresh_identity(AgentContext& context, const Command& command) {
 bool finish(AgentContext& context, const Command& command) {
     switch (command.ending) {
     case CommandEnding::normal: qv_agent_set_state(context, AGENT_STATE_RUN); return true;
-    case CommandEnding::broker_reconnect:
-        qv_agent_set_state(context, AGENT_STATE_CONNECT);
-        return true;
+    case CommandEnding::broker_reconnect: qv_agent_ask_connection(context); return true;
     case CommandEnding::refresh_identity:
         if (!refresh_identity(context, command)) {
             return false;
@@ -45,7 +43,7 @@ bool finish(AgentContext& context, const Command& command) {
         if (!refresh_identity(context, command)) {
             return false;
         }
-        qv_agent_set_state(context, AGENT_STATE_CONNECT);
+        qv_agent_ask_connection(context);
         return true;
     }
     return true;
@@ -73,13 +71,12 @@ void* qv_agent_controller_thread(void* agent_context) {
     bool identity_known = true;
     while (identity_known && !qv_agent_stopping(context)) {
         const ControllerMsgPtr message = msg_queue_pop(context.queue);
-        if (message == nullptr) {
-            if (!qv_agent_stopping(context)) {
-                sleep(1);
-            }
-            continue;
+        if (qv_agent_stopping(context)) {
+            break; // no command begins any more
         }
-        if (!firmware_job_running(context)) {
+        if (message == nullptr) {
+            sleep(1);
+        } else if (!firmware_job_running(context)) {
             identity_known = qv_agent_process(context, *message);
         }
     }

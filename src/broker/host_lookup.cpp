@@ -1,18 +1,20 @@
 #include "broker/host_lookup.h"
 
+#include "broker/link_wait.h"
+#include "platform/scoped_fd.h"
+#include "platform/zendry_common.h"
+
 #include <arpa/inet.h>
-#include <condition_variable>
+#include <atomic>
 #include <cstdio>
 #include <cstring>
-#include <mutex>
 #include <netdb.h>
 #include <new>
+#include <poll.h>
 #include <pthread.h>
+#include <sys/eventfd.h>
 
 namespace {
-
-/// How long the stop flag may go unseen.
-constexpr std::chrono::milliseconds SLICE{250};
 
 bool is_address(const char* host) {
     in6_addr binary;
@@ -61,76 +63,56 @@ struct HostLookup::Job {
         snprintf(host.data(), host.size(), "%s", name);
     }
 
+    std::atomic<int> owners{2}; ///< the HostLookup and the thread
     std::array<char, BROKER_HOST_SIZE> host{};
-    std::mutex lock; ///< guards what follows
-    std::condition_variable changed;
-    bool done = false;      ///< the thread has ended with this
-    bool abandoned = false; ///< the thread releases the job
-    HostAddresses addresses;
+    HostAddresses addresses; ///< the thread's until it is ready
+    std::atomic<bool> ready{false};
+    ScopedFd done{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
 };
 
-void* HostLookup::run(void* argument) {
-    auto* const job = static_cast<Job*>(argument);
-    const HostAddresses addresses = resolve(job->host.data());
-    bool abandoned = false;
-    {
-        const std::lock_guard guard(job->lock);
-        job->addresses = addresses;
-        job->done = true;
-        abandoned = job->abandoned;
-        job->changed.notify_all();
-    }
-    if (abandoned) {
+void HostLookup::Release::operator()(Job* job) const {
+    if (--job->owners == 0) {
         delete job;
     }
+}
+
+void* HostLookup::run(void* argument) {
+    const std::unique_ptr<Job, Release> job(static_cast<Job*>(argument));
+    job->addresses = resolve(job->host.data());
+    job->ready = true;
+    eventfd_write(job->done.get(), 1);
     return nullptr;
 }
 
-HostLookup::~HostLookup() {
+bool HostLookup::start(const char* host) {
+    job_.reset(new (std::nothrow) Job(host));
     if (job_ == nullptr) {
-        return;
+        return false;
     }
-    bool done = false;
-    {
-        const std::lock_guard guard(job_->lock);
-        job_->abandoned = true;
-        done = job_->done;
+    if (!job_->done.valid() || !start_detached(run, job_.get())) {
+        job_->owners = 1;
+        job_.reset();
     }
-    if (done) {
-        delete job_;
-    }
+    return job_ != nullptr;
 }
 
-HostAddresses HostLookup::find(const AgentContext& context, const char* host,
-                               std::chrono::steady_clock::time_point deadline) {
+HostAddresses HostLookup::find(AgentContext& context, const char* host,
+                               MonotonicCondition::Clock::time_point deadline) {
     HostAddresses addresses;
     if (is_address(host)) {
         add(addresses, host);
         return addresses;
     }
-    if (job_ == nullptr) {
-        job_ = new (std::nothrow) Job(host);
-        if (job_ == nullptr || !start_detached(run, job_)) {
-            delete job_;
-            job_ = nullptr;
-            return addresses;
-        }
+    if (job_ == nullptr && !start(host)) {
+        return addresses;
     }
-    {
-        std::unique_lock guard(job_->lock);
-        while (!job_->done && !qv_agent_stopping(context) &&
-               std::chrono::steady_clock::now() < deadline) {
-            job_->changed.wait_until(guard,
-                                     std::min(deadline, std::chrono::steady_clock::now() + SLICE));
-        }
-        if (!job_->done) {
-            return addresses;
-        }
-        if (strcmp(job_->host.data(), host) == 0) { // not of a host that was set before
-            addresses = job_->addresses;
-        }
+    qv_link_await(context, job_->done.get(), POLLIN, deadline);
+    if (!job_->ready) {
+        return addresses;
     }
-    delete job_;
-    job_ = nullptr;
+    if (strcmp(job_->host.data(), host) == 0) { // not of a host that was set before
+        addresses = job_->addresses;
+    }
+    job_.reset();
     return addresses;
 }

@@ -1,6 +1,7 @@
 #include "broker/intake.h"
 
 #include "agent/context.h"
+#include "broker/session.h"
 #include "json/json_field.h"
 
 #include <algorithm>
@@ -23,19 +24,20 @@ int32_t queue(AgentContext& context, int32_t type, const char* text, uint32_t le
         return -1;
     }
     msg_queue_push(context.queue, std::move(message));
-    qv_agent_set_state(context, AGENT_STATE_RUN);
+    qv_agent_command_queued(context);
     return 0;
 }
 
-void run_at_once(AgentContext& context, const IntakeCommand& command, const char* text,
-                 uint32_t length) {
+} // namespace
+
+int32_t qv_intake_run(AgentContext& context, const IntakeCommand& command, const char* text,
+                      uint32_t length) {
     if (command.busy_first) {
         qv_agent_set_state(context, AGENT_STATE_BUSY);
     }
     command.handler(context, text, length);
+    return command.queued_too ? queue(context, command.type, text, length) : 0;
 }
-
-} // namespace
 
 int32_t qv_agent_recv_msg(AgentContext& context, const char* /*topic*/, const char* text,
                           uint32_t length) {
@@ -46,11 +48,10 @@ int32_t qv_agent_recv_msg(AgentContext& context, const char* /*topic*/, const ch
     }
     printf("hdr.type: %d, hdr.ts: %llu\n", hdr.type, static_cast<unsigned long long>(hdr.ts));
     const auto command = std::ranges::find(context.intake_commands, hdr.type, &IntakeCommand::type);
-    if (command != context.intake_commands.end()) {
-        run_at_once(context, *command, text, length);
-        if (!command->queued_too) {
-            return 0;
-        }
+    if (command == context.intake_commands.end()) {
+        return queue(context, hdr.type, text, length);
     }
-    return queue(context, hdr.type, text, length);
+    return context.session == nullptr
+               ? qv_intake_run(context, *command, text, length)
+               : context.session->intake.start(context, *command, text, length);
 }

@@ -1,10 +1,11 @@
-// Intake of inbound messages: reads the header and handles the message at once or queues it.
+// Intake of inbound messages: reads the header and hands the message on.
 #ifndef QV_BROKER_INTAKE_H
 #define QV_BROKER_INTAKE_H
 
 #include <cstdint>
 
 struct AgentContext;
+struct IntakeCommand;
 
 struct MsgHdr {
     int32_t type = 0; ///< "type", a number or a decimal string
@@ -16,11 +17,17 @@ struct MsgHdr {
 /// otherwise -1, after the field reader's line; `has_type` then tells whether the type was.
 int32_t qv_json_parse_msg_hdr(MsgHdr& header, const char* text, uint32_t length);
 
-/// Receives every non-empty inbound payload, on the network thread: runs the commands of the
-/// context's intake table, queues the others for the controller thread and sets AGENT_STATE_RUN.
-/// A message without a readable type is dropped. `text` is NUL-terminated, valid during the call.
-/// Returns 0, or -1 when the message could not be read or queued.
+/// Receives every non-empty inbound payload, on the network thread: gives the commands of the
+/// context's intake table to the intake worker, queues the others for the controller thread and
+/// sets AGENT_STATE_RUN. A message without a readable type is dropped. `text` is NUL-terminated,
+/// valid during the call. Returns 0, or -1 when the message could not be read or handed on. A
+/// context without a session has no worker: the call runs such a command itself.
 int32_t qv_agent_recv_msg(AgentContext& context, const char* topic, const char* text,
                           uint32_t length);
+
+/// Runs a command of the intake table to its end, and queues it where it goes to the controller
+/// thread as well. Returns 0, or -1 when it could not be queued.
+int32_t qv_intake_run(AgentContext& context, const IntakeCommand& command, const char* text,
+                      uint32_t length);
 
 #endif

@@ -11,7 +11,7 @@ void ReportStore::add(std::string_view report) {
         return;
     }
     memcpy(copy.get(), report.data(), report.size());
-    while (count_ == REPORTS_MAX || bytes_ + report.size() > BYTES_MAX) {
+    while (!has_room(report.size())) {
         drop_oldest();
     }
     entries_[(first_ + count_) % REPORTS_MAX] = {std::move(copy), report.size()};
@@ -28,6 +28,7 @@ void ReportStore::remove_oldest() {
     bytes_ -= removed.size;
     first_ = (first_ + 1) % REPORTS_MAX;
     --count_;
+    oldest_is_sending_ = false;
 }
 
 void ReportStore::drop_oldest() {

@@ -1,4 +1,4 @@
-// Reports that wait for a session.
+// Reports that the kernel does not have yet.
 #ifndef QV_BROKER_REPORT_STORE_H
 #define QV_BROKER_REPORT_STORE_H
 
@@ -21,10 +21,30 @@ public:
     bool empty() const {
         return count_ == 0;
     }
+    uint32_t count() const {
+        return count_;
+    }
+
+    /// Whether a report of this size pushes no other out.
+    bool has_room(size_t size) const {
+        return count_ == 0 || (count_ < REPORTS_MAX && bytes_ + size <= BYTES_MAX);
+    }
 
     /// The oldest report; the store is not empty.
     std::string_view oldest() const;
     void remove_oldest();
+
+    // The oldest report, once it is on its way, stays until it has left. It loses the mark when
+    // it is pushed out.
+    void mark_sending() {
+        oldest_is_sending_ = count_ > 0;
+    }
+    void unmark_sending() {
+        oldest_is_sending_ = false;
+    }
+    bool oldest_is_sending() const {
+        return oldest_is_sending_;
+    }
 
 private:
     struct Entry {
@@ -38,6 +58,7 @@ private:
     uint32_t first_ = 0;
     uint32_t count_ = 0;
     size_t bytes_ = 0;
+    bool oldest_is_sending_ = false;
 };
 
 #endif

@@ -1,68 +1,74 @@
-// The MQTT session: one client, one network thread, one operation to publish.
+// The MQTT session: one client, one lock that owns it, one network thread that serves it.
 #ifndef QV_BROKER_SESSION_H
 #define QV_BROKER_SESSION_H
 
 #include "broker/host_lookup.h"
 #include "broker/inbox.h"
+#include "broker/intake_worker.h"
 #include "broker/report_store.h"
+#include "platform/monotonic_condition.h"
+#include "platform/scoped_fd.h"
 #include "platform/thread.h"
 
 #include <atomic>
-#include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <mosquitto.h>
 #include <mutex>
 
 struct AgentContext;
 
-/// What the broker link keeps. The network thread alone connects, loops and reads; other threads
-/// ask it for a reconnection and publish.
+/// What the network thread alone touches.
+struct LinkState {
+    using Clock = MonotonicCondition::Clock;
+
+    bool last_attempt = false; ///< the one that reports get which wait when the agent closes
+    Inbox inbox;               ///< messages read, not yet handled
+    HostLookup lookup;
+    Clock::time_point next_attempt; ///< no connect call before
+    Clock::time_point accept_by;    ///< the broker's CONNACK is waited for until then
+    Clock::time_point heard;        ///< the broker's last bytes
+};
+
+/// What the broker link keeps. The network thread connects, reads and writes; other threads
+/// publish, each in its own time, and ask for a reconnection.
 struct MqttSession {
-    mosquitto* client = nullptr; ///< created by the first connect step
+    using Clock = MonotonicCondition::Clock;
+
+    ScopedFd wake; ///< eventfd: what the network thread waits for beside the socket
     Thread network;
+    IntakeWorker intake;
+    LinkState link;
 
     /// 1 from a successful connect call to the report of a lost connection.
     std::atomic<int32_t> mqtt_connected{0};
+    std::atomic<bool> closing{false}; ///< the agent has nothing more to say
 
-    /// Guards what follows up to `waiting`. The network thread looks at the marks without it, once
-    /// in every turn: a publisher that has just woken it still holds the lock.
-    std::mutex lock;
-    std::condition_variable changed;          ///< a connection was made, or the agent stops
-    std::atomic<bool> reconnect_asked{false}; ///< by the connect step
-    std::atomic<bool> closing{false};         ///< the agent has nothing more to say
-    std::atomic<bool> live{false};            ///< broker accepted the session, nothing blocks it
-    uint32_t connections = 0;                 ///< successful connect calls so far
-    ReportStore waiting;                      ///< reports published while not live, in order
-
-    /// The network thread's own.
-    struct {
-        bool accepted = false; ///< by the broker's CONNACK
-        bool ended = false;    ///< connection lost, refused or closed
-        bool leaving = false;  ///< our DISCONNECT is on its way
-        bool overdue = false;  ///< a handler blocked the thread longer than the keep-alive
-        Inbox inbox;           ///< messages read, not yet handled
-        HostLookup lookup;
-        std::chrono::steady_clock::time_point next_attempt; ///< no connect call before
-    } link;
+    /// Held for every call into the library, hence in its callbacks, and for what follows; never
+    /// across a wait for the broker.
+    std::mutex client_lock;
+    mosquitto* client = nullptr; ///< created by the first connect step
+    bool live = false;           ///< the broker has accepted the session, and it has not ended
+    bool ended = true;           ///< connection lost, refused or closed
+    int end_result = 0;          ///< the library's word for why it has ended
+    Clock::time_point spoke;     ///< our last bytes
+    ReportStore waiting;         ///< reports that the kernel does not have yet, in order
+    MonotonicCondition moved;    ///< `live` or `waiting` has changed, or the agent stops
 };
 
 /// Connect step of the main state machine. The first call creates the client and starts the
-/// network thread; a later one asks it for a new connection, or, after a lost connection, takes
-/// the one that it makes by itself. Returns 0 once connected, or -1 when the client cannot be
-/// created or the agent stops.
+/// network thread; a later one asks it for a new connection where a command wanted one, and takes
+/// the one that it makes by itself after a loss. Returns 0 once connected, or -1 when the client
+/// cannot be created or the agent stops.
 int32_t qv_mqtt_connect(AgentContext& context);
 
-/// Publishes `length` bytes of `text` on the report topic, from any thread. Without a session
-/// that the broker has accepted, the report waits for the next one.
-void qv_mqtt_publish(AgentContext& context, const char* text, uint32_t length);
-
-/// Lets the connect step and the connect loop see that the agent stops. An accepted session goes
-/// on until qv_mqtt_close, for the reports of a handler that is still at work.
+/// Lets a publisher that waits for a slow broker see that the agent stops. The session goes on
+/// until qv_mqtt_close, for the reports of a handler that is still at work.
 void qv_mqtt_interrupt(AgentContext& context);
 
 /// Ends the session in good order (reports handed over, DISCONNECT, status recorded) and releases
-/// the client. The thread that called qv_mqtt_connect calls this.
+/// the client. Without a session, reports that wait get one attempt of at most 3 s; what does not
+/// go out is named in one line. The thread that called qv_mqtt_connect calls this, after all that
+/// publishes.
 void qv_mqtt_close(AgentContext& context);
 
 #endif

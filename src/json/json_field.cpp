@@ -1,5 +1,7 @@
 #include "json/json_field.h"
 
+#include "json/text.h"
+
 #include <climits>
 #include <cstdio>
 #include <cstring>
@@ -49,7 +51,7 @@ bool store(FieldDestination destination, T value) {
 }
 
 bool store_text(std::span<char> destination, std::string_view text) {
-    if (text.size() >= destination.size()) {
+    if (!qv_text_fits(text, destination.size())) {
         return false;
     }
     memcpy(destination.data(), text.data(), text.size());

@@ -77,7 +77,7 @@ int32_t map_value_to_json_field(json_object* object, int32_t field_type, const c
 
 /// Finds the key in the object and stores its value. Returns 1, or 0 after one printed line, with
 /// nothing stored: no object, key missing, code not readable, destination of another width than
-/// the code's, text that does not fit with its NUL. JSON null stores an empty text or 0.
+/// the code's, text that does not fit (qv_text_fits). JSON null stores an empty text or 0.
 int32_t map_json_field_to_value(json_object* object, int32_t field_type, const char* field_name,
                                 FieldDestination destination);
 
@@ -99,7 +99,7 @@ GeneralDataText qv_json_parse_msg_general_data(const char* text);
 enum class GeneralData : uint8_t {
     absent,  ///< no "data" or no "general_data" in it; destination untouched
     stored,  ///< destination holds the text with its NUL
-    too_long ///< does not fit; destination untouched
+    too_long ///< does not fit (qv_text_fits); destination untouched
 };
 
 /// Copies that text with a NUL behind it into the destination. Always returns 0; `outcome`, when

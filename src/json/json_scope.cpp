@@ -1,5 +1,7 @@
 #include "json/json_scope.h"
 
+#include <cerrno>
+
 void qv_json_free(json_object* object) {
     if (object != nullptr) {
         json_object_put(object);
@@ -7,7 +9,14 @@ void qv_json_free(json_object* object) {
 }
 
 const char* qv_json_to_string(json_object* object) {
-    return object == nullptr ? nullptr : json_object_to_json_string(object);
+    if (object == nullptr) {
+        return nullptr;
+    }
+    // json-c leaves out what its buffer cannot be made larger for and prints on. All that tells is
+    // what realloc(3) has put into errno.
+    errno = 0;
+    const char* const text = json_object_to_json_string(object);
+    return errno == ENOMEM ? nullptr : text;
 }
 
 json_object* qv_json_member(json_object* object, const char* key) {

@@ -9,8 +9,8 @@
 /// json_object_put of the object when there is one.
 void qv_json_free(json_object* object);
 
-/// Serialised text of the object (json-c's default form), or none when there is no object. The
-/// text belongs to the object.
+/// Serialised text of the object (json-c's default form), or none when there is no object or
+/// memory is out. The text belongs to the object.
 const char* qv_json_to_string(json_object* object);
 
 struct JsonDeleter {

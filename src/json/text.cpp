@@ -66,6 +66,10 @@ JsonPtr new_string(std::string_view text) {
 
 } // namespace
 
+bool qv_text_fits(std::string_view text, size_t capacity) {
+    return text.size() < capacity && text.find('\0') == text.npos;
+}
+
 std::string_view qv_field_text(std::span<const char> field) {
     return {field.data(), strnlen(field.data(), field.size())};
 }
@@ -80,9 +84,8 @@ size_t qv_utf8_cut(std::string_view text, size_t limit) {
     if (text.size() <= limit) {
         return text.size();
     }
-    // The character that the limit falls into begins at most three bytes before it. What is not
-    // UTF-8 is cut at the limit.
-    for (size_t back = 1; back <= std::min<size_t>(limit, 3); ++back) {
+    // What is not UTF-8 is cut at the limit.
+    for (size_t back = 1; back <= std::min(limit, UTF8_TAIL_MAX); ++back) {
         if (character_size(text.substr(limit - back)) > back) {
             return limit - back;
         }

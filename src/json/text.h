@@ -8,6 +8,10 @@
 #include <span>
 #include <string_view>
 
+/// Whether the text fits in so many bytes with a NUL behind it and is all there up to that NUL: one
+/// with a NUL in it fits nowhere.
+bool qv_text_fits(std::string_view text, size_t capacity);
+
 /// Text of a fixed-width field: up to its first NUL, or its full width.
 std::string_view qv_field_text(std::span<const char> field);
 
@@ -15,8 +19,12 @@ std::string_view qv_field_text(std::span<const char> field);
 /// width or longer leaves no terminator.
 void qv_set_field_text(std::span<char> field, std::string_view text);
 
+/// Most bytes of a UTF-8 character behind its first.
+inline constexpr size_t UTF8_TAIL_MAX = 3;
+
 /// Length in bytes of the longest beginning of `text` that has at most `limit` bytes and does not
-/// end inside a UTF-8 character (RFC 3629); what is not UTF-8 is cut at the limit.
+/// end inside a UTF-8 character (RFC 3629); what is not UTF-8 is cut at the limit. A longer text
+/// must be given with UTF8_TAIL_MAX bytes behind the limit; the rest does not matter.
 size_t qv_utf8_cut(std::string_view text, size_t limit);
 
 /// A JSON string of the text. What is not UTF-8 (RFC 3629) is replaced by U+FFFD, one for each

@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <json-c/json_util.h>
 #include <string_view>
 
 // --- Clock ---
@@ -21,14 +20,21 @@ namespace {
 constexpr size_t LOCAL_TIME_SIZE = 20;
 constexpr int TM_YEAR_BASE = 1900;
 
-/// Whether json-c's conversion to an integer gives a number that stands in the text: it makes 0 of
-/// everything else.
+/// Digits from end to end, behind a sign or none.
+bool is_decimal(std::string_view text) {
+    if (text.starts_with('-') || text.starts_with('+')) {
+        text.remove_prefix(1);
+    }
+    return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
+}
+
+/// Whether json-c's conversion to an integer gives the number that the value is: it makes one of
+/// other values, too, 12 of "12abc" and 0 of "soon".
 bool is_number(json_object* value) {
-    int64_t ignored = 0;
     switch (json_object_get_type(value)) {
     case json_type_int: return true;
     case json_type_double: return std::isfinite(json_object_get_double(value));
-    case json_type_string: return json_parse_int64(json_object_get_string(value), &ignored) == 0;
+    case json_type_string: return is_decimal(qv_json_value_text(value));
     case json_type_null:
     case json_type_boolean:
     case json_type_object:

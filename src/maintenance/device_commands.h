@@ -25,8 +25,8 @@ int32_t qv_set_equipment_notes(AgentContext& context, const char* payload, uint3
 int32_t qv_wifi_reload(AgentContext& context, const char* payload, uint32_t length);
 
 /// Takes "timestamp" (milliseconds since 1970-01-01 00:00:00 UTC) from a NUL-terminated command
-/// text as whole seconds, rounded towards zero. Unchanged when the text has no such number.
-/// Always returns 0.
+/// text as whole seconds, rounded towards zero: a JSON number, or text of digits from end to end
+/// behind a sign or none. Unchanged when the command has no such number. Always returns 0.
 int32_t qv_json_parse_msg_get_timestamp(std::optional<int64_t>& seconds, const char* text,
                                         uint32_t length);
 

@@ -1,12 +1,17 @@
 #include "maintenance/flash_tools.h"
 
+#include "broker/publish.h"
 #include "platform/device_paths.h"
 #include "platform/shell.h"
 
 #include <array>
+#include <chrono>
 #include <cstdio>
 
 namespace {
+
+/// The tool may end the agent before it returns; until then the last status is to have left.
+constexpr std::chrono::seconds STATUS_LIMIT{2};
 
 using CommandText = std::array<char, 256>;
 
@@ -35,6 +40,7 @@ int32_t qv_run_updata_rootfs(bool keep_configuration) {
     return status;
 }
 
-int32_t qv_run_reboot() {
+int32_t qv_reboot_device(AgentContext& context) {
+    qv_mqtt_await_written(context, STATUS_LIMIT);
     return qv_run_shell("reboot");
 }

@@ -40,15 +40,23 @@ FlashJobPtr new_flash_job(AgentContext& context, const char* payload, uint32_t l
     return job;
 }
 
-/// Takes `busy`. False when a worker has it, or when the agent stops.
+/// Takes `busy` and the worker. False when a job has the worker, or when the agent stops. `busy`
+/// alone refuses nobody: a sysupgrade that did not restart the device leaves it behind, and a new
+/// job is the way back.
 bool begin_job(AgentContext& context) {
     const std::lock_guard guard(context.lock);
-    if (context.busy == 1 || qv_agent_stopping(context)) {
+    if (context.worker_runs || qv_agent_stopping(context)) {
         return false;
     }
     context.state = AGENT_STATE_BUSY;
     context.busy = 1;
+    context.worker_runs = true;
     return true;
+}
+
+void end_worker(AgentContext& context) {
+    const std::lock_guard guard(context.lock);
+    context.worker_runs = false;
 }
 
 int32_t abandon_job(AgentContext& context, const char* reason) {
@@ -56,6 +64,7 @@ int32_t abandon_job(AgentContext& context, const char* reason) {
         const std::lock_guard guard(context.lock);
         context.state = AGENT_STATE_RUN;
         context.busy = 0;
+        context.worker_runs = false;
     }
     printf("QV_ERR: firmware upgrade not started: %s\n", reason);
     qv_send_updata_stats(context, UPDATA_DOWNLOAD_FAILED);
@@ -65,9 +74,7 @@ int32_t abandon_job(AgentContext& context, const char* reason) {
 } // namespace
 
 int32_t qv_fw_flash_start(AgentContext& context, const char* payload, uint32_t length) {
-    // Taken only when the main thread waits for the last worker.
-    const std::unique_lock starting(context.worker_lock, std::try_to_lock);
-    if (!starting.owns_lock() || !begin_job(context)) {
+    if (!begin_job(context)) {
         puts("QV_ERR: firmware upgrade refused: another one runs, or the agent stops");
         return 0;
     }
@@ -87,6 +94,7 @@ int32_t qv_fw_flash_start(AgentContext& context, const char* payload, uint32_t l
 void* qv_fw_flash_thread(void* job) {
     const FlashJobPtr own(static_cast<FlashJob*>(job));
     qv_fw_upgrade(*own->ctx, own->data.get(), own->len);
+    end_worker(*own->ctx); // last: the next job may take the thread's place from here on
     return nullptr;
 }
 
@@ -110,7 +118,7 @@ int32_t qv_fw_flash(AgentContext& context, const char* payload, uint32_t length)
     const int32_t status = qv_run_updata_rootfs(save_config == 1);
     qv_send_updata_stats(context, status == 0 ? int32_t{UPDATA_FLASHED_IMAGE} : -status);
     if (status == 0 && reboot == 1) {
-        qv_run_reboot();
+        qv_reboot_device(context);
     }
     return 0;
 }

@@ -23,14 +23,14 @@ void log_unusual_bytes(std::string_view text) {
 
 RecordReading::Outcome qv_json_parse_msg_get_fw_params(FwParams& params, const char* payload,
                                                        uint32_t length) {
-    const std::string_view text(payload, strnlen(payload, length));
-    log_unusual_bytes(text);
-    printf("payload:%s\n", payload);
-    if (length > FW_COMMAND_MAX) {
+    if (length > FW_COMMAND_MAX) { // before a line for each of its bytes
         printf("QV_ERR: firmware upgrade refused: command text longer than %u bytes\n",
                FW_COMMAND_MAX);
         return RecordReading::too_long;
     }
+    const std::string_view text(payload, strnlen(payload, length));
+    log_unusual_bytes(text);
+    printf("payload:%s\n", payload);
     const JsonPtr root = inet_recv_request(text.data(), static_cast<uint32_t>(text.size()));
     const RecordReading reading =
         qv_json_to_record(qv_command_data(root.get(), qv_command_contract(COMMAND_FW_UPGRADE)),

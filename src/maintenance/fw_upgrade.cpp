@@ -38,6 +38,15 @@ void clear_busy(const Upgrade& upgrade) {
     }
 }
 
+/// Asked before each step: none begins once the agent stops.
+bool given_up(const Upgrade& upgrade) {
+    if (!qv_agent_stopping(upgrade.context)) {
+        return false;
+    }
+    puts("QV_INFO: firmware upgrade given up, the agent stops");
+    return true;
+}
+
 int32_t fail(const Upgrade& upgrade, UpdataStatus status) {
     clear_busy(upgrade);
     qv_send_updata_stats(upgrade.context, status);
@@ -60,7 +69,7 @@ int32_t flash_with_updata_rootfs(const Upgrade& upgrade) {
     clear_busy(upgrade);
     if (is_set(upgrade.params.reboot)) {
         printf("QV: reboot now:%d,%d\n", -UPDATA_DONE, 1);
-        qv_run_reboot();
+        qv_reboot_device(upgrade.context);
     }
     return UPDATA_DONE;
 }
@@ -85,6 +94,9 @@ int32_t flash(const Upgrade& upgrade) {
     const auto* const board = std::ranges::find(BOARDS, std::string_view(name), &Board::name);
     if (board == std::end(BOARDS)) {
         fprintf(stderr, "Unsupported board: %s\n", name);
+        return fail(upgrade, UPDATA_FLASHING_FAILED);
+    }
+    if (given_up(upgrade)) {
         return fail(upgrade, UPDATA_FLASHING_FAILED);
     }
     return board->flash(upgrade);
@@ -112,10 +124,11 @@ int32_t run(Upgrade& upgrade, const char* payload, uint32_t length) {
     // image, or write the flash, under the tool of the other.
     static std::mutex upgrading;
     const std::lock_guard alone(upgrading);
-    if (file_request(params.server_ip, port_number(params.server_port), params.image_name) != 0) {
+    if (given_up(upgrade) ||
+        file_request(params.server_ip, port_number(params.server_port), params.image_name) != 0) {
         return fail(upgrade, UPDATA_DOWNLOAD_FAILED);
     }
-    if (qv_check_md5sum(qv_device_paths.firmware_image, params.md5sum) != 0) {
+    if (given_up(upgrade) || qv_check_md5sum(qv_device_paths.firmware_image, params.md5sum) != 0) {
         return fail(upgrade, UPDATA_CHECKSUM_WRONG);
     }
     return flash(upgrade);

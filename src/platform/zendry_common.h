@@ -33,9 +33,10 @@ int32_t qv_ctrl_send_wifi_mgr_msg(const void* request, uint32_t request_length, 
                                   uint32_t reply_capacity);
 
 /*
- * Opens the configuration store for the calling thread; other threads and processes wait until
- * uciDestroy. Returns 0 when the store can be used; after any other result the calls below fail
- * and uciDestroy does nothing.
+ * Opens the configuration store for the calling thread. A package belongs to it from its first use
+ * until uciDestroy: others wait for it, at most 5 seconds, after which their call fails. Returns 0
+ * when the store can be used; after any other result the calls below fail and uciDestroy does
+ * nothing.
  */
 int32_t uciInit(void);
 
@@ -55,15 +56,16 @@ int32_t uciCommit(const char* package);
 
 /*
  * Returns -1 when the package has no section of this type and name, 0 when it has one, and any
- * other value when the package cannot be read.
+ * other value when the package cannot be read. A broker entry without host and port counts as none.
  */
 int32_t uciSectionExist(const char* package, const char* section, const char* name);
 
 /*
  * The broker entry of package "system": section "conf", name "broker". These calls open, commit
  * and close the store themselves and must not be made between uciInit and uciDestroy. They
- * return 0 on success. A host that does not fit or a port outside 1 to 65535 is neither stored
- * nor read back; settings is then as it was.
+ * return 0 on success. A new entry is added and then set; only then it is sure to be in the store.
+ * A host that does not fit or a port outside 1 to 65535 is neither stored nor read back; settings
+ * is then as it was. A section of another type with that name stays as it is.
  */
 int32_t uci_add_section_system_config(const char* section, const char* name);
 int32_t uci_set_system_broker_config(const char* name, BrokerConfig settings);

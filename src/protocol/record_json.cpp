@@ -42,11 +42,8 @@ bool append(printbuf& text, const Parts&... parts) {
 }
 
 bool append_value(printbuf& text, json_object* value) {
-    size_t length = 0;
-    const char* const printed =
-        json_object_to_json_string_length(value, JSON_C_TO_STRING_SPACED, &length);
-    return value != nullptr && printed != nullptr &&
-           append(text, std::string_view(printed, length));
+    const char* const printed = qv_json_to_string(value);
+    return printed != nullptr && append(text, printed);
 }
 
 /// Whether json-c prints the text as it is: ASCII without anything to escape.
@@ -118,24 +115,26 @@ bool append_rows(printbuf& text, std::span<const std::byte> record, RecordTable 
     return true;
 }
 
-/// Shorter by the entries that did not find memory; false when not even its end did.
-bool append_list(printbuf& text, std::span<const std::byte> record, const RecordList& list) {
-    const size_t count = qv_listed(record, list);
+/// Ends behind the last entry that found memory; false when not all did.
+bool append_entries(printbuf& text, std::span<const std::byte> record, const RecordList& list) {
     const bool objects = list.fields[0].key != nullptr;
     std::string_view before_entry = objects ? " {" : " ";
-    bool complete = append(text, "[");
-    for (size_t i = 0; i < count && complete; ++i) {
-        const int before = text.bpos;
-        complete = append(text, before_entry) &&
-                   append_rows(text, record.subspan(list.first + i * list.stride, list.stride),
-                               list.fields) &&
-                   (!objects || append(text, " }"));
-        before_entry = objects ? ", {" : ", ";
-        if (!complete) {
-            text.bpos = before;
+    for (size_t i = 0; i < qv_listed(record, list); ++i) {
+        const int complete = text.bpos;
+        if (!append(text, before_entry) ||
+            !append_rows(text, record.subspan(list.first + i * list.stride, list.stride),
+                         list.fields) ||
+            (objects && !append(text, " }"))) {
+            text.bpos = complete;
+            return false;
         }
+        before_entry = objects ? ", {" : ", ";
     }
-    return append(text, " ]");
+    return true;
+}
+
+bool append_list(printbuf& text, std::span<const std::byte> record, const RecordList& list) {
+    return append(text, "[") && append_entries(text, record, list) && append(text, " ]");
 }
 
 int print(json_object* value, printbuf* destination, int /*level*/, int /*flags*/) {
@@ -169,6 +168,9 @@ JsonPtr qv_record_to_json(std::span<const std::byte> record, RecordTable fields)
 
 JsonPtr qv_list_to_json(std::span<const std::byte> record, const RecordList& list) {
     PrintbufPtr text(printbuf_new());
-    return text != nullptr && append_list(*text, record, list) ? new_text_value(std::move(text))
-                                                               : nullptr;
+    if (text == nullptr || !append(*text, "[")) {
+        return nullptr;
+    }
+    append_entries(*text, record, list);
+    return append(*text, " ]") ? new_text_value(std::move(text)) : nullptr;
 }

@@ -104,9 +104,9 @@ RecordReading read_required(json_object* object, WritableBytes record, const Rec
     }
     FieldDestination destination = record.subspan(field.offset, field.width);
     if (!qv_is_integer(field)) {
-        const size_t length = qv_json_value_text(value).size();
-        if (length > qv_longest_text(field)) {
-            return {RecordReading::too_long, &field, length, qv_longest_text(field)};
+        const std::string_view text = qv_json_value_text(value);
+        if (!qv_text_fits(text, qv_longest_text(field) + 1)) {
+            return {RecordReading::too_long, &field, text.size(), qv_longest_text(field)};
         }
         destination = text_place(record, field);
     }

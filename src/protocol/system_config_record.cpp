@@ -11,8 +11,8 @@ namespace {
 using enum RecordFieldType;
 
 void set_server(SystemConfigRecord& record, int32_t slot, json_object* element) {
-    // One byte more than a slot holds tells whether and where the name must be cut.
-    char unescaped[SYSTEM_SERVER_SIZE + 1] = {};
+    // Tells whether and where the name must be cut.
+    char unescaped[SYSTEM_SERVER_SIZE + UTF8_TAIL_MAX] = {};
     const char* const serialised = json_object_to_json_string(element);
     qv_json_unescape(serialised == nullptr ? "" : serialised, unescaped);
     const std::string_view name = qv_field_text(unescaped);

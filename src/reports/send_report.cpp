@@ -1,6 +1,6 @@
 #include "reports/send_report.h"
 
-#include "broker/session.h"
+#include "broker/publish.h"
 #include "reports/report.h"
 
 #include <cstdio>

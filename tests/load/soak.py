@@ -1,11 +1,14 @@
 #!/usr/bin/python3
 """Keeps an agent busy inside a simulated access point, takes the broker and the wifi manager away
-now and then, and watches its memory, descriptors and threads.
+now and then, loses its connection and sets its clock in the middle of firmware commands, and
+watches its memory, descriptors and threads. The last agents are ended in the middle of all that.
 
-Exit status 1 when the agent stops answering, ends badly, or uses more at the end than in the first
-rounds of everything.
+Exit status 1 when the agent stops answering, ends badly, owes a status, connects too often, or uses
+more at the end than in the first rounds of everything. The same seed gives the same order of
+things; their moments are those of the machine.
 """
 import argparse
+import collections
 import itertools
 import os
 import random
@@ -15,7 +18,9 @@ import time
 import gauge  # finds the system tests' modules
 import firmware
 import harness
+import storm
 from harness import SYSTEM_STATS
+from stepped_clock import SteppedClock
 
 # The heap's high-water mark moves with the order of things, up and down; a leak only goes up. What
 # the first rounds have reached is where it is measured from.
@@ -23,22 +28,11 @@ WARM_ROUNDS = 3
 GROWTH_KIB = 384
 ANSWER_S = 20
 
+# The part of the time that is left for agents that are stopped, and the fewest of them.
+STOPPING = 0.1
+STOPS = 2
+
 READS = [1000, 1018, 1023, 1024, 1025, 1026, 1027, 1028, 1031, 1034, 1035]
-SESSION_ENDERS = [
-    1014,
-    1029,
-    1030,
-    {"type": 1011, "data": {"uci_network_lan": {"proto": "static", "gateway": "192.168.1.254"}}},
-    {"type": 1012, "data": {"uci_network_wan": {"proto": "dhcp"}}},
-    {"type": 1013, "data": {"uci_network_wan6": {"ip6prefix": "fd00::/48"}}},
-]
-# What an upgrade differs in from one that succeeds.
-UPGRADES = [
-    {},
-    {"md5sum": "0" * 32},
-    {"image_name": firmware.MISSING},
-    {"image_name": firmware.CUT_SHORT},
-]
 TOOLS = {"date", "passwd", "updata_rootfs.sh", "wifi"}
 FITTING = ["", "0", "x" * 19, "'; echo 1; '", "\u00e9\u4e2d\U0001f4e1", '"\\/\n']
 TOO_LONG = ["y" * 400, "\u4e2d" * 22]
@@ -106,11 +100,19 @@ class Soak:
         firmware.BOARD.write_text(firmware.ROOTFS_BOARDS[0])  # which does not restart by itself
         self.images = firmware.ImageServer()
         self.start_wifi_manager()
+        self.link = harness.Link(1884)
+        harness.edit_store("system", "option port '1883'", f"option port '{self.link.port}'")
+        self.clock = None if harness.emulated() else SteppedClock()
         self.controller = harness.Controller("qv/device_" + os.environ["AP_MAC"]).connect()
-        self.agent = harness.Agent()
-        self.broker.wait_subscribed(timeout=ANSWER_S)
+        self.start_agent()
         self.sent = 0
+        self.totals = collections.Counter()
         self.deck, self.parts_left = [], 0
+
+    def start_agent(self):
+        subscribed = self.broker.agent_subscriptions()
+        self.agent = harness.Agent(**(self.clock.environment() if self.clock else {}))
+        self.broker.wait_subscribed(subscribed + 1, ANSWER_S)
 
     def start_wifi_manager(self):
         self.wifi_manager.start("--stations", "255", "--vaps", "8", "--freqs", "85")
@@ -139,13 +141,22 @@ class Soak:
             time.sleep(0.02)
         self.parts_left -= 1
 
-    def new_session(self):
-        self.send(self.chance.choice(SESSION_ENDERS))
-        time.sleep(0.5)
+    def storm(self, stops=False):
+        weather = storm.Storm(self.chance, self, stops)
+        weather.run()
+        self.totals += weather.totals()
+
+    def stop_and_start(self):
+        """An agent that is ended in a storm, and the next one."""
+        self.storm(stops=True)
+        self.agent.close()
+        self.link.open()
+        self.start_agent()
+        self.forget()
 
     def upgrades(self):
         """In the foreground and in the background, with every end."""
-        endings = self.chance.sample(UPGRADES, len(UPGRADES))
+        endings = self.chance.sample(storm.UPGRADES, len(storm.UPGRADES))
         for command, changes in zip(itertools.cycle([1002, 1032]), endings):
             self.send(firmware.upgrade(command, self.images, **changes))
             self.answers()
@@ -170,24 +181,28 @@ class Soak:
         self.answers()
         self.wifi_manager.behave("")
 
+    def forget(self):
+        for timeline in (self.controller.reports, self.agent.log, self.wifi_manager.log):
+            timeline.clear()
+
     def round(self):
         """Everything once, in an order of its own. Returns what the agent uses when it is done."""
         self.deck, self.parts_left = everything(self.chance), 5
         steps = [self.commands] * 4  # and one among the faults of the wifi manager
-        steps += [self.new_session, self.broker_restart, self.upgrades]
+        steps += [self.storm, self.broker_restart, self.upgrades]
         steps += [self.wifi_manager_outage, self.wifi_manager_faults]
         self.chance.shuffle(steps)
         for step in steps:
             step()
             self.answers()
-            for timeline in (self.controller.reports, self.agent.log, self.wifi_manager.log):
-                timeline.clear()
+            self.forget()
         time.sleep(0.5)
         return gauge.usage(self.agent.process)
 
     def close(self):
         self.agent.close()
         self.controller.close()
+        self.link.close()
         self.wifi_manager.close()
         self.broker.close()
         self.images.close()
@@ -219,11 +234,16 @@ def main():
     begin = time.monotonic()
     soak = Soak(arguments.seed)
     usages = []
-    while len(usages) <= WARM_ROUNDS or time.monotonic() - begin < 60 * arguments.minutes:
+    end = begin + 60 * arguments.minutes
+    rounds_end = end - STOPPING * 60 * arguments.minutes
+    while len(usages) <= WARM_ROUNDS or time.monotonic() < rounds_end:
         usages.append(soak.round())
         spent = time.monotonic() - begin
         print(f"{spent:6.0f} s  {soak.sent:7} commands  {usages[-1]}", flush=True)
+    while soak.totals["stops"] < STOPS or time.monotonic() < end:
+        soak.stop_and_start()
     soak.close()
+    print("soak: " + ", ".join(f"{count} {name}" for name, count in soak.totals.items()))
     grown = growth(usages[:WARM_ROUNDS], usages[-1])
     print(f"soak: {'grown: ' + ', '.join(grown) if grown else 'no growth'}")
     return int(bool(grown))

@@ -2,25 +2,34 @@
  * Downloads from a server of the test's own. They write "/tmp/qv_firmware.img" and run only
  * where /tmp is not the host's.
  */
+#include "platform/download_stop.h"
 #include "platform/scoped_fd.h"
 #include "platform/zendry_common.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
+#include <chrono>
 #include <cstdlib>
+#include <curl/curlver.h>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <netinet/in.h>
+#include <poll.h>
 #include <string>
+#include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <thread>
 #include <unistd.h>
 
 namespace {
+
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
 
 constexpr const char* image = "/tmp/qv_firmware.img";
 constexpr const char* partial = "/tmp/qv_firmware.img.part";
@@ -62,27 +71,57 @@ protected:
         ASSERT_EQ(getsockname(listener_.get(), reinterpret_cast<sockaddr*>(&address), &size), 0);
         port_ = ntohs(address.sin_port);
     }
+    // Takes one request and sends the head of its answer.
+    ScopedFd answer(const std::string& head) {
+        ScopedFd connection(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+        char byte = 0;
+        request_.clear();
+        while (!request_.ends_with("\r\n\r\n") && recv(connection.get(), &byte, 1, 0) == 1) {
+            request_.push_back(byte);
+        }
+        inherited_ = inheritable_sockets();
+        send(connection.get(), head.data(), head.size(), MSG_NOSIGNAL);
+        return connection;
+    }
     // Answers one request with head and then the block so many times over, and cuts the line.
     void serve(const std::string& head, const std::string& block = "", int repeats = 1) {
         server_ = std::thread([=, this] {
-            const ScopedFd connection(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
-            char byte = 0;
-            request_.clear();
-            while (!request_.ends_with("\r\n\r\n") && recv(connection.get(), &byte, 1, 0) == 1) {
-                request_.push_back(byte);
-            }
-            inherited_ = inheritable_sockets();
-            send(connection.get(), head.data(), head.size(), MSG_NOSIGNAL);
+            const ScopedFd connection = answer(head);
             for (int i = 0; i < repeats; ++i) {
                 send(connection.get(), block.data(), block.size(), MSG_NOSIGNAL);
             }
         });
     }
+    // Takes one request, answers with head and then with nothing; calls then_what and waits for
+    // the other side to close.
+    void stall(
+        const std::string& head, const std::function<void()>& then_what = [] {}) {
+        server_ = std::thread([=, this] {
+            const ScopedFd connection = answer(head);
+            then_what();
+            const timeval no_limit{};
+            setsockopt(connection.get(), SOL_SOCKET, SO_RCVTIMEO, &no_limit, sizeof no_limit);
+            char byte = 0;
+            recv(connection.get(), &byte, 1, 0);
+        });
+    }
+    // Takes no more connections than one, which is returned: the system drops all others.
+    ScopedFd be_out_of_reach() {
+        EXPECT_EQ(listen(listener_.get(), 0), 0);
+        ScopedFd connection(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        sockaddr_in address{};
+        socklen_t size = sizeof address;
+        EXPECT_EQ(getsockname(listener_.get(), reinterpret_cast<sockaddr*>(&address), &size), 0);
+        EXPECT_EQ(connect(connection.get(), reinterpret_cast<sockaddr*>(&address), size), 0);
+        return connection;
+    }
     int32_t request(const char* name) {
         std::ofstream(image) << "stale";
         std::ofstream(partial) << "stale";
         const int32_t result = file_request("127.0.0.1", port_, name);
-        server_.join();
+        if (server_.joinable()) {
+            server_.join();
+        }
         EXPECT_FALSE(std::filesystem::exists(partial));
         return result;
     }
@@ -101,6 +140,11 @@ TEST_F(Download, OnlyAWholeBodyWithStatus200BecomesTheImage) {
     } table[] = {
         {"HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nimage", "image"},
         {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nimage\r\n0\r\n\r\n", "image"},
+        {"HTTP/1.1 200 OK\r\ntransfer-encoding:Chunked\r\n\r\n5\r\nimage\r\n0\r\n\r\n", "image"},
+        {"HTTP/1.1 103 Early Hints\r\nTransfer-Encoding: chunked\r\n\r\n"
+         "HTTP/1.1 200 OK\r\n\r\nimage",
+         nullptr},
+        {"HTTP/1.1 200 OK\r\nTransfer-Encoding: identity\r\n\r\nimage", nullptr},
         {"HTTP/1.1 200 OK\r\nContent-Length: 6\r\n\r\nimage", nullptr},
         {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nimage\r\n", nullptr},
         {"HTTP/1.1 200 OK\r\n\r\nimage", nullptr},
@@ -173,6 +217,68 @@ TEST_F(Download, AFullDiskIsAFailure) {
           block, blocks);
     EXPECT_NE(request("fw"), 0);
     EXPECT_FALSE(std::filesystem::exists(image));
+}
+
+using DownloadMute = Download;
+
+TEST_F(DownloadMute, TheServerHasTenSecondsToAnswer) {
+    for (const bool connects : {true, false}) {
+        SCOPED_TRACE(connects);
+        ScopedFd first;
+        if (connects) {
+            stall("");
+        } else {
+            first = be_out_of_reach();
+        }
+        const Clock::time_point begin = Clock::now();
+        EXPECT_NE(request("fw.img"), 0);
+        EXPECT_GE(Clock::now() - begin, 10s);
+        EXPECT_LT(Clock::now() - begin, 12s);
+        EXPECT_FALSE(std::filesystem::exists(image));
+    }
+}
+
+// Downloads stay stopped: each of these needs a process of its own.
+using DownloadStop = Download;
+using DownloadStopInLookup = Download;
+
+TEST_F(DownloadStop, EndsTheOneUnderWayWithinASecondAndRefusesLaterOnes) {
+    Clock::time_point stop;
+    stall("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nimage", [&] {
+        std::this_thread::sleep_for(100ms); // the body is read by then
+        stop = Clock::now();
+        qv_stop_downloads();
+    });
+    EXPECT_NE(request("fw.img"), 0);
+    EXPECT_LT(Clock::now() - stop, 1s);
+    EXPECT_FALSE(std::filesystem::exists(image));
+
+    ASSERT_EQ(fcntl(listener_.get(), F_SETFL, O_NONBLOCK), 0);
+    EXPECT_NE(request("fw.img"), 0);
+    EXPECT_EQ(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC), -1); // nobody was asked
+    EXPECT_FALSE(std::filesystem::exists(image));
+}
+
+TEST_F(DownloadStopInLookup, DoesNotWaitForASilentNameServer) {
+    if (LIBCURL_VERSION_NUM < 0x075700 || getenv("AP_DIR") == nullptr) {
+        GTEST_SKIP() << "needs libcurl 7.87, and a simulated access point around it";
+    }
+    const ScopedFd name_server(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const sockaddr_in address{AF_INET, htons(53), {htonl(INADDR_LOOPBACK)}, {}};
+    ASSERT_EQ(bind(name_server.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address),
+              0);
+    std::ofstream("/tmp/resolv.conf") << "nameserver 127.0.0.1\n";
+    ASSERT_EQ(mount("/tmp/resolv.conf", "/etc/resolv.conf", nullptr, MS_BIND, nullptr), 0);
+    Clock::time_point stop;
+    server_ = std::thread([&] {
+        pollfd query{name_server.get(), POLLIN, 0};
+        EXPECT_EQ(poll(&query, 1, 5000), 1);
+        stop = Clock::now();
+        qv_stop_downloads();
+    });
+    EXPECT_NE(file_request("host.example", port_, "fw.img"), 0);
+    server_.join();
+    EXPECT_LT(Clock::now() - stop, 1s);
 }
 
 } // namespace

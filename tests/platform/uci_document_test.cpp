@@ -90,6 +90,13 @@ TEST(UciDocument, EditsTouchOnlyTheirStatement) {
          "config t a\n\toption x 1 # c\n\toption z ''\n\n# next\nconfig t b\n"},
         {"config t a", "x", "1", "config t a\n\toption x '1'\n"},
         {"config t a; config t b\n", "x", "1", "config t a;\n\toption x '1'\n config t b\n"},
+        // a last line that is joined to whatever comes next
+        {"config t a\n\toption x one\\\n", "z", "1",
+         "config t a\n\toption x one\\\n\n\toption z '1'\n"},
+        {"config t a\n\toption x 1 \\\n", "z", "1",
+         "config t a\n\toption x 1 \\\n\n\toption z '1'\n"},
+        {"config t a \\\n", "z", "1", "config t a \\\n\n\toption z '1'\n"},
+        {"config t a\n\\\n", nullptr, nullptr, "config t a\n\\\n\nconfig conf 'broker'\n"},
         // a list gives way to an option, and so do repeated options
         {"config t a\n\tlist x 1\n\toption y 1\n\tlist x 2\n", "x", "2",
          "config t a\n\toption y 1\n\toption x '2'\n"},

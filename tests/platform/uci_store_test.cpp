@@ -1,3 +1,4 @@
+#include "platform/scoped_fd.h"
 #include "platform/zendry_common.h"
 #include "scratch_root.h"
 
@@ -7,6 +8,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <string>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -39,9 +41,12 @@ protected:
         EXPECT_EQ(stat(package_path("system").c_str(), &result), 0);
         return result;
     }
+    static size_t files_in(const std::string& folder) {
+        const std::filesystem::directory_iterator files(folder);
+        return static_cast<size_t>(std::distance(begin(files), end(files)));
+    }
     size_t files_in_store() const {
-        const std::filesystem::directory_iterator folder(root_ + "/etc/config");
-        return static_cast<size_t>(std::distance(begin(folder), end(folder)));
+        return files_in(root_ + "/etc/config");
     }
 };
 
@@ -81,11 +86,13 @@ TEST_F(UciStore, BadPackagesAreReportedAndNeverWritten) {
         EXPECT_EQ(uciSectionExist(name, "conf", "broker"), -2) << name;
     }
     EXPECT_EQ(uciSectionExist("absent", "conf", "broker"), -1);
+    EXPECT_EQ(uciSet("absent", "@system[0]", "notes", "roof"), -1);
     uciDestroy();
     fflush(stdout);
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "QV_ERR: " + package_path("system") + ":2: quote not closed\n" +
-                  "QV_ERR: " + package_path("folder") + ": Invalid argument\n");
+                  "QV_ERR: " + package_path("folder") + ": Is a directory\n" +
+                  "QV_ERR: absent.@system[0].notes not set: no such section, or no room\n");
     EXPECT_EQ(read_package("system"), broken);
 }
 
@@ -106,29 +113,6 @@ TEST_F(UciStore, AFullDiskKeepsTheOldFile) {
     EXPECT_EQ(files_in_store(), 1U);
 }
 
-TEST_F(UciStore, AKillLeavesAWholeFileAndNoLock) {
-    write_package("system", system_text);
-    const std::string values[] = {std::string(20000, 'a'), std::string(9000, 'b')};
-    for (int round = 0; round < 40; ++round) {
-        const pid_t child = fork();
-        if (child == 0) {
-            for (size_t i = 0;; ++i) {
-                store("broker", "host", values[i % 2]);
-            }
-        }
-        usleep(static_cast<useconds_t>(300 + round * 397 % 7000));
-        kill(child, SIGKILL);
-        waitpid(child, nullptr, 0);
-        const std::string text = read_package("system");
-        const bool whole = text == system_text ||
-                           text.find(values[0] + "'\n") != std::string::npos ||
-                           text.find(values[1] + "'\n") != std::string::npos;
-        ASSERT_TRUE(whole && text.ends_with("\toption port '1883'\n")) << text.size();
-    }
-    EXPECT_EQ(store("broker", "host", "10.0.0.3"), 0);
-    EXPECT_EQ(files_in_store(), 1U); // what a kill left behind was used up
-}
-
 // Each worker adds one to a number in the file; a lost update shows in the sum.
 TEST_F(UciStore, SessionsExcludeThreadsAndProcesses) {
     constexpr int rounds = 25;
@@ -136,6 +120,7 @@ TEST_F(UciStore, SessionsExcludeThreadsAndProcesses) {
     const auto work = [this] {
         for (int i = 0; i < rounds; ++i) {
             ASSERT_EQ(uciInit(), 0);
+            ASSERT_EQ(uciSectionExist("system", "conf", "broker"), -1); // takes the package
             const std::string text = read_package("system");
             const int count = atoi(text.c_str() + text.find_first_of("0123456789"));
             std::this_thread::sleep_for(std::chrono::microseconds(100));
@@ -160,10 +145,95 @@ TEST_F(UciStore, SessionsExcludeThreadsAndProcesses) {
     EXPECT_EQ(read_package("system"), "config system\n\toption count '76'\n");
 }
 
+// Another program's edit, made while it holds the lock on the package file.
+struct ForeignEdit {
+    const char* name;
+    bool package_exists;
+    bool package_is_link;
+    bool replaces; ///< the file, instead of rewriting it
+} const foreign_edits[] = {
+    {"rewrites the file", true, false, false},
+    {"replaces the file", true, false, true},
+    {"makes the file", false, false, false},
+    {"replaces the target of a link", true, true, true},
+};
+
+TEST_F(UciStore, WhatTheHolderOfTheLockWritesIsKept) {
+    for (const ForeignEdit& row : foreign_edits) {
+        SCOPED_TRACE(row.name);
+        const std::string path = package_path("system");
+        const std::string target = row.package_is_link ? root_ + "/target" : path;
+        std::filesystem::remove(path);
+        if (row.package_is_link) {
+            std::filesystem::create_symlink(target, path);
+        }
+        if (row.package_exists) {
+            write_package("system", system_text);
+        }
+        int32_t result = -2;
+        std::thread waiter;
+        {
+            const ScopedFd held(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+            ASSERT_EQ(flock(held.get(), LOCK_EX), 0);
+            const std::string text = read_package("system");
+            waiter = std::thread([&] {
+                result = uci_set_system_broker_config("broker", {1884, "10.0.0.2"});
+            });
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            const std::string file = row.replaces ? target + ".new" : target;
+            std::ofstream(file) << "config foreign 'edit'\n\n" << text;
+            std::filesystem::rename(file, target);
+        }
+        waiter.join();
+        EXPECT_EQ(result, 0);
+        EXPECT_EQ(read_package("system").find("config foreign 'edit'\n"), 0U);
+        EXPECT_NE(read_package("system").find("\toption port '1884'\n"), std::string::npos);
+    }
+}
+
+// A second commit of a session must not erase what was written after its first one.
+TEST_F(UciStore, ACommittedPackageStaysLocked) {
+    write_package("system", system_text);
+    ASSERT_EQ(uciInit(), 0);
+    for (const char* value : {"one", "two"}) {
+        EXPECT_EQ(uciSet("system", "broker", "host", value), 0);
+        EXPECT_EQ(uciCommit("system"), 0);
+        const ScopedFd file(open(package_path("system").c_str(), O_RDONLY | O_CLOEXEC));
+        EXPECT_EQ(flock(file.get(), LOCK_EX | LOCK_NB), -1);
+    }
+    uciDestroy();
+}
+
+TEST_F(UciStore, ALinkedPackageIsReplacedWhereItLies) {
+    const std::string folder = root_ + "/elsewhere";
+    std::filesystem::create_directory(folder);
+    const struct {
+        std::string link;
+        const char* text; ///< null: the target is not there yet
+    } table[] = {
+        {folder + "/absolute", system_text},
+        {"../../elsewhere/relative", system_text},
+        {folder + "/dangling", nullptr},
+    };
+    for (const auto& row : table) {
+        const std::filesystem::path path = package_path("system");
+        std::filesystem::remove(path);
+        std::filesystem::create_symlink(row.link, path);
+        if (row.text != nullptr) {
+            write_package("system", row.text);
+        }
+        EXPECT_EQ(uci_set_system_broker_config("broker", {1884, "10.0.0.2"}), 0);
+        EXPECT_EQ(std::filesystem::read_symlink(path), row.link);
+        EXPECT_NE(read_package("system").find("\toption port '1884'\n"), std::string::npos);
+        EXPECT_EQ(files_in_store(), 1U);
+    }
+    EXPECT_EQ(files_in(folder), std::size(table));
+}
+
 TEST_F(UciStore, BrokerEntryIsCreatedStoredAndReadBack) {
-    EXPECT_EQ(uci_set_system_broker_status(0), -1); // creates nothing
-    EXPECT_EQ(files_in_store(), 0U);
+    EXPECT_EQ(uci_set_system_broker_status(0), -1);
     EXPECT_EQ(uci_add_section_system_config("conf", "broker"), 0);
+    EXPECT_EQ(read_package("system"), ""); // no entry without an address, at no time
     BrokerConfig settings{1883, "127.0.0.1"};
     EXPECT_EQ(uci_set_system_broker_config("broker", settings), 0);
     EXPECT_EQ(uci_set_system_broker_status(1), 0);
@@ -183,6 +253,43 @@ TEST_F(UciStore, BrokerEntryIsCreatedStoredAndReadBack) {
     EXPECT_EQ(about().st_ino, before.st_ino);
     EXPECT_EQ(uci_set_system_broker_status(0), 0);
     EXPECT_NE(about().st_ino, before.st_ino);
+}
+
+TEST_F(UciStore, AnEntryThatLeadsNowhereCountsAsNone) {
+    const struct {
+        const char* text;
+        int32_t exists;
+    } table[] = {
+        {"config conf broker", -1},
+        {"config conf broker; option status 0", -1},
+        {"config conf broker; option host ''; option port ''", -1},
+        {"config conf other; option host a; option port 1883", -1},
+        {"config conf broker; option host a", 0}, // left to whoever wrote it
+        {"config conf broker; option port 1883", 0},
+    };
+    for (const auto& row : table) {
+        write_package("system", row.text);
+        ASSERT_EQ(uciInit(), 0);
+        EXPECT_EQ(uciSectionExist("system", "conf", "broker"), row.exists) << row.text;
+        uciDestroy();
+        EXPECT_EQ(uci_set_system_broker_status(0), row.exists) << row.text;
+    }
+}
+
+TEST_F(UciStore, ASectionOfAnotherTypeStaysAsItIs) {
+    const std::string text = "config timeserver 'broker'\n\toption host 'time.test'\n";
+    write_package("system", text);
+    testing::internal::CaptureStdout();
+    ASSERT_EQ(uciInit(), 0);
+    EXPECT_EQ(uciSectionExist("system", "conf", "broker"), -1);
+    uciDestroy();
+    EXPECT_EQ(uci_add_section_system_config("conf", "broker"), -1);
+    EXPECT_EQ(uci_set_system_broker_config("broker", {1883, "127.0.0.1"}), -1);
+    EXPECT_EQ(uci_set_system_broker_status(1), -1);
+    fflush(stdout);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "QV_ERR: system.broker is no section of type conf and cannot become one\n");
+    EXPECT_EQ(read_package("system"), text);
 }
 
 TEST_F(UciStore, UnusableBrokerSettingsAreRefused) {

@@ -1,6 +1,7 @@
 import os
 import pathlib
 import shutil
+import subprocess
 
 import firmware
 import harness
@@ -60,8 +61,8 @@ def start_agent(store):
     """Starts agents; each must be ended cleanly, by the test or here."""
     agents = []
 
-    def start():
-        agents.append(harness.Agent())
+    def start(**environment):
+        agents.append(harness.Agent(**environment))
         return agents[-1]
 
     yield start
@@ -75,6 +76,47 @@ def agent(broker, wifi_manager, start_agent):
     running = start_agent()
     broker.wait_subscribed()
     return running
+
+
+@pytest.fixture
+def link(store):
+    """The agent's way to the broker, not the controller's."""
+    way = harness.Link(1884)
+    harness.edit_store("system", "option port '1883'", f"option port '{way.port}'")
+    yield way
+    way.close()
+
+
+@pytest.fixture
+def linked_agent(link, agent):
+    """An agent with a session over the link, and nobody who has spoken to it yet."""
+    return agent
+
+
+class Bridge:
+    """The interface that the agent's identity is read from."""
+
+    def __init__(self):
+        self._name = "br-lan"
+
+    def take_away(self):
+        self._rename("br-away")
+
+    def bring_back(self):
+        self._rename("br-lan")
+
+    def _rename(self, name):
+        if name != self._name:
+            for change in ([self._name, "down"], [self._name, "name", name], [name, "up"]):
+                subprocess.run(["ip", "link", "set", *change], check=True)
+            self._name = name
+
+
+@pytest.fixture
+def bridge():
+    lan = Bridge()
+    yield lan
+    lan.bring_back()
 
 
 @pytest.fixture

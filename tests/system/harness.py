@@ -90,11 +90,12 @@ def poll(test, timeout, what):
 class Agent:
     """The agent under test. Its log lines arrive in .log with their times."""
 
-    def __init__(self):
+    def __init__(self, **environment):
         self.log = Timeline()
         self.errors = Timeline()
         self.process = subprocess.Popen(
             AGENT,
+            env=os.environ | environment,
             stdin=subprocess.DEVNULL,
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,
@@ -266,8 +267,8 @@ class MqttClient:
         self._client.publish(topic, payload)
 
     def close(self):
+        self._client.disconnect()  # first: this wakes the loop, which otherwise looks once a second
         self._client.loop_stop()
-        self._client.disconnect()
 
 
 class Controller(MqttClient):
@@ -404,6 +405,91 @@ class StandInBroker:
         self._socket.shutdown(socket.SHUT_RDWR)
         self._socket.close()
         self._thread.join(5)
+
+
+class Link:
+    """A way to the broker on a port of its own, which a test can cut, shut, and hold still.
+
+    Whoever is led over it by the store loses only this way: the broker and everybody else go on.
+    """
+
+    def __init__(self, port):
+        self.port = port
+        self.accepted = []
+        self.up, self.down = threading.Event(), threading.Event()  # cleared: held in that direction
+        self._pairs = set()
+        self._listener = None
+        self.go_on()
+        self.open()
+
+    def open(self):
+        if self._listener is None:
+            self._listener = socket.create_server(("127.0.0.1", self.port))
+            threading.Thread(target=self._serve, args=(self._listener,), daemon=True).start()
+
+    def shut(self):
+        """New connections are refused."""
+        if self._listener is not None:
+            self._listener.shutdown(socket.SHUT_RDWR)
+            self._listener.close()
+            self._listener = None
+
+    def cut(self):
+        """Ends every connection, as a broker does that goes down. Returns how many there were."""
+        pairs = list(self._pairs)
+        for pair in pairs:
+            self._end(pair)
+        return len(pairs)
+
+    def hold(self):
+        """Connections are made and kept, and nothing passes."""
+        self.up.clear()
+        self.down.clear()
+
+    def go_on(self):
+        self.up.set()
+        self.down.set()
+
+    def close(self):
+        self.cut()
+        self.go_on()
+        self.shut()
+
+    def _serve(self, listener):
+        while True:
+            try:
+                near, _ = listener.accept()
+            except OSError:
+                return
+            try:
+                far = socket.create_connection(("127.0.0.1", 1883))
+            except OSError:
+                near.close()
+                continue
+            self.accepted.append(time.monotonic())
+            pair = (near, far)
+            self._pairs.add(pair)
+            for source, sink, gate in ((near, far, self.up), (far, near, self.down)):
+                sink.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+                way = (pair, source, sink, gate)
+                threading.Thread(target=self._pass, args=way, daemon=True).start()
+
+    def _pass(self, pair, source, sink, gate):
+        try:
+            while data := source.recv(1 << 20):
+                gate.wait()
+                sink.sendall(data)
+        except OSError:
+            pass
+        self._end(pair)
+
+    def _end(self, pair):
+        self._pairs.discard(pair)
+        for end in pair:
+            try:
+                end.shutdown(socket.SHUT_RDWR)
+            except OSError:
+                pass  # has ended already
 
 
 def store_option(package, section, option):

@@ -76,6 +76,11 @@ def stored_notes():
     return next(line.split(maxsplit=2)[2] for line in lines if "equipment_notes" in line)
 
 
+def shows_notes(report, stored):
+    stats = report["data"].get("system_stats", {})
+    return stats.get("equipment_notes") == stored.strip("'")
+
+
 def test_notes(controller, agent):
     for given, stored, fits in (
         ("roof, east", "'roof, east'", True),
@@ -96,6 +101,8 @@ def test_notes(controller, agent):
         cut = agent.lines(r"^QV_INFO: equipment_notes cut from 32 to 3[01] bytes$", mark)
         assert len(cut) == (not fits)
         assert stored_notes() == stored
+        controller.send(1034)
+        controller.reports.wait(lambda report: shows_notes(report, stored), 3, what="notes shown")
     mark = agent.log.mark()
     controller.send({"type": 1017, "timestamp": 1})
     agent.wait_line("^qv_set_equipment_notes: uciDestroy$", 3, mark)

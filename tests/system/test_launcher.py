@@ -174,6 +174,67 @@ def test_setup_failures_say_why(arguments, line):
     assert done.stderr.count("\n") == 1
 
 
+# A user namespace cannot be made in a chroot.
+CHROOT = "mount --rbind / $0 && exec {more} chroot $0 "
+PLAIN_CHROOT = """
+for path in /*; do
+    if [[ -L $path ]]; then cp -P $path $0; elif [[ -d $path ]]; then mkdir $0$path; fi
+    [[ ! -d $0$path || -L $path ]] || mount --rbind $path $0$path
+done
+exec chroot $0 """
+
+
+def run_in_chroot(folder, enter, *command):
+    """As root, of a user namespace around it all if need be."""
+    root = [] if os.getuid() == 0 else ["--user", "--map-root-user"]
+    launch = [LAUNCHER, "--build", BUILD, "--", *command]
+    done = subprocess.run(
+        ["unshare", *root, "--mount", "bash", "-c", enter + '"$@"', folder, *launch],
+        capture_output=True,
+        text=True,
+        timeout=30,
+    )
+    return done.returncode, done.stdout, done.stderr
+
+
+def test_root_does_without_a_user_namespace(tmp_path):
+    text = """
+        readlink /proc/self/ns/user
+        for kind in mnt net ipc uts pid; do readlink /proc/self/ns/$kind; done
+        test -S "$ZENDRY_ROOT/var/run/wifi_manager.sock" && ip -o link show br-lan
+        touch /etc/x-$$ /proc/sysrq-trigger 2>/dev/null && echo wrote
+        setpriv --dump | grep '^Capability bounding set:'
+    """
+    status, output, errors = run_in_chroot(tmp_path, CHROOT.format(more=""), "bash", "-c", text)
+    assert status == 0, errors
+    user, *others = output.split()[:6]
+    if os.getuid() == 0:
+        assert user == os.readlink("/proc/self/ns/user")
+    for kind, number in zip(("mnt", "net", "ipc", "uts", "pid"), others):
+        assert number.startswith(kind) and number != os.readlink(f"/proc/self/ns/{kind}")
+    assert "br-lan" in output and "wrote" not in output
+    capabilities = output.split()[-1].split(",")
+    assert not {"sys_time", "sys_boot", "sys_module", "sys_rawio", "mknod"} & set(capabilities)
+
+
+@pytest.mark.parametrize(
+    "enter, line",
+    [
+        (
+            CHROOT.format(more="setpriv --bounding-set -sys_admin"),
+            "not allowed here, as in a container without --privileged: namespaces for"
+            " mount net ipc uts pid",
+        ),
+        (PLAIN_CHROOT, "the folder that is the root here must be a mount point: "),
+    ],
+    ids=["root without rights", "root folder is no mount point"],
+)
+def test_root_is_told_what_is_missing(tmp_path, enter, line):
+    status, _, errors = run_in_chroot(tmp_path, enter, "true")
+    assert status == 125
+    assert errors.startswith(f"simulated-ap: {line}") and errors.count("\n") == 1, errors
+
+
 @pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT])
 @pytest.mark.parametrize("whole_group", [False, True])
 def test_signals_let_the_command_finish(number, whole_group):

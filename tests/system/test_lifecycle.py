@@ -1,6 +1,5 @@
 """How the agent ends, and that it leaves nothing half done."""
 import signal
-import subprocess
 import time
 
 import harness
@@ -8,19 +7,8 @@ import pytest
 from harness import SYSTEM_STATS, poll
 
 
-@pytest.fixture
-def no_bridge():
-    def rename(old, new):
-        subprocess.run(["ip", "link", "set", old, "down"], check=True)
-        subprocess.run(["ip", "link", "set", old, "name", new], check=True)
-        subprocess.run(["ip", "link", "set", new, "up"], check=True)
-
-    rename("br-lan", "br-away")
-    yield
-    rename("br-away", "br-lan")
-
-
-def test_without_bridge_there_is_no_identity(broker, start_agent, no_bridge):
+def test_without_bridge_there_is_no_identity(broker, start_agent, bridge):
+    bridge.take_away()
     agent = start_agent()
     assert agent.exit_status(3) == 255
     assert agent.lines(r"^Fail to fetch device mac addr\.\.$")

@@ -21,24 +21,19 @@ def test_statuses_of_slow_commands(broker, controller, wifi_manager, images, age
     poll(lambda: images.requests, 5, "request")
     controller.send(flash(save_config=1))
     poll(tools_called, 5, "flashing tool")
-    # The network thread is blocked now. The broker gives the session up after 1.5 times the
-    # keep-alive; what it has sent before is not lost.
-    controller.send(1025)
+    controller.send(1025)  # waits for the tool, but the session does not
     agent.wait_line("^QV_ERR: firmware download of .* failed: ", STALL_LIMIT + 8)
     stalled_for = time.monotonic() - begin
     assert STALL_LIMIT <= stalled_for < STALL_LIMIT + SPEED_WINDOW + 2
     assert not IMAGE.exists()
 
     at, _ = controller.wait_report(UPDATA_STATS, TOOL_SECONDS, mark, 3)
-    assert TOOL_SECONDS < at - begin < TOOL_SECONDS + 8
+    assert TOOL_SECONDS < at - begin < TOOL_SECONDS + 2
     assert statuses(controller, mark) == [201, -1, 2]
     controller.wait_report(1006, 5, mark)
-    broker.wait_subscribed(2)
+    assert time.monotonic() - at < 1
     mark = controller.reports.mark()
     controller.send(1034)
     controller.wait_report(SYSTEM_STATS, 3, mark)
-    time.sleep(3)  # more than the pause between two attempts to connect
-    assert broker.agent_sessions() == 2
-    assert broker.agent_subscriptions() == 2
-    assert broker.count("auto-.* has exceeded timeout") == 1
+    assert broker.agent_sessions() == 1
     assert tools_called() == [f"updata_rootfs.sh {IMAGE}"]

@@ -1,3 +1,4 @@
+#include "agent/connection.h"
 #include "agent/dispatcher.h"
 #include "broker/intake.h"
 #include "broker/report_store.h"
@@ -6,6 +7,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <functional>
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
@@ -86,7 +88,7 @@ TEST_F(DispatcherTest, EndingsAndLines) {
         EXPECT_NE(log.find(row.line), std::string::npos) << log;
         EXPECT_EQ(context.state, row.state);
         // A later command does not forget the reconnection.
-        EXPECT_EQ(context.connect_asked, &row - rows >= 4);
+        EXPECT_EQ(context.marks.asks, &row - rows >= 4 ? 2 : 1);
     }
     EXPECT_EQ(fake().calls, std::vector<std::string>{"uci_set_system_broker_status 0"});
     for (const uint32_t word : {0U, 7U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFEU}) {
@@ -116,6 +118,81 @@ TEST_F(DispatcherTest, DropsEverythingSilentlyWhileAFirmwareJobRuns) {
     EXPECT_TRUE(published(log).empty());
     EXPECT_EQ(context.state, AGENT_STATE_BUSY);
     EXPECT_EQ(context.queue.count, 0);
+}
+
+using ConnectionTest = AgentTest;
+
+TEST_F(ConnectionTest, EachAskIsAnsweredByOneConnectionBegunAfterIt) {
+    using enum AgentState;
+    const auto make = [this](uint32_t begun) { qv_agent_connection_made(context, begun); };
+    const auto begin = [this] { return qv_agent_connection_begun(context); };
+    const auto step = [this] { // as the connect step, with a connection that answers
+        qv_agent_order_connection(context);
+        if (!qv_agent_renewal_due(context)) {
+            EXPECT_TRUE(qv_agent_take_connection(context));
+        }
+    };
+    const struct {
+        const char* what;
+        std::function<void()> happens;
+        bool due;     ///< a connect step, at the next pass of the main loop
+        bool renewal; ///< a connection more, once that step has ordered it
+        AgentState state;
+    } rows[] = {
+        {"start", [&] { make(begin()); }, true, false, AGENT_STATE_ANNOUNCE},
+        {"command", [&] { qv_agent_command_queued(context); }, false, false, AGENT_STATE_RUN},
+        {"loss, made anew before the main loop wakes",
+         [&] { qv_agent_connection_lost(context), make(begin()); }, true, false,
+         AGENT_STATE_ANNOUNCE},
+        {"the same, and a command on the new connection",
+         [&] {
+             qv_agent_connection_lost(context), make(begin());
+             qv_agent_command_queued(context);
+         },
+         true, false, AGENT_STATE_RUN},
+        {"a command only before it",
+         [&] {
+             qv_agent_command_queued(context);
+             qv_agent_connection_lost(context), make(begin());
+         },
+         true, false, AGENT_STATE_ANNOUNCE},
+        {"ask before a connection is made anew",
+         [&] {
+             qv_agent_connection_lost(context), qv_agent_ask_connection(context);
+             make(begin());
+         },
+         true, false, AGENT_STATE_ANNOUNCE},
+        {"ask while it is made, with settings read before",
+         [&] {
+             qv_agent_connection_lost(context);
+             const uint32_t begun = begin();
+             qv_agent_ask_connection(context), make(begun);
+         },
+         true, true, AGENT_STATE_CONNECT},
+        {"which is answered", [&] { make(begin()); }, true, false, AGENT_STATE_ANNOUNCE},
+        {"ask after a loss, and a command behind it",
+         [&] {
+             qv_agent_connection_lost(context), make(begin());
+             qv_agent_ask_connection(context), qv_agent_command_queued(context);
+         },
+         true, true, AGENT_STATE_RUN},
+        {"which is answered", [&] { make(begin()); }, true, false, AGENT_STATE_ANNOUNCE},
+    };
+    context.marks.asks = context.marks.ordered = context.marks.answered = 0xFFFFFFFE; // runs over
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        row.happens();
+        EXPECT_EQ(qv_agent_connect_due(context), row.due);
+        if (row.due) {
+            step();
+        }
+        EXPECT_EQ(qv_agent_renewal_due(context), row.renewal);
+        EXPECT_EQ(qv_agent_connect_due(context), row.renewal);
+        EXPECT_EQ(context.state, row.state);
+    }
+    qv_agent_connection_lost(context);
+    qv_agent_stop(context);
+    EXPECT_FALSE(qv_agent_take_connection(context));
 }
 
 using IntakeTest = AgentTest;

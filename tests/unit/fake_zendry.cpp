@@ -74,6 +74,9 @@ int32_t uci_set_system_broker_status(int32_t status) {
 }
 int32_t file_request(const char* server, int32_t port, const char* file_name) {
     record_call("file_request", server, std::to_string(port), file_name);
+    if (fake().during_file_request) {
+        fake().during_file_request();
+    }
     return fake().file_request_result;
 }
 

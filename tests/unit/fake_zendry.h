@@ -5,6 +5,7 @@
 #include "platform/zendry_common.h"
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -26,6 +27,7 @@ struct FakeZendry {
     bool broker_entry = true;
     BrokerConfig broker{1883, "127.0.0.1"};
     int32_t file_request_result = 0;
+    std::function<void()> during_file_request;
 
     /// Message `id` is answered with a header alone, as apply messages are.
     void acknowledge(uint8_t id) {

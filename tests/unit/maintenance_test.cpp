@@ -157,6 +157,16 @@ std::vector<Upgrade> upgrades() {
          .md5_output = "abcdef  image\n"},
         {.fw_params = no_sum, .steps = wrong_sum, .result = 2, .request = "0 i", .md5_output = ""},
         {.fw_params = "", .steps = "-1|", .result = 1, .request = "0 ", .download = 1},
+        {.fw_params = R"("image_name":"i\u0000mg")",
+         .steps = "-1|",
+         .result = 1,
+         .request = nullptr},
+        // 8080 more than 2 to the power of 32.
+        {.fw_params = R"("image_name":"i","md5sum":"","server_ip":"","server_port":"4294975376")",
+         .steps = "-1|",
+         .result = 1,
+         .request = "2147483647 i",
+         .download = 1},
     };
 }
 
@@ -203,15 +213,58 @@ TEST_F(MaintenanceTest, Upgrades) {
 }
 
 TEST_F(MaintenanceTest, OneJobAtATimeAndNoneAtTheEnd) {
-    for (const int32_t busy : {1, 0}) {
+    set_board(MP03);
+    fake_shell().output = SUM + std::string("  IMAGE\n");
+    const struct {
+        bool worker_runs;
+        int32_t stop;
+        const char* steps;
+    } rows[] = {
+        {true, 0, ""},
+        {false, 1, ""},
+        // What a sysupgrade leaves that did not restart the device.
+        {false, 0, "201|md5sum IMAGE|202|updata_rootfs.sh IMAGE|203|reboot|"},
+    };
+    for (const auto& row : rows) {
         context.state = AGENT_STATE_RUN;
-        context.busy = busy;
-        context.stop = busy == 0;
+        context.busy = 1;
+        context.worker_runs = row.worker_runs;
+        context.stop = row.stop;
+        const std::string steps = row.steps;
         receive(upgrade_command(1032, params(SUM, "1", "1")));
-        EXPECT_EQ(steps(), "");
-        EXPECT_NE(log.find("\nQV_ERR: firmware upgrade refused: another one runs"), log.npos);
-        EXPECT_EQ(context.state, AGENT_STATE_RUN);
-        EXPECT_EQ(context.busy, busy);
+        EXPECT_EQ(this->steps(), steps);
+        const bool refused = steps.empty();
+        EXPECT_EQ(log.find("\nQV_ERR: firmware upgrade refused: another one runs") != log.npos,
+                  refused);
+        EXPECT_EQ(context.state, refused ? AGENT_STATE_RUN : AGENT_STATE_BUSY);
+        EXPECT_EQ(context.busy, refused ? 1 : 0);
+        EXPECT_EQ(context.worker_runs, row.worker_runs);
+    }
+}
+
+TEST_F(MaintenanceTest, NoStepOfAnUpgradeBeginsAtTheEnd) {
+    set_board(MP03);
+    fake_shell().output = SUM + std::string("  IMAGE\n");
+    const struct {
+        const char* last_step; ///< the agent is asked to end while it runs
+        const char* steps;
+        int32_t result;
+    } rows[] = {
+        {"", "-1|", 1},
+        {"file_request", "-2|", 2},
+        {"md5sum", "md5sum IMAGE|-3|", 3},
+        {"updata_rootfs.sh", "md5sum IMAGE|202|updata_rootfs.sh IMAGE|203|reboot|", 203},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.last_step);
+        context.stop = *row.last_step == '\0';
+        const std::string last = row.last_step;
+        fake().during_file_request = [&] { context.stop = context.stop || last == "file_request"; };
+        fake_shell().during = [&](const std::string& command) {
+            context.stop = context.stop || command.starts_with(last);
+        };
+        EXPECT_EQ(run_command(1002, upgrade_command(1002, params(SUM, "1", "1"))), row.result);
+        EXPECT_EQ(steps(), row.steps);
     }
 }
 
@@ -227,6 +280,13 @@ TEST_F(MaintenanceTest, UpgradeLog) {
                   "\nsave_config: 1\nreboot: 1\nmd5 cmd = md5sum IMAGE\nshell: md5sum IMAGE\n"
                   "QV: flashing command: updata_rootfs.sh IMAGE\nshell: updata_rootfs.sh IMAGE\n"
                   "QV: reboot now:-203,1\nshell: reboot\n");
+
+    // One line for a text that is too long, whatever its bytes.
+    const std::string tabs(301, '\t');
+    run_command(1002, tabs);
+    EXPECT_EQ(without_reports(log),
+              "plyload: " + tabs + "\n-------------------------------\n" +
+                  "QV_ERR: firmware upgrade refused: command text longer than 300 bytes\n");
 
     // A queued text ends at its first NUL, while its length is the received one.
     const ControllerMsgPtr cut = qv_new_controller_msg(context, 1002, "{}", 250);
@@ -281,6 +341,20 @@ TEST_F(MaintenanceTest, Clock) {
         {"9223372036854775807", nullptr},
         {"-9223372036854775808", nullptr},
         {"\"soon\"", nullptr},
+        {"\"-1500\"", "1969-12-31 23:59:59"},
+        {"\"+1700000000999\"", "2023-11-14 22:13:20"},
+        {"1.7e12", "2023-11-14 22:13:20"},
+        {"-1500.9", "1969-12-31 23:59:59"},
+        {"\"12abc\"", nullptr},
+        {"\"0x10\"", nullptr},
+        {"\"1.7e12\"", nullptr},
+        {"\" 1700000000999\"", nullptr},
+        {"\"1700000000999 \"", nullptr},
+        {"\"1700000000999\\u00000\"", nullptr},
+        {"\"-\"", nullptr},
+        {"\"+-1500\"", nullptr},
+        {"\"\"", nullptr},
+        {"\"99999999999999999999\"", nullptr},
         {"null", nullptr},
         {"true", nullptr},
         {"[1700000000999]", nullptr},

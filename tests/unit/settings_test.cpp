@@ -187,6 +187,9 @@ TEST_F(SettingsTest, ServerNamesFitTheirSlot) {
         {quoted(text(47, "\u00E9")), text(47, "\u00E9"), false},
         {quoted(text(48, "\u00E9tail")), text(48), true},
         {quoted(text(46, "\U0001F600")), text(46), true},
+        {quoted(text(47, "\U0001F600")), text(47), true},
+        {quoted(text(48, "\U0001F600")), text(48), true},
+        {quoted(text(48, "\u20AC")), text(48), true},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.element.substr(0, 80));

@@ -310,6 +310,7 @@ TEST_F(BundleTest, ThatDoesNotFitIsRefused) {
          "radio 1, vap 1, ssid: length 32, at most 31"},
         {radio_object(R"({"ssid":"x","opmode":1234567890})"),
          "radio 0, vap 0, opmode: length 10, at most 9"},
+        {radio_object(R"({"ssid":"x\u0000y"})"), "radio 0, vap 0, ssid: length 3, at most 31"},
     };
     fake().acknowledge(9);
     for (const auto& row : rows) {
@@ -415,7 +416,10 @@ TEST_F(WirelessTest, GeneralDataIsPassedOn) {
     fake().acknowledge(26);
     EXPECT_EQ(run_command(1022, "no json"), 0);
     EXPECT_EQ(sent(26, 1), Bytes(1));
-    EXPECT_EQ(run_command(1022, general_data("\"" + text63 + "y\"")), -1);
-    EXPECT_TRUE(log.ends_with("} }\nQV_ERR: general_data refused: longer than 63 bytes\n"));
-    EXPECT_TRUE(fake().requests.empty());
+    for (const std::string& text :
+         {text63 + "y", std::string(R"(x\u0000y)"), std::string(R"(\u0000)")}) {
+        EXPECT_EQ(run_command(1022, general_data("\"" + text + "\"")), -1);
+        EXPECT_TRUE(log.ends_with("} }\nQV_ERR: general_data refused: longer than 63 bytes\n"));
+        EXPECT_TRUE(fake().requests.empty());
+    }
 }

@@ -6,6 +6,8 @@
  *             option port '1883'
  *             option status '1'
  */
+#include "platform/zendry_common/broker_settings.h"
+
 #include "platform/zendry_common.h"
 #include "platform/zendry_common/uci_session.h"
 
@@ -21,10 +23,10 @@
 
 namespace {
 
+using zendry::broker_package;
+using zendry::broker_section_type;
 using zendry::UciDocument;
 using zendry::UciSession;
-
-constexpr const char* package_name = "system";
 
 bool valid_host(std::string_view host) {
     return !host.empty() && host.size() < BROKER_HOST_SIZE &&
@@ -42,17 +44,42 @@ int32_t parse_port(std::string_view text) {
 template <typename Edit>
 int32_t edit_system(Edit edit) {
     const std::unique_ptr<UciSession> session = UciSession::open();
-    UciDocument* document = session != nullptr ? session->package(package_name) : nullptr;
-    return document != nullptr && edit(*document) && session->commit(package_name) ? 0 : -1;
+    UciDocument* document = session != nullptr ? session->package(broker_package) : nullptr;
+    return document != nullptr && edit(*document) && session->commit(broker_package) ? 0 : -1;
+}
+
+bool store_entry(UciDocument& system, const char* name, const BrokerConfig& settings) {
+    if (!system.add_section(broker_section_type, name)) {
+        printf("QV_ERR: %s.%s is no section of type %s and cannot become one\n", broker_package,
+               name, broker_section_type);
+        return false;
+    }
+    return system.set(name, "host", settings.host) &&
+           system.set(name, "port", std::to_string(settings.port));
 }
 
 } // namespace
 
+bool zendry::has_broker_entry(const UciDocument& system, std::string_view name) {
+    const UciSection* section = system.find(name);
+    const auto has = [&](std::string_view option) {
+        return !system.value(name, option).value_or("").empty();
+    };
+    return section != nullptr && section->name == name && section->type == broker_section_type &&
+           (has("host") || has("port"));
+}
+
+/*
+ * Only tries whether the entry can be made. The call below stores it with its values, in one step:
+ * a kill between two would leave an entry that leads nowhere.
+ */
 int32_t uci_add_section_system_config(const char* section, const char* name) {
-    if (section == nullptr || name == nullptr) {
+    const std::unique_ptr<UciSession> session = UciSession::open();
+    UciDocument* document = session != nullptr ? session->package(broker_package) : nullptr;
+    if (document == nullptr || section == nullptr || name == nullptr) {
         return -1;
     }
-    return edit_system([&](UciDocument& d) { return d.add_section(section, name); });
+    return document->add_section(section, name) ? 0 : -1;
 }
 
 int32_t uci_set_system_broker_config(const char* name, BrokerConfig settings) {
@@ -61,26 +88,24 @@ int32_t uci_set_system_broker_config(const char* name, BrokerConfig settings) {
         printf("QV_ERR: broker host or port not valid, not stored\n");
         return -1;
     }
-    return edit_system([&](UciDocument& d) {
-        return d.set(name, "host", host) && d.set(name, "port", std::to_string(settings.port));
-    });
+    return edit_system([&](UciDocument& d) { return store_entry(d, name, settings); });
 }
 
 int32_t uci_get_system_broker_config(const char* name, BrokerConfig* settings) {
     const std::unique_ptr<UciSession> session = UciSession::open();
-    const UciDocument* document = session != nullptr ? session->package(package_name) : nullptr;
+    const UciDocument* document = session != nullptr ? session->package(broker_package) : nullptr;
     if (document == nullptr || name == nullptr || settings == nullptr) {
         return -1;
     }
     const std::string_view host = document->value(name, "host").value_or("");
     if (!valid_host(host)) {
         printf("QV_ERR: %s.%s.host is missing, longer than %d characters or not a host\n",
-               package_name, name, BROKER_HOST_SIZE - 1);
+               broker_package, name, BROKER_HOST_SIZE - 1);
         return -1;
     }
     const int32_t port = parse_port(document->value(name, "port").value_or(""));
     if (port == 0) {
-        printf("QV_ERR: %s.%s.port is missing or not a number from 1 to 65535\n", package_name,
+        printf("QV_ERR: %s.%s.port is missing or not a number from 1 to 65535\n", broker_package,
                name);
         return -1;
     }
@@ -94,8 +119,8 @@ int32_t uci_set_system_broker_status(int32_t status) {
     if (status != 0 && status != 1) {
         return -1;
     }
-    // The section is not created here: one without host and port would pass for a configured
-    // broker, and the default address would never be stored.
-    return edit_system(
-        [&](UciDocument& d) { return d.set("broker", "status", status == 1 ? "1" : "0"); });
+    return edit_system([&](UciDocument& d) {
+        return zendry::has_broker_entry(d, "broker") &&
+               d.set("broker", "status", status == 1 ? "1" : "0");
+    });
 }

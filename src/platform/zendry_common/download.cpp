@@ -1,13 +1,17 @@
 /*
  * The firmware image over HTTP. It is written beside its name and takes the name only when it is
- * whole, and an older image goes first: the device's memory does not hold two, and what lies at
- * the name can be flashed without a further look.
+ * whole, and an older image goes first: the device's memory does not hold two. Whole is not yet
+ * right: the MD5 sum is for the caller to check, and an image that fails the check stays here,
+ * where command 1033 flashes it all the same.
  */
+#include "platform/download_stop.h"
 #include "platform/scoped_fd.h"
 #include "platform/zendry_common.h"
 #include "platform/zendry_common/file_io.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -27,10 +31,15 @@ namespace {
 constexpr const char* image_path = "/tmp/qv_firmware.img";
 constexpr const char* partial_path = "/tmp/qv_firmware.img.part";
 
-constexpr long connect_limit_s = 10;
-constexpr long slow_limit_s = 30; // this long below slow_rate, and the transfer is given up
-constexpr long slow_rate = 1;     // bytes per second
+using Clock = std::chrono::steady_clock;
+constexpr std::chrono::seconds answer_limit(10); // from the first try to connect
+constexpr long slow_limit_s = 30;     // this long below slow_rate, and the transfer is given up
+constexpr long slow_rate = 1;         // bytes per second
+constexpr int look_interval_ms = 200; // between two looks at the clock and the stop
 constexpr long http_ok = 200;
+
+/* CURLOPT_QUICK_EXIT since libcurl 7.87; an older one refuses it, and waits for its name server. */
+constexpr auto quick_exit = static_cast<CURLoption>(CURLOPTTYPE_LONG + 322);
 
 struct CurlText {
     void operator()(char* text) const {
@@ -58,6 +67,12 @@ public:
 
 private:
     CURL* handle_ = nullptr;
+};
+
+struct CurlMultiEnd {
+    void operator()(CURLM* multi) const {
+        curl_multi_cleanup(multi);
+    }
 };
 
 /* The partial file, removed at the end unless it has become the image. */
@@ -104,10 +119,31 @@ long http_status(CURL* curl) {
     return status;
 }
 
+/* Without the white space around it. */
+std::string_view trimmed(std::string_view text) {
+    constexpr std::string_view blanks = " \t\r\n";
+    const size_t first = std::min(text.find_first_not_of(blanks), text.size());
+    const size_t last = text.find_last_not_of(blanks) + 1;
+    return text.substr(first, std::max(first, last) - first);
+}
+
+bool is_same(std::string_view text, std::string_view word) {
+    return text.size() == word.size() && strncasecmp(text.data(), word.data(), word.size()) == 0;
+}
+
+/*
+ * Whether the last coding of the final answer is chunked (RFC 9112, section 6.3): every answer
+ * begins with its status line, interim ones too. libcurl lets no coding pass that it cannot undo.
+ */
 size_t on_header(char* data, size_t /*one*/, size_t count, void* user) {
-    constexpr std::string_view chunked = "Transfer-Encoding: chunked";
-    if (count >= chunked.size() && strncasecmp(data, chunked.data(), chunked.size()) == 0) {
-        static_cast<Transfer*>(user)->chunked = true;
+    bool& chunked = static_cast<Transfer*>(user)->chunked;
+    const std::string_view line(data, count);
+    const size_t colon = line.find(':');
+    if (line.starts_with("HTTP/")) {
+        chunked = false;
+    } else if (colon != line.npos && is_same(line.substr(0, colon), "Transfer-Encoding")) {
+        const std::string_view codings = line.substr(colon + 1);
+        chunked = is_same(trimmed(codings.substr(codings.rfind(',') + 1)), "chunked");
     }
     return count;
 }
@@ -136,19 +172,50 @@ bool prepare(Transfer& transfer, const std::string& url) {
     const auto set = [curl](CURLoption option, auto value) {
         return curl_easy_setopt(curl, option, value) == CURLE_OK;
     };
+    set(quick_exit, 1L); // a name server that is silent holds up no end
     return set(CURLOPT_URL, url.c_str()) && set(CURLOPT_PATH_AS_IS, 1L) &&
            set(CURLOPT_PROXY, "") && // not even one that the environment names
            set(CURLOPT_NOSIGNAL, 1L) && set(CURLOPT_FOLLOWLOCATION, 0L) &&
-           set(CURLOPT_CONNECTTIMEOUT, connect_limit_s) &&
            set(CURLOPT_LOW_SPEED_LIMIT, slow_rate) && set(CURLOPT_LOW_SPEED_TIME, slow_limit_s) &&
            set(CURLOPT_OPENSOCKETFUNCTION, &on_open_socket) &&
            set(CURLOPT_HEADERFUNCTION, &on_header) && set(CURLOPT_HEADERDATA, &transfer) &&
            set(CURLOPT_WRITEFUNCTION, &on_body) && set(CURLOPT_WRITEDATA, &transfer);
 }
 
+bool is_answered(CURL* curl) {
+    curl_off_t first_byte_us = 0;
+    curl_easy_getinfo(curl, CURLINFO_STARTTRANSFER_TIME_T, &first_byte_us);
+    return first_byte_us != 0;
+}
+
+/*
+ * As curl_easy_perform, but ends without an answer in time (libcurl limits the connecting and the
+ * speed alone) and when downloads are stopped (it would look but once a second).
+ */
+CURLcode perform(CURL* curl) {
+    const std::unique_ptr<CURLM, CurlMultiEnd> multi(curl_multi_init());
+    if (multi == nullptr || curl_multi_add_handle(multi.get(), curl) != CURLM_OK) {
+        return CURLE_OUT_OF_MEMORY;
+    }
+    const Clock::time_point deadline = Clock::now() + answer_limit;
+    int running = 1;
+    while (!qv_downloads_stopped() && (is_answered(curl) || Clock::now() < deadline) &&
+           curl_multi_perform(multi.get(), &running) == CURLM_OK && running != 0) {
+        curl_multi_poll(multi.get(), nullptr, 0, look_interval_ms, nullptr);
+    }
+    int pending = 0;
+    const CURLMsg* const message = curl_multi_info_read(multi.get(), &pending);
+    const CURLcode result = message != nullptr ? message->data.result : CURLE_OPERATION_TIMEDOUT;
+    curl_multi_remove_handle(multi.get(), curl);
+    return result;
+}
+
 /* Runs the transfer. Returns why the body is not known to be whole; empty when it is. */
 std::string run(Transfer& transfer) {
-    const CURLcode result = curl_easy_perform(transfer.curl);
+    const CURLcode result = perform(transfer.curl);
+    if (qv_downloads_stopped()) {
+        return "downloads are stopped";
+    }
     if (transfer.write_error != 0) {
         return strerror(transfer.write_error);
     }

@@ -2,9 +2,12 @@
  * The uci* calls: the calling thread's session, and arguments checked for null.
  */
 #include "platform/zendry_common.h"
+#include "platform/zendry_common/broker_settings.h"
 #include "platform/zendry_common/uci_session.h"
 
+#include <cstdio>
 #include <memory>
+#include <string_view>
 
 namespace {
 
@@ -34,7 +37,11 @@ int32_t uciSet(const char* package, const char* section, const char* option, con
     if (document == nullptr || section == nullptr || option == nullptr || value == nullptr) {
         return -1;
     }
-    return document->set(section, option, value) ? 0 : -1;
+    if (!document->set(section, option, value)) {
+        printf("QV_ERR: %s.%s.%s not set: no such section, or no room\n", package, section, option);
+        return -1;
+    }
+    return 0;
 }
 
 int32_t uciDelete(const char* package, const char* section, const char* option) {
@@ -53,6 +60,10 @@ int32_t uciSectionExist(const char* package, const char* section, const char* na
     const zendry::UciDocument* document = open_package(package);
     if (document == nullptr || section == nullptr || name == nullptr) {
         return -2; // not -1: a caller must not take a broken package for one without the section
+    }
+    if (std::string_view(package) == zendry::broker_package &&
+        std::string_view(section) == zendry::broker_section_type) {
+        return zendry::has_broker_entry(*document, name) ? 0 : -1;
     }
     const zendry::UciSection* found = document->find(name);
     return found != nullptr && found->name == name && found->type == section ? 0 : -1;

@@ -141,9 +141,10 @@ const char* UciDocument::begin_section(const UciStatement& statement) {
     }
     current_ = static_cast<size_t>(same - sections_.begin());
     if (same == sections_.end()) {
-        sections_.push_back({type, name, 0, {}});
+        sections_.push_back({type, name, 0, false, {}});
     }
     sections_[current_].after = statement.after;
+    sections_[current_].open = statement.open;
     return nullptr;
 }
 
@@ -156,6 +157,7 @@ const char* UciDocument::add_entry(const UciStatement& statement, bool is_list) 
     }
     UciSection& section = sections_[current_];
     section.after = statement.after;
+    section.open = statement.open;
     section.entries.push_back({is_list, statement.words[1],
                                statement.words.size() > 2 ? statement.words[2] : "",
                                statement.begin, statement.end, statement.after});
@@ -228,7 +230,7 @@ bool UciDocument::set(std::string_view address, std::string_view option, std::st
         }
     }
     if (!placed) {
-        const bool fresh_line = text[section->after - 1] == '\n';
+        const bool fresh_line = !section->open && text[section->after - 1] == '\n';
         text.insert(section->after, (fresh_line ? "\t" : "\n\t") + statement + "\n");
     }
     return adopt(std::move(text));

@@ -35,8 +35,9 @@ struct UciEntry {
 /* A section; blocks of one name in the file are one section. */
 struct UciSection {
     std::string type;
-    std::string name; /* empty: anonymous */
-    size_t after = 0; /* offset behind its last statement */
+    std::string name;  /* empty: anonymous */
+    size_t after = 0;  /* offset behind its last statement */
+    bool open = false; /* that statement is one, as in UciStatement */
     std::vector<UciEntry> entries;
 };
 

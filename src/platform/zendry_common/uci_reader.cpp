@@ -28,6 +28,7 @@ char UciReader::take() {
 
 bool UciReader::next(UciStatement& statement) {
     statement.words.clear();
+    statement.open = true;
     while (at_ < text_.size()) {
         const char c = text_[at_];
         if (!ends_word(c)) {
@@ -43,6 +44,7 @@ bool UciReader::next(UciStatement& statement) {
         }
         take();
         if (!is_blank(c) && !statement.words.empty()) {
+            statement.open = false;
             break;
         }
     }

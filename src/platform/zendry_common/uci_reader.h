@@ -22,12 +22,14 @@ struct UciError {
 /*
  * One statement, as a rule one line. The offsets mark its bytes in the text: begin to end from
  * the first to the last word; after is behind the line end or ';' that closes it, and so behind
- * a comment on its line.
+ * a comment on its line. An open statement is one that the end of the text closes: whatever is
+ * appended belongs to it, also behind a line end, which a backslash may have joined.
  */
 struct UciStatement {
     size_t begin = 0;
     size_t end = 0;
     size_t after = 0;
+    bool open = false;
     uint32_t line = 0;
     std::vector<std::string> words; /* quotes and escapes resolved */
 };

@@ -1,35 +1,21 @@
 #include "platform/zendry_common/uci_session.h"
 
-#include "platform/zendry_common/file_io.h"
 #include "platform/zendry_common/paths.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
 #include <new>
-#include <sys/file.h>
-#include <sys/stat.h>
 
 namespace zendry {
 namespace {
 
-// A second session in the same thread would wait for the first one for ever.
+// A second session in the same thread would wait for the first one in vain.
 thread_local bool thread_has_session = false;
-
-/* The package's file as text; false, with a line, when it is there and cannot be read. */
-bool read_package(const std::string& path, std::string& text) {
-    const int error = read_file(path, uci_max_size, text);
-    if (error != 0 && error != ENOENT) {
-        printf("QV_ERR: %s: %s\n", path.c_str(), strerror(error));
-        return false;
-    }
-    return true;
-}
 
 } // namespace
 
-UciSession::UciSession(ScopedFd lock) : lock_(std::move(lock)) {
+UciSession::UciSession() {
     thread_has_session = true;
 }
 
@@ -38,22 +24,28 @@ UciSession::~UciSession() {
 }
 
 std::unique_ptr<UciSession> UciSession::open() {
-    if (thread_has_session) {
-        return nullptr;
+    return std::unique_ptr<UciSession>(thread_has_session ? nullptr
+                                                          : new (std::nothrow) UciSession());
+}
+
+/* False, with a line, when the package cannot be used. */
+bool UciSession::load(Package& package) {
+    int error = package.file.open(package.path);
+    if (error == 0) {
+        error = package.file.read(uci_max_size, package.stored);
     }
-    const std::string path = rooted("/var/run/zendry_uci.lock");
-    ScopedFd lock(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR));
-    int result = lock.valid() ? 0 : -1;
-    if (result == 0) {
-        do {
-            result = flock(lock.get(), LOCK_EX);
-        } while (result != 0 && errno == EINTR);
+    if (error != 0) {
+        printf("QV_ERR: %s: %s\n", package.path.c_str(),
+               error == EWOULDBLOCK ? "locked by another program" : strerror(error));
+        return false;
     }
-    if (result != 0) {
-        printf("QV_ERR: %s: %s\n", path.c_str(), strerror(errno));
-        return nullptr;
+    UciError problem;
+    if (!package.document.parse(package.stored, problem)) {
+        printf("QV_ERR: %s:%u: %s\n", package.path.c_str(), static_cast<unsigned>(problem.line),
+               problem.text);
+        return false;
     }
-    return std::unique_ptr<UciSession>(new (std::nothrow) UciSession(std::move(lock)));
+    return true;
 }
 
 UciSession::Package* UciSession::find_or_load(std::string_view name) {
@@ -68,14 +60,7 @@ UciSession::Package* UciSession::find_or_load(std::string_view name) {
     auto package = std::make_unique<Package>();
     package->name = name;
     package->path = rooted("/etc/config/" + package->name);
-    if (read_package(package->path, package->stored)) {
-        UciError error;
-        package->usable = package->document.parse(package->stored, error);
-        if (!package->usable) {
-            printf("QV_ERR: %s:%u: %s\n", package->path.c_str(), static_cast<unsigned>(error.line),
-                   error.text);
-        }
-    }
+    package->usable = load(*package);
     packages_.push_back(std::move(package));
     return packages_.back().get();
 }
@@ -94,8 +79,7 @@ bool UciSession::commit(std::string_view name) {
     if (text == package->stored) {
         return true; // flash wears with every write
     }
-    // Packages may hold keys of the wireless networks, so a new one is the owner's alone.
-    if (const int error = replace_file(package->path, text, S_IRUSR | S_IWUSR); error != 0) {
+    if (const int error = package->file.replace(text); error != 0) {
         printf("QV_ERR: %s: not written: %s\n", package->path.c_str(), strerror(error));
         return false;
     }

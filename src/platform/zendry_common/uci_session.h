@@ -1,13 +1,12 @@
 /*
- * One exclusive use of the configuration store, from opening to closing.
+ * One use of the configuration store, from opening to closing.
  */
 #ifndef QV_PLATFORM_ZENDRY_COMMON_UCI_SESSION_H
 #define QV_PLATFORM_ZENDRY_COMMON_UCI_SESSION_H
 
-#include "platform/scoped_fd.h"
+#include "platform/zendry_common/locked_file.h"
 #include "platform/zendry_common/uci_document.h"
 
-#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -16,26 +15,23 @@
 namespace zendry {
 
 /*
- * Holds the store's lock for its life. The lock is flock on a file of its own:
- *  - on the configuration file itself it would be lost, because a commit puts another file in
- *    its place;
- *  - flock belongs to the opened file, and each session opens it anew, so one lock keeps threads
- *    apart as well as processes, and the kernel drops it with a process that is killed.
+ * Keeps every package that it has used to itself until it ends. Two sessions that use two
+ * packages in opposite order end each other's wait by its limit.
  *
  * Belongs to the thread that opened it.
  */
 class UciSession {
 public:
-    /* Waits for the lock. Null when it cannot be had or this thread has a session already. */
+    /* Null when this thread has a session already. */
     static std::unique_ptr<UciSession> open();
     ~UciSession();
     UciSession(const UciSession&) = delete;
     UciSession& operator=(const UciSession&) = delete;
 
     /*
-     * The package as it stands in this session, read at its first use; a missing file is an
-     * empty package. Null when the name is not valid or the file cannot be read or parsed, which
-     * is printed once per session. Owned by the session.
+     * The package as it stands in this session, locked and read at its first use; a missing file
+     * is an empty package. Null when the name is not valid or the file cannot be locked, read or
+     * parsed, which is printed once per session. Owned by the session.
      */
     UciDocument* package(std::string_view name);
 
@@ -45,16 +41,17 @@ public:
 private:
     struct Package {
         std::string name;
-        std::string path;
+        std::string path; /* as it is printed */
+        LockedFile file;
         std::string stored; /* text of the file */
         bool usable = false;
         UciDocument document;
     };
 
-    explicit UciSession(ScopedFd lock);
+    UciSession();
     Package* find_or_load(std::string_view name);
+    static bool load(Package& package);
 
-    ScopedFd lock_;
     std::vector<std::unique_ptr<Package>> packages_;
 };
 

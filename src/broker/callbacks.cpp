@@ -1,0 +1,58 @@
+#include "broker/callbacks.h"
+
+#include "agent/context.h"
+#include "broker/publish.h"
+#include "broker/session.h"
+
+#include <cstdio>
+
+namespace {
+
+AgentContext& context_of(void* user_data) {
+    return *static_cast<AgentContext*>(user_data);
+}
+
+void subscribe(AgentContext& context, mosquitto* client) {
+    const MacAddress mac = qv_agent_identity(context).macaddr;
+    char topic[128] = {};
+    snprintf(topic, sizeof topic, "qv/device_%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1], mac[2],
+             mac[3], mac[4], mac[5]);
+    const int subscribed = mosquitto_subscribe(client, nullptr, topic, 0);
+    if (subscribed == MOSQ_ERR_SUCCESS) {
+        printf("Successfully subscribed to topic\nSUB TOPIC=%s\n", topic);
+    } else {
+        printf("订阅主题失败：错误代码 %d\n", subscribed);
+    }
+}
+
+} // namespace
+
+void qv_on_connect(mosquitto* client, void* user_data, int result) {
+    AgentContext& context = context_of(user_data);
+    if (result != 0) {
+        printf("Error with result code: %d\n", result);
+        return;
+    }
+    if (context.session->mqtt_connected == 1) {
+        subscribe(context, client);
+    }
+    context.session->live = true;
+}
+
+void qv_on_message(mosquitto* /*client*/, void* user_data, const mosquitto_message* message) {
+    if (message->payloadlen == 0) {
+        printf("%s (null)\n", message->topic);
+        return;
+    }
+    std::unique_ptr<InboundMessage> copy = InboundMessage::copy_of(*message);
+    if (copy != nullptr) {
+        context_of(user_data).session->link.inbox.push(std::move(copy));
+    }
+}
+
+void qv_on_disconnect(mosquitto* /*client*/, void* user_data, int result) {
+    MqttSession& session = *context_of(user_data).session;
+    session.ended = true;
+    session.end_result = result;
+    qv_mqtt_hold(session);
+}

@@ -1,0 +1,18 @@
+// What the library tells of a session. It does so inside our calls, hence with the client's lock
+// held; the callbacks take notes, and the network thread acts on them between two calls.
+#ifndef QV_BROKER_CALLBACKS_H
+#define QV_BROKER_CALLBACKS_H
+
+#include <mosquitto.h>
+
+/// CONNACK: subscribes to the command topic; from here on reports go out. `user_data` is the
+/// agent context, here and below.
+void qv_on_connect(mosquitto* client, void* user_data, int result);
+
+/// Keeps a copy of the message in the inbox.
+void qv_on_message(mosquitto* client, void* user_data, const mosquitto_message* message);
+
+/// The session has ended: lost, refused, or left by our DISCONNECT.
+void qv_on_disconnect(mosquitto* client, void* user_data, int result);
+
+#endif

@@ -1,0 +1,199 @@
+#include "broker/serve.h"
+
+#include "agent/context.h"
+#include "broker/connect.h"
+#include "broker/link_wait.h"
+#include "broker/publish.h"
+#include "broker/session.h"
+#include "platform/scoped_fd.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+namespace {
+
+using Clock = MqttSession::Clock;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+/// For the last packets of a session that is left on purpose.
+constexpr milliseconds CLOSE_LIMIT{500};
+/// Inbound messages read at most before a session is left.
+constexpr int UNREAD_MAX = 1000;
+
+/// What the next wait is for.
+struct Wanted {
+    int descriptor = -1;
+    short events = POLLIN;
+    Clock::time_point keep_alive; ///< when the library has to look at the time
+    bool ended = false;
+    bool accepted = false;
+    bool reports_wait = false;
+};
+
+Wanted wanted(MqttSession& session) {
+    const std::lock_guard guard(session.client_lock);
+    Wanted result;
+    result.descriptor = mosquitto_socket(session.client);
+    if (mosquitto_want_write(session.client)) {
+        result.events |= POLLOUT;
+    }
+    result.keep_alive = std::min(session.spoke, session.link.heard) + seconds(KEEP_ALIVE_S);
+    result.ended = session.ended;
+    result.accepted = session.live;
+    result.reports_wait = !session.waiting.empty();
+    return result;
+}
+
+void write_on(MqttSession& session) {
+    mosquitto_loop_write(session.client, 1);
+    session.spoke = Clock::now();
+}
+
+/// Sends a ping, or finds that the last one was not answered, when it is time.
+void look_at_the_time(MqttSession& session) {
+    const Clock::time_point before = Clock::now() - seconds(KEEP_ALIVE_S);
+    if (session.spoke > before && session.link.heard > before) {
+        return;
+    }
+    mosquitto_loop_misc(session.client);
+    session.spoke = Clock::now();
+    session.link.heard = session.spoke;
+}
+
+/// One turn: reads at most one inbound message, and writes what is left over.
+void turn(MqttSession& session, short events) {
+    const std::lock_guard guard(session.client_lock);
+    if ((events & ~POLLOUT) != 0) {
+        mosquitto_loop_read(session.client, 1);
+        session.link.heard = Clock::now();
+    }
+    if (!session.ended && mosquitto_want_write(session.client)) {
+        write_on(session);
+    }
+    if (!session.ended) {
+        qv_mqtt_pump(session);
+        look_at_the_time(session);
+    }
+}
+
+void report_loss(AgentContext& context) {
+    MqttSession& session = *context.session;
+    session.mqtt_connected = 0; // first: a connect step that sees the loss waits for the next one
+    qv_agent_connection_lost(context);
+    uci_set_system_broker_status(0);
+    printf("Disconnected from MQTT broker with result code: %d\n", session.end_result);
+}
+
+// --- Leaving ---
+
+bool all_written(MqttSession& session) {
+    const std::lock_guard guard(session.client_lock);
+    const bool reports_left = session.live && !session.waiting.empty();
+    return session.ended || (!reports_left && !mosquitto_want_write(session.client));
+}
+
+void write_all(AgentContext& context, Clock::time_point deadline) {
+    MqttSession& session = *context.session;
+    while (!all_written(session) && Clock::now() < deadline) {
+        turn(session,
+             qv_link_wait(context, wanted(session).descriptor, POLLOUT, deadline) & POLLOUT);
+    }
+}
+
+/// The library takes an inbound message for a fault once the DISCONNECT is on its way, so what has
+/// arrived is read before, and begins at once.
+void read_all(AgentContext& context) {
+    MqttSession& session = *context.session;
+    for (int i = 0; i < UNREAD_MAX; ++i) {
+        const Wanted now = wanted(session);
+        pollfd readable{.fd = now.descriptor, .events = POLLIN, .revents = 0};
+        if (now.ended || poll(&readable, 1, 0) <= 0) {
+            break;
+        }
+        turn(session, POLLIN);
+    }
+    qv_link_take_inbox(context);
+}
+
+/// Reads until the broker has closed its end. A socket that is closed before would reset the
+/// connection, and take the last packets along.
+void await_close(AgentContext& context, int descriptor, Clock::time_point deadline) {
+    char ignored[4096];
+    do {
+        qv_link_wait(context, descriptor, POLLIN, deadline);
+    } while (Clock::now() < deadline &&
+             recv(descriptor, ignored, sizeof ignored, MSG_DONTWAIT) != 0);
+}
+
+/// The library closes the socket as soon as it has written the DISCONNECT.
+bool disconnect(MqttSession& session) {
+    const std::lock_guard guard(session.client_lock);
+    qv_mqtt_hold(session);
+    return !session.ended && mosquitto_disconnect(session.client) == MOSQ_ERR_SUCCESS;
+}
+
+/// Hands the session's reports to the broker and leaves it with a DISCONNECT. False when it was
+/// lost before.
+bool leave(AgentContext& context) {
+    MqttSession& session = *context.session;
+    const Clock::time_point deadline = Clock::now() + CLOSE_LIMIT;
+    const ScopedFd socket(fcntl(wanted(session).descriptor, F_DUPFD_CLOEXEC, 0));
+    read_all(context);
+    write_all(context, deadline);
+    if (!disconnect(session)) {
+        return false;
+    }
+    write_all(context, deadline);
+    await_close(context, socket.get(), deadline);
+    return true;
+}
+
+/// When the agent closes, reports that wait have a last chance: the broker may accept yet.
+bool to_be_left(AgentContext& context, const Wanted& now) {
+    MqttSession& session = *context.session;
+    if (!session.closing) {
+        return qv_agent_renewal_due(context);
+    }
+    if (now.accepted || !now.reports_wait) {
+        return true;
+    }
+    if (!std::exchange(session.link.last_attempt, true)) {
+        session.link.accept_by =
+            std::min(session.link.accept_by, Clock::now() + LAST_ATTEMPT_LIMIT);
+    }
+    return false;
+}
+
+void end_unaccepted(MqttSession& session) {
+    const std::lock_guard guard(session.client_lock);
+    session.ended = true;
+    session.end_result = MOSQ_ERR_TIMEOUT;
+    qv_mqtt_hold(session);
+}
+
+} // namespace
+
+void qv_link_serve(AgentContext& context) {
+    MqttSession& session = *context.session;
+    for (Wanted now = wanted(session); !now.ended; now = wanted(session)) {
+        if (to_be_left(context, now)) {
+            if (leave(context)) {
+                return;
+            }
+            break;
+        }
+        const LinkState& link = session.link;
+        const auto deadline =
+            now.accepted ? now.keep_alive : std::min(now.keep_alive, link.accept_by);
+        turn(session, qv_link_wait(context, now.descriptor, now.events, deadline));
+        qv_link_take_inbox(context);
+        if (!now.accepted && Clock::now() >= link.accept_by) {
+            end_unaccepted(session);
+        }
+    }
+    report_loss(context);
+}

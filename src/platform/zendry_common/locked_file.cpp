@@ -1,0 +1,162 @@
+#include "platform/zendry_common/locked_file.h"
+
+#include "platform/zendry_common/file_io.h"
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <fcntl.h>
+#include <memory>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
+namespace zendry {
+namespace {
+
+using Clock = std::chrono::steady_clock; // CLOCK_MONOTONIC: a set clock changes no time limit
+using std::chrono::milliseconds;
+
+constexpr milliseconds wait_limit{5000};
+constexpr milliseconds short_wait_limit{200}; // longer than a sound edit takes
+constexpr milliseconds retry_pause{5};
+
+// Somebody has outlasted a whole wait, and nobody has had a lock since: waits are short then, or
+// the several calls of one connection attempt would add up to half a minute.
+std::atomic<bool> holder_hangs{false};
+
+struct Free {
+    void operator()(char* text) const {
+        free(text);
+    }
+};
+
+/* The path behind all links, if name still means the opened file; empty when it does not. */
+std::string path_of(const std::string& name, int fd) {
+    const std::unique_ptr<char, Free> path(realpath(name.c_str(), nullptr));
+    struct stat named {};
+    struct stat held {};
+    const bool same = path != nullptr && lstat(path.get(), &named) == 0 && fstat(fd, &held) == 0 &&
+                      named.st_dev == held.st_dev && named.st_ino == held.st_ino;
+    return same ? path.get() : "";
+}
+
+/* A new file in a folder, which goes away again unless it has taken the name it was made for. */
+class TemporaryFile {
+public:
+    TemporaryFile(int folder, std::string name) : folder_(folder), name_(std::move(name)) {
+        unlinkat(folder_, name_.c_str(), 0);
+        fd_.reset(openat(folder_, name_.c_str(),
+                         O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
+        pending_ = fd_.valid();
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    ~TemporaryFile() {
+        if (pending_) {
+            const int saved = errno;
+            unlinkat(folder_, name_.c_str(), 0);
+            errno = saved;
+        }
+    }
+
+    [[nodiscard]] int fd() const {
+        return fd_.get();
+    }
+    [[nodiscard]] bool become(const char* name) {
+        pending_ = renameat(folder_, name_.c_str(), folder_, name) != 0;
+        return !pending_;
+    }
+    [[nodiscard]] ScopedFd take_fd() {
+        return std::move(fd_);
+    }
+
+private:
+    int folder_;
+    std::string name_;
+    ScopedFd fd_;
+    bool pending_ = false;
+};
+
+/* Gives the new file the mode and owner of the old one. */
+bool take_over_attributes(int old_fd, int new_fd) {
+    struct stat before {};
+    struct stat now {};
+    if (fstat(old_fd, &before) != 0 || fstat(new_fd, &now) != 0) {
+        return false;
+    }
+    // Only root may give a file away, and only then is there anything to give.
+    if ((before.st_uid != now.st_uid || before.st_gid != now.st_gid) &&
+        fchown(new_fd, before.st_uid, before.st_gid) != 0) {
+        return false;
+    }
+    return fchmod(new_fd, before.st_mode & 07777U) == 0;
+}
+
+} // namespace
+
+/* EWOULDBLOCK when the lock cannot be had now, or is one on a file that has been replaced. */
+int LockedFile::try_open(const std::string& name) {
+    // O_NONBLOCK: a fifo put in the file's place must not hold the caller.
+    fd_.reset(::open(name.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK, S_IRUSR | S_IWUSR));
+    struct stat about {};
+    if (!fd_.valid() || fstat(fd_.get(), &about) != 0) {
+        return errno;
+    }
+    if (!S_ISREG(about.st_mode)) {
+        return EINVAL;
+    }
+    if (flock(fd_.get(), LOCK_EX | LOCK_NB) != 0) {
+        return errno;
+    }
+    path_ = path_of(name, fd_.get());
+    return path_.empty() ? EWOULDBLOCK : 0;
+}
+
+int LockedFile::open(const std::string& name) {
+    const Clock::time_point deadline =
+        Clock::now() + (holder_hangs ? short_wait_limit : wait_limit);
+    int error = try_open(name);
+    while ((error == EWOULDBLOCK || error == EINTR) && Clock::now() < deadline) {
+        std::this_thread::sleep_for(retry_pause);
+        error = try_open(name);
+    }
+    holder_hangs = error == EWOULDBLOCK;
+    if (error != 0) {
+        fd_.reset();
+    }
+    return error;
+}
+
+int LockedFile::read(size_t limit, std::string& content) {
+    return read_all(fd_.get(), limit, content);
+}
+
+int LockedFile::replace(std::string_view content) {
+    const size_t name_at = path_.rfind('/') + 1; // the path is absolute
+    const std::string name = path_.substr(name_at);
+    const ScopedFd folder(
+        ::open(path_.substr(0, name_at).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder.valid()) {
+        return errno;
+    }
+    TemporaryFile file(folder.get(), "." + name + ".new");
+    // Locked before it has the name: nobody gets in between two replacements.
+    if (file.fd() < 0 || flock(file.fd(), LOCK_EX | LOCK_NB) != 0) {
+        return errno;
+    }
+    if (const int error = write_all(file.fd(), content); error != 0) {
+        return error;
+    }
+    if (!take_over_attributes(fd_.get(), file.fd()) || fsync(file.fd()) != 0 ||
+        !file.become(name.c_str())) {
+        return errno;
+    }
+    fd_ = file.take_fd();
+    // Without this the rename itself might not outlast a power cut.
+    return fsync(folder.get()) == 0 ? 0 : errno;
+}
+
+} // namespace zendry

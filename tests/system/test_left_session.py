@@ -1,0 +1,60 @@
+"""Commands that the agent has read when it leaves a session are carried out then, not whenever the
+next session comes."""
+import time
+
+from firmware import UPDATA_STATS, flash, tools_called, wait_statuses
+from harness import DISCOVERY, poll, set_tool
+
+PASS_S = 5  # between two looks of the main loop at the state, on whole seconds of the clock
+AWAY_S = 2
+TOOL_S = PASS_S + 1
+COMMANDS = 1000  # which take some 10 ms, and are let through 5 ms before the session is left
+CLOCK = 1700000000000
+
+
+def test_behind_a_flash(broker, controller, link, device_tools, linked_agent):
+    """The session is left while the tool works, and there is no broker for a while."""
+    set_tool("updata_rootfs.sh", delay=TOOL_S)
+    controller.wait_report(DISCOVERY, 4)
+    mark = controller.reports.mark()
+    commands = (1014, flash(save_config=1), flash(), {"type": 1015, "timestamp": CLOCK})
+    for command in commands:
+        controller.send(command)
+    poll(tools_called, 2, "flashing tool")
+    begin = time.monotonic()
+    link.shut()
+    time.sleep(1)
+    set_tool("updata_rootfs.sh")  # what comes behind it is done at once
+    poll(lambda: len(tools_called()) == 3, TOOL_S + 1, "the commands behind the flash")
+    assert time.monotonic() - begin > TOOL_S - 0.1
+    assert [call.split()[0] for call in tools_called()] == ["updata_rootfs.sh"] * 2 + ["date"]
+    assert (broker.agent_farewells(), len(link.accepted)) == (1, 1)
+    link.open()
+    wait_statuses(controller, mark, [2, 2])
+    assert broker.agent_sessions() == 2
+
+
+def test_in_the_moment_of_leaving(broker, controller, link, linked_agent):
+    """The agent is at the first of many commands when its main loop asks for a new session."""
+    announced, _ = linked_agent.wait_line("^sm->state:2$", 4)
+    due = announced + PASS_S
+    controller.send(1014)
+    linked_agent.wait_line("^process_msg->type 1014$", 2)
+    link.down.clear()
+    for number in range(1, COMMANDS + 1):
+        controller.send({"type": 1000, "timestamp": number})
+    time.sleep(due - time.monotonic() - 0.005)
+    link.down.set()
+    linked_agent.wait_line("^sm->state:1$", 1)
+    link.shut()
+    time.sleep(AWAY_S)
+    link.open()
+    begin = time.monotonic()
+    broker.wait_subscribed(2)
+    time.sleep(0.5)
+    handled = linked_agent.lines("^hdr.type: 1000, hdr.ts: ")
+    assert len([at for at, _ in handled if at > begin]) == 0
+    numbers = [int(line.split()[-1]) for _, line in handled]
+    assert numbers == list(range(1, len(numbers) + 1))
+    controller.wait_report(DISCOVERY, 4, controller.reports.mark())
+    assert (broker.agent_sessions(), broker.agent_farewells()) == (2, 1)

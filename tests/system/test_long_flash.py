@@ -1,0 +1,72 @@
+"""A flash that lasts longer than the broker waits for a sign of life, and reboots at its end: the
+session lives, what is asked before it is answered during it, and its status is not lost."""
+import time
+
+import harness
+import pytest
+from firmware import BOARD, ROOTFS_BOARDS, UPDATA_STATS
+from firmware import flash, statuses, tools_called, upgrade, wait_statuses
+from harness import DISCOVERY, SYSTEM_STATS, poll, set_tool
+
+KEEP_ALIVE_S = 15
+BROKER_LIMIT_S = 1.5 * KEEP_ALIVE_S
+STATIONS = 1005
+AGENT_PID = harness.AP_DIR / "agent.pid"
+# As a reboot that is faster than anything the agent might do after it.
+FAST_REBOOT = f"kill -KILL $(cat {AGENT_PID})"
+
+
+@pytest.fixture
+def rebooted_agent(broker, device_tools, wifi_manager, own_tool, start_agent):
+    """An agent whose end is the tool reboot."""
+    own_tool("reboot", FAST_REBOOT)
+    agent = start_agent()
+    AGENT_PID.write_text(str(agent.process.pid))
+    broker.wait_subscribed()
+    return agent
+
+
+def test_session_lives(broker, controller, rebooted_agent):
+    controller.send(1034)
+    controller.wait_report(SYSTEM_STATS, 2)
+    mark = controller.reports.mark()
+    tool_s = BROKER_LIMIT_S + 2
+    set_tool("wifi", delay=2)
+    set_tool("updata_rootfs.sh", delay=tool_s)
+    for command in (1021, 1024, flash(save_config=1, reboot=1)):
+        controller.send(command)
+    poll(lambda: len(tools_called()) == 2, 2, "both tools")
+    begin = time.monotonic()
+    # The question that was queued before the flash, and what the agent says every 10 s.
+    controller.wait_report(STATIONS, 4, mark)
+    controller.wait_report(SYSTEM_STATS, KEEP_ALIVE_S, mark)
+    controller.send(1026)  # behind the flash
+    controller.wait_report(SYSTEM_STATS, 11, mark, 2)
+    assert all(8.9 < gap < 11.1 for gap in harness.gaps(controller.times(SYSTEM_STATS, mark)))
+    at, _ = controller.wait_report(UPDATA_STATS, tool_s, mark)
+    assert tool_s - 0.1 < at - begin < tool_s + 1
+    assert statuses(controller, mark) == [2]
+    assert rebooted_agent.exit_status(2) == -9
+    assert not controller.times(1007, mark)
+    assert not controller.times(DISCOVERY, mark)
+    assert broker.agent_sessions() == 1
+
+
+@pytest.mark.parametrize(
+    "command, wanted", [(1002, [202, 203]), (1032, [201, 202, 203]), (1033, [2])]
+)
+def test_fast_reboot_takes_no_status_along(controller, images, rebooted_agent, command, wanted):
+    BOARD.write_text(ROOTFS_BOARDS[0])
+    mark = controller.reports.mark()
+    flashing = flash(save_config=1, reboot=1) if command == 1033 else None
+    controller.send(flashing or upgrade(command, images, reboot="1"))
+    assert rebooted_agent.exit_status(5) == -9
+    wait_statuses(controller, mark, wanted)
+
+
+def test_slow_reboot_holds_no_status_up(controller, device_tools, agent):
+    set_tool("reboot", delay=3)
+    mark = controller.reports.mark()
+    controller.send(flash(save_config=1, reboot=1))
+    poll(lambda: tools_called()[-1:] == ["reboot"], 3, "reboot")
+    wait_statuses(controller, mark, [2], 1)

@@ -1,0 +1,85 @@
+"""The configuration store at its worst moments: an agent that is killed while it starts, and
+another program that holds a package and hangs."""
+import fcntl
+import itertools
+import pathlib
+import subprocess
+
+import harness
+import pytest
+from harness import SYSTEM_STATS, ZENDRY_ROOT
+
+PACKAGES = ZENDRY_ROOT / "etc/config"
+SYSTEM = PACKAGES / "system"
+EVENT_SOCKET = pathlib.Path("/tmp/qvagent")
+
+FACTORY = "config system\n\toption hostname 'OpenWrt'\n"
+ENTRY = "\nconfig conf 'broker'\n\toption host '127.0.0.1'\n\toption port '1883'\n"
+CONNECTED = "\toption status '1'\n"
+WHOLE = [FACTORY, FACTORY + ENTRY, FACTORY + ENTRY + CONNECTED]
+
+LOCKED = f"^QV_ERR: {SYSTEM}: locked by another program$"
+
+
+def make_first_start():
+    EVENT_SOCKET.unlink(missing_ok=True)
+    for file in PACKAGES.iterdir():
+        file.unlink()
+    SYSTEM.write_text(FACTORY)
+
+
+def what_is_left():
+    files = ((file.name, file.read_text()) for file in PACKAGES.iterdir())
+    return EVENT_SOCKET.exists(), *sorted(files)
+
+
+def start_and_connect(start_agent):
+    agent = start_agent()
+    agent.wait_line("^Successfully subscribed to topic$", 5)
+    agent.process.kill()
+    agent.exit_status(2)
+
+
+@pytest.mark.skipif(harness.sanitized() or harness.emulated(), reason="too slow, and nothing new")
+def test_killed_at_any_system_call_of_its_first_start(broker, wifi_manager, start_agent):
+    """The next start has the files alone to go by: it is tried once for all that are alike."""
+    tried = set()
+    for point in itertools.count(1):
+        make_first_start()
+        kill = [harness.BUILD_DIR / "kill_at", str(point), *harness.AGENT]
+        subprocess.run(kill, stdout=subprocess.DEVNULL, check=True, timeout=10)
+        system = SYSTEM.read_text()
+        assert system in WHOLE, f"killed at {point}: {system}"
+        left = what_is_left()
+        if left not in tried:
+            tried.add(left)
+            start_and_connect(start_agent)
+            assert SYSTEM.read_text() == WHOLE[-1], f"killed at {point}"
+        if system == WHOLE[-1]:
+            break
+    print(f"{point} kill points left {len(tried)} states")
+    assert point > 200 and len(tried) > 4
+
+
+@pytest.fixture
+def held_package(store):
+    with open(SYSTEM) as file:
+        fcntl.flock(file, fcntl.LOCK_EX)
+        yield file
+
+
+def test_holder_that_hangs_is_left_alone(controller, agent, held_package):
+    controller.send({"type": 1017, "timestamp": 1, "data": {"general_data": "roof"}})
+    controller.send(1034)
+    controller.wait_report(SYSTEM_STATS, 7)
+    assert len(agent.lines(LOCKED)) == 1
+    status, seconds = agent.stop()
+    assert (status, seconds < 2) == (0, True)
+
+
+def test_store_that_is_held_at_the_start(broker, wifi_manager, held_package, start_agent):
+    agent = start_agent()
+    agent.wait_line("^COULD NOT CONNECT: ", 8)
+    assert agent.lines(LOCKED)
+    fcntl.flock(held_package, fcntl.LOCK_UN)
+    broker.wait_subscribed(timeout=5)
