@@ -9,6 +9,11 @@
 
 namespace {
 
+using enum RecordFieldType;
+constexpr RecordField MAC_FIELD[] = {{nullptr, mac, 0, 6}};
+constexpr RecordField NUMBER_FIELD[] = {{nullptr, i32, 0, 4}};
+constexpr RecordField GENERAL_DATA_FIELD[] = {{nullptr, text, 0, sizeof AccessPoint::general_data}};
+
 template <size_t N>
 constexpr std::array<uint8_t, N> every(uint8_t first, uint8_t step) {
     std::array<uint8_t, N> channels{};
@@ -160,6 +165,10 @@ void make_interfaces(AccessPoint& ap) {
 }
 
 } // namespace
+
+const RecordTable LONE_MAC = MAC_FIELD;
+const RecordTable LONE_NUMBER = NUMBER_FIELD;
+const RecordTable LONE_GENERAL_DATA = GENERAL_DATA_FIELD;
 
 const std::array<Band, RADIOS> BANDS = {
     Band{"wifi0", "2.4G", 2, 2407, 6, 20, "11axg", "HT20", 287, CHANNELS_2_4_GHZ},

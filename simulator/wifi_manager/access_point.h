@@ -8,6 +8,7 @@
 #include "protocol/radio_vap_records.h"
 #include "protocol/statistics_records.h"
 #include "protocol/system_config_record.h"
+#include "protocol/wifi_manager.h"
 
 #include <array>
 #include <cstddef>
@@ -36,6 +37,54 @@ struct AccessPoint {
     ApStatsList ap_stats;
 };
 static_assert(std::is_standard_layout_v<AccessPoint> && std::is_trivially_copyable_v<AccessPoint>);
+
+/// A member of the state: how it is shown as JSON, and which messages read it or put another in its
+/// place. A plain one needs no more than its row.
+struct StateMember {
+    const char* name;
+    size_t offset; ///< in the AccessPoint, in bytes
+    size_t size;
+    const RecordTable* fields = nullptr; ///< an object; one row without key: that value alone
+    const RecordList* list = nullptr;    ///< or an array
+    WifiMgrMsgId read{};
+    WifiMgrMsgId replace{};
+    bool derived = false; ///< follows from other members
+};
+
+// Values that stand alone.
+extern const RecordTable LONE_MAC;
+extern const RecordTable LONE_NUMBER;
+extern const RecordTable LONE_GENERAL_DATA;
+
+#define QV_STATE_MEMBER(member) #member, offsetof(AccessPoint, member), sizeof(AccessPoint::member)
+inline constexpr StateMember STATE_MEMBERS[] = {
+    {QV_STATE_MEMBER(mac), &LONE_MAC},
+    {QV_STATE_MEMBER(wifi_stats), &LONE_NUMBER, nullptr, WIFI_MGR_GET_WIFI_STATS},
+    {QV_STATE_MEMBER(upgrade_notice), &LONE_NUMBER},
+    {QV_STATE_MEMBER(system), &qv_system_stats_fields, nullptr, WIFI_MGR_GET_SYSTEM_STATS},
+    {QV_STATE_MEMBER(system_config), &qv_system_config_fields, nullptr, WIFI_MGR_GET_SYSTEM_CONFIG,
+     WIFI_MGR_SET_SYSTEM_CONFIG},
+    {QV_STATE_MEMBER(lan), &qv_network_lan_fields, nullptr, WIFI_MGR_GET_NETWORK_LAN,
+     WIFI_MGR_SET_NETWORK_LAN},
+    {QV_STATE_MEMBER(wan), &qv_network_wan_fields, nullptr, WIFI_MGR_GET_NETWORK_WAN,
+     WIFI_MGR_SET_NETWORK_WAN},
+    {QV_STATE_MEMBER(wan6), &qv_network_wan6_fields, nullptr, WIFI_MGR_GET_NETWORK_WAN6,
+     WIFI_MGR_SET_NETWORK_WAN6},
+    {QV_STATE_MEMBER(radios), nullptr, &qv_radio_list, WIFI_MGR_GET_RADIO_CONFIG},
+    {QV_STATE_MEMBER(vaps), nullptr, &qv_vap_list, WIFI_MGR_GET_VAP_CONFIG},
+    {QV_STATE_MEMBER(stations), nullptr, &qv_sta_stats_list, WIFI_MGR_GET_STA_STATS},
+    {QV_STATE_MEMBER(interfaces), nullptr, &qv_interface_stats_list, WIFI_MGR_GET_INTERFACE_STATS},
+    {QV_STATE_MEMBER(maclist), &qv_maclist_fields, nullptr, {}, WIFI_MGR_SET_MACLIST},
+    {QV_STATE_MEMBER(general_data), &LONE_GENERAL_DATA},
+    {QV_STATE_MEMBER(apconfigs), &qv_apconfigs_fields},
+    {QV_STATE_MEMBER(radio_stats),
+     nullptr,
+     &qv_radio_stats_list,
+     WIFI_MGR_GET_RADIO_STATS,
+     {},
+     true},
+    {QV_STATE_MEMBER(ap_stats), nullptr, &qv_ap_stats_list, WIFI_MGR_GET_AP_STATS, {}, true},
+};
 
 inline constexpr size_t RADIOS = std::extent_v<decltype(RadioList::entries)>;
 inline constexpr size_t VAP_ROOM = std::extent_v<decltype(VapList::records)>;

@@ -33,6 +33,17 @@ struct RadioTexts {
     std::string_view htmode;
 };
 
+/// Those of a VAP or of a radio's settings.
+template <class Record>
+RadioTexts texts_of(const Record& given) {
+    return {.channel = qv_field_text(given.channel),
+            .freq = qv_field_text(given.freq),
+            .txpower = qv_field_text(given.txpower),
+            .country = qv_field_text(given.country),
+            .hwmode = qv_field_text(given.hwmode),
+            .htmode = qv_field_text(given.htmode)};
+}
+
 template <class Number>
 void set_number(Number& number, std::string_view text) {
     if (!text.empty()) {
@@ -151,13 +162,7 @@ const char* qv_apply_vap(AccessPoint& ap, Bytes request) {
         return "no radio of that name";
     }
     set_given_texts(*vap, given);
-    set_radio(ap, radio,
-              {.channel = qv_field_text(given.channel),
-               .freq = qv_field_text(given.freq),
-               .txpower = qv_field_text(given.txpower),
-               .country = qv_field_text(given.country),
-               .hwmode = qv_field_text(given.hwmode),
-               .htmode = qv_field_text(given.htmode)});
+    set_radio(ap, radio, texts_of(given));
     return nullptr;
 }
 
@@ -168,13 +173,7 @@ const char* qv_apply_radio(AccessPoint& ap, Bytes request) {
         return "no radio of that name";
     }
     set_given(ap.radios.entries[number].radio_type, qv_field_text(given.radio_type));
-    set_radio(ap, number,
-              {.channel = qv_field_text(given.channel),
-               .freq = qv_field_text(given.freq),
-               .txpower = qv_field_text(given.txpower),
-               .country = qv_field_text(given.country),
-               .hwmode = qv_field_text(given.hwmode),
-               .htmode = qv_field_text(given.htmode)});
+    set_radio(ap, number, texts_of(given));
     const auto vaps = qv_vaps(ap);
     const auto vap = std::ranges::find_if(vaps, [&](const VapRecord& other) {
         return qv_field_text(other.device) == qv_field_text(given.radio_name);

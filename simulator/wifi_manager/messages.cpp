@@ -1,7 +1,6 @@
 #include "messages.h"
 
 #include "applies.h"
-#include "state_members.h"
 
 #include <algorithm>
 #include <array>
@@ -30,8 +29,8 @@ constexpr Apply APPLIES[] = {
 };
 
 const StateMember* find_member(uint8_t id, WifiMgrMsgId StateMember::*message) {
-    const auto row = std::ranges::find(STATE_MEMBERS, id, message);
-    return id == 0 || row == STATE_MEMBERS.end() ? nullptr : &*row;
+    const auto* const row = std::ranges::find(STATE_MEMBERS, id, message);
+    return id == 0 || row == std::end(STATE_MEMBERS) ? nullptr : row;
 }
 
 void append(Reply& reply, Bytes bytes) {

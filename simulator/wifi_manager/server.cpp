@@ -3,6 +3,7 @@
 
 #include "faults.h"
 #include "messages.h"
+#include "platform/scoped_fd.h"
 #include "state_json.h"
 #include "statistics.h"
 #include "stored_notes.h"
@@ -18,7 +19,6 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <poll.h>
@@ -82,29 +82,8 @@ std::optional<Reply> answer(Simulation& simulation, Bytes request, Fault fault) 
     return reply;
 }
 
-class Descriptor {
-public:
-    explicit Descriptor(int fd) : fd_(fd) {}
-    ~Descriptor() {
-        if (fd_ >= 0) {
-            close(fd_);
-        }
-    }
-    Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-    Descriptor& operator=(Descriptor&& other) noexcept {
-        std::swap(fd_, other.fd_);
-        return *this;
-    }
-    int get() const {
-        return fd_;
-    }
-
-private:
-    int fd_;
-};
-
 /// Serves what is readable on a connection. Returns false when it is to be closed.
-bool serve(const Descriptor& connection, Simulation& simulation) {
+bool serve(const ScopedFd& connection, Simulation& simulation) {
     static std::array<std::byte, MAX_PACKET> packet;
     const ssize_t size = recv(connection.get(), packet.data(), packet.size(), 0);
     if (size <= 0) {
@@ -121,38 +100,38 @@ bool serve(const Descriptor& connection, Simulation& simulation) {
            send(connection.get(), reply->data(), reply->size(), MSG_NOSIGNAL) >= 0;
 }
 
-Descriptor listen_at(const std::string& path) {
-    Descriptor listener(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+ScopedFd listen_at(const std::string& path) {
+    ScopedFd listener(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.size() >= sizeof address.sun_path) {
         errno = ENAMETOOLONG;
-        return Descriptor(-1);
+        return {};
     }
     std::copy(path.begin(), path.end(), address.sun_path);
     unlink(path.c_str());
     const auto* const generic = reinterpret_cast<const sockaddr*>(&address);
     if (bind(listener.get(), generic, sizeof address) != 0 || listen(listener.get(), 64) != 0) {
-        return Descriptor(-1);
+        return {};
     }
     return listener;
 }
 
 /// A descriptor that becomes readable on SIGTERM and SIGINT.
-Descriptor watch_for_stop() {
+ScopedFd watch_for_stop() {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGTERM);
     sigaddset(&signals, SIGINT);
     sigprocmask(SIG_BLOCK, &signals, nullptr);
-    return Descriptor(signalfd(-1, &signals, SFD_CLOEXEC));
+    return ScopedFd(signalfd(-1, &signals, SFD_CLOEXEC));
 }
 
-void run(const Descriptor& listener, const Descriptor& stop, Simulation& simulation) {
-    std::vector<Descriptor> connections;
+void run(const ScopedFd& listener, const ScopedFd& stop, Simulation& simulation) {
+    std::vector<ScopedFd> connections;
     for (;;) {
         std::vector<pollfd> watched = {{stop.get(), POLLIN, 0}, {listener.get(), POLLIN, 0}};
-        for (const Descriptor& connection : connections) {
+        for (const ScopedFd& connection : connections) {
             watched.push_back({connection.get(), POLLIN, 0});
         }
         if (poll(watched.data(), watched.size(), -1) < 0 || watched[0].revents != 0) {
@@ -178,9 +157,9 @@ void qv_save_simulation(const Simulation& simulation) {
 }
 
 bool qv_serve(Simulation& simulation, const std::string& socket_path) {
-    const Descriptor stop = watch_for_stop();
-    const Descriptor listener = listen_at(socket_path);
-    if (stop.get() < 0 || listener.get() < 0) {
+    const ScopedFd stop = watch_for_stop();
+    const ScopedFd listener = listen_at(socket_path);
+    if (!stop.valid() || !listener.valid()) {
         return false;
     }
     run(listener, stop, simulation);

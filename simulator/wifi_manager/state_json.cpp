@@ -1,7 +1,6 @@
 #include "state_json.h"
 
 #include "protocol/record_walk.h"
-#include "state_members.h"
 #include "json/mac_text.h"
 #include "json/text.h"
 
@@ -187,9 +186,9 @@ std::string qv_load_state(AccessPoint& ap, const std::string& path) {
         return " is no object";
     }
     json_object_object_foreach(root.get(), name, value) {
-        const auto member =
+        const auto* const member =
             std::ranges::find(STATE_MEMBERS, std::string_view(name), &StateMember::name);
-        const std::string error = member == STATE_MEMBERS.end()
+        const std::string error = member == std::end(STATE_MEMBERS)
                                       ? " is unknown"
                                       : load_member(qv_record_bytes(ap), *member, value);
         if (!error.empty()) {

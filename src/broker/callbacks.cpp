@@ -3,6 +3,7 @@
 #include "agent/context.h"
 #include "broker/publish.h"
 #include "broker/session.h"
+#include "protocol/topics.h"
 
 #include <cstdio>
 
@@ -15,8 +16,8 @@ AgentContext& context_of(void* user_data) {
 void subscribe(AgentContext& context, mosquitto* client) {
     const MacAddress mac = qv_agent_identity(context).macaddr;
     char topic[128] = {};
-    snprintf(topic, sizeof topic, "qv/device_%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1], mac[2],
-             mac[3], mac[4], mac[5]);
+    snprintf(topic, sizeof topic, "%s%02x:%02x:%02x:%02x:%02x:%02x", COMMAND_TOPIC_START, mac[0],
+             mac[1], mac[2], mac[3], mac[4], mac[5]);
     const int subscribed = mosquitto_subscribe(client, nullptr, topic, 0);
     if (subscribed == MOSQ_ERR_SUCCESS) {
         printf("Successfully subscribed to topic\nSUB TOPIC=%s\n", topic);

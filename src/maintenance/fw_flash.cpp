@@ -4,6 +4,8 @@
 #include "maintenance/flash_tools.h"
 #include "maintenance/fw_upgrade.h"
 #include "platform/owned_text.h"
+#include "protocol/commands.h"
+#include "protocol/record_walk.h"
 #include "reports/send_report.h"
 #include "json/json_field.h"
 
@@ -92,26 +94,23 @@ void* qv_fw_flash_thread(void* job) {
     return nullptr;
 }
 
-int32_t qv_json_parse_msg_get_fw_flash(const char* payload, uint32_t length, uint32_t& save_config,
-                                       uint32_t& reboot) {
+int32_t qv_json_parse_msg_get_fw_flash(FlashParams& params, const char* payload, uint32_t length) {
     printf("qv_json_parse_msg_get_fw_flash  %s\n", payload);
+    const CommandContract& contract = qv_command_contract(COMMAND_FW_FLASH);
     const JsonPtr root = inet_recv_request(payload, length);
-    json_object* const params = qv_json_path(root.get(), {"data", "flash_params"});
-    const bool complete =
-        map_json_field_to_value(params, FIELD_TYPE_UINT, "save_config", &save_config) != 0 &&
-        map_json_field_to_value(params, FIELD_TYPE_UINT, "reboot", &reboot) != 0;
-    return complete ? 0 : -1;
+    const RecordReading reading = qv_json_to_record(qv_command_data(root.get(), contract),
+                                                    qv_record_bytes(params), *contract.fields);
+    return reading.outcome == RecordReading::complete ? 0 : -1;
 }
 
 int32_t qv_fw_flash(AgentContext& context, const char* payload, uint32_t length) {
-    uint32_t save_config = 0;
-    uint32_t reboot = 0;
+    FlashParams params{};
     printf("plyload: %s\n", payload);
     puts("-------------------------------");
-    qv_json_parse_msg_get_fw_flash(payload, length, save_config, reboot);
-    const int32_t status = qv_run_updata_rootfs(save_config == 1);
+    qv_json_parse_msg_get_fw_flash(params, payload, length);
+    const int32_t status = qv_run_updata_rootfs(params.save_config == 1);
     qv_send_updata_stats(context, status == 0 ? int32_t{UPDATA_FLASHED_IMAGE} : -status);
-    if (status == 0 && reboot == 1) {
+    if (status == 0 && params.reboot == 1) {
         qv_reboot_device(context);
     }
     return 0;

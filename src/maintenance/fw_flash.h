@@ -3,6 +3,8 @@
 #ifndef QV_MAINTENANCE_FW_FLASH_H
 #define QV_MAINTENANCE_FW_FLASH_H
 
+#include "protocol/upgrade.h"
+
 #include <cstdint>
 
 struct AgentContext;
@@ -18,9 +20,8 @@ void* qv_fw_flash_thread(void* job);
 /// thread, and reports status 2 or the tool's negated status. Always returns 0.
 int32_t qv_fw_flash(AgentContext& context, const char* payload, uint32_t length);
 
-/// Reads "data" -> "flash_params". Returns 0 when both members were read, -1 otherwise; what
-/// follows the first missing one keeps its value.
-int32_t qv_json_parse_msg_get_fw_flash(const char* payload, uint32_t length, uint32_t& save_config,
-                                       uint32_t& reboot);
+/// Fills a cleared record from "data" -> "flash_params". Returns 0 when both members were read, -1
+/// otherwise; what follows the first missing one keeps its value.
+int32_t qv_json_parse_msg_get_fw_flash(FlashParams& params, const char* payload, uint32_t length);
 
 #endif

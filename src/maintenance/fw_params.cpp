@@ -32,9 +32,9 @@ RecordReading::Outcome qv_json_parse_msg_get_fw_params(FwParams& params, const c
     log_unusual_bytes(text);
     printf("payload:%s\n", payload);
     const JsonPtr root = inet_recv_request(text.data(), static_cast<uint32_t>(text.size()));
-    const RecordReading reading =
-        qv_json_to_record(qv_command_data(root.get(), qv_command_contract(COMMAND_FW_UPGRADE)),
-                          qv_record_bytes(params), qv_fw_fields);
+    const CommandContract& contract = qv_command_contract(COMMAND_FW_UPGRADE);
+    const RecordReading reading = qv_json_to_record(qv_command_data(root.get(), contract),
+                                                    qv_record_bytes(params), *contract.fields);
     if (reading.outcome == RecordReading::too_long) {
         printf("QV_ERR: firmware upgrade refused: %s longer than %zu bytes\n", reading.field->key,
                reading.limit);

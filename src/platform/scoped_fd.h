@@ -1,6 +1,4 @@
-/*
- * Owner of one file descriptor. The only place where descriptors are closed.
- */
+// Owner of one file descriptor. The only place where descriptors are closed.
 #ifndef QV_PLATFORM_SCOPED_FD_H
 #define QV_PLATFORM_SCOPED_FD_H
 
@@ -8,7 +6,7 @@
 #include <unistd.h>
 #include <utility>
 
-/* Closes its descriptor when it ends; moving hands the descriptor on. Holds -1 when empty. */
+/// Closes its descriptor when it ends; moving hands the descriptor on. Holds -1 when empty.
 class ScopedFd {
 public:
     ScopedFd() = default;
@@ -32,11 +30,11 @@ public:
     [[nodiscard]] bool valid() const {
         return fd_ >= 0;
     }
-    /* Gives the descriptor to the caller, who closes it. */
+    /// Gives the descriptor to the caller, who closes it.
     [[nodiscard]] int release() {
         return std::exchange(fd_, -1);
     }
-    /* Closes what is held and holds fd instead; errno stays the caller's. */
+    /// Closes what is held and holds fd instead; errno stays the caller's.
     void reset(int fd = -1) {
         if (fd_ >= 0) {
             const int saved = errno;

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstring>
 #include <span>
+#include <string_view>
 #include <type_traits>
 
 enum class RecordFieldType : uint8_t {
@@ -26,14 +27,29 @@ enum class RecordFieldType : uint8_t {
 struct RecordSpecial;
 
 struct RecordField {
+    constexpr RecordField(const char* json_key, RecordFieldType field_type, uint16_t place,
+                          uint16_t size, const char* log_label = nullptr,
+                          const RecordSpecial* own = nullptr)
+        : key(json_key), type(field_type), offset(place), width(size), label(log_label),
+          special(own) {
+        if (json_key != nullptr) {
+            key_length = static_cast<uint8_t>(std::string_view(json_key).size());
+        }
+    }
+
+    constexpr std::string_view key_text() const {
+        return {key, key_length};
+    }
+
     const char* key; ///< JSON key
     RecordFieldType type;
+    uint8_t key_length = 0;
     uint16_t offset; ///< in the record, in bytes
     uint16_t width;
-    const char* label = nullptr; ///< before the text in the log; none keeps the field out of it
-    const RecordSpecial* special = nullptr; ///< of a list and of a computed row
-    bool required = false;                  ///< a command that leaves it out is not read further
-    bool print_when_set = false; ///< whether qv_json_to_record prints the row, which has a label
+    bool required = false;        ///< a command that leaves it out is not read further
+    bool print_when_set = false;  ///< whether qv_json_to_record prints the row, which has a label
+    const char* label;            ///< before the text in the log; none keeps the field out of it
+    const RecordSpecial* special; ///< of a list and of a computed row
 };
 
 /// The rows of a record, in the order of a report.

@@ -59,9 +59,9 @@ bool append_text(printbuf& text, std::string_view value) {
                            : append_value(text, qv_json_new_text(value).get());
 }
 
-bool append_mac(printbuf& text, std::span<const std::byte> record, const RecordField& field) {
+bool append_mac(printbuf& text, const uint8_t* address) {
     char mac[MAC_TEXT_SIZE] = {};
-    qv_mac_to_string(mac, sizeof mac, qv_record_mac(record, field));
+    qv_mac_to_string(mac, sizeof mac, address);
     return append(text, "\"", std::string_view(mac, MAC_TEXT_LENGTH), "\"");
 }
 
@@ -73,11 +73,11 @@ bool append_integer(printbuf& text, int32_t value) {
 
 bool append_list(printbuf& text, std::span<const std::byte> record, const RecordList& list);
 
-bool append_member(printbuf& text, std::span<const std::byte> record, const RecordField& field) {
+bool append_row(printbuf& text, std::span<const std::byte> record, const RecordField& field) {
     switch (field.type) {
     case RecordFieldType::text:
     case RecordFieldType::terminated_text: return append_text(text, qv_record_text(record, field));
-    case RecordFieldType::mac: return append_mac(text, record, field);
+    case RecordFieldType::mac: return append_mac(text, qv_record_mac(record, field));
     case RecordFieldType::u8:
     case RecordFieldType::u16:
     case RecordFieldType::i32: return append_integer(text, qv_record_integer(record, field));
@@ -96,15 +96,17 @@ bool is_left_out(std::span<const std::byte> record, const RecordField& field) {
     return count > list.shown_max || (count == 0 && !list.shown_empty);
 }
 
-/// Ends behind the last member that found memory; false when not all did.
-bool append_members(printbuf& text, std::span<const std::byte> record, RecordTable fields) {
+/// The members of an object, or the value of a row without key. Ends behind the last that found
+/// memory; false when not all did.
+bool append_rows(printbuf& text, std::span<const std::byte> record, RecordTable fields) {
     std::string_view before_key = " \"";
     for (const RecordField& field : fields) {
-        const int complete = text.bpos;
         if (is_left_out(record, field)) {
             continue;
         }
-        if (!append(text, before_key, field.key, "\": ") || !append_member(text, record, field)) {
+        const int complete = text.bpos;
+        if ((field.key != nullptr && !append(text, before_key, field.key_text(), "\": ")) ||
+            !append_row(text, record, field)) {
             text.bpos = complete;
             return false;
         }
@@ -113,25 +115,20 @@ bool append_members(printbuf& text, std::span<const std::byte> record, RecordTab
     return true;
 }
 
-bool append_entry(printbuf& text, std::span<const std::byte> entry, RecordTable fields) {
-    if (fields[0].key == nullptr) {
-        return append_member(text, entry, fields[0]);
-    }
-    return append(text, "{") && append_members(text, entry, fields) && append(text, " }");
-}
-
 /// Ends behind the last entry that found memory; false when not all did.
 bool append_entries(printbuf& text, std::span<const std::byte> record, const RecordList& list) {
-    const size_t count = qv_listed(record, list);
-    std::string_view before = " ";
-    for (size_t i = 0; i < count; ++i) {
+    const bool objects = list.fields[0].key != nullptr;
+    std::string_view before_entry = objects ? " {" : " ";
+    for (size_t i = 0; i < qv_listed(record, list); ++i) {
         const int complete = text.bpos;
-        const auto entry = record.subspan(list.first + i * list.stride, list.stride);
-        if (!append(text, before) || !append_entry(text, entry, list.fields)) {
+        if (!append(text, before_entry) ||
+            !append_rows(text, record.subspan(list.first + i * list.stride, list.stride),
+                         list.fields) ||
+            (objects && !append(text, " }"))) {
             text.bpos = complete;
             return false;
         }
-        before = ", ";
+        before_entry = objects ? ", {" : ", ";
     }
     return true;
 }
@@ -165,7 +162,7 @@ JsonPtr qv_record_to_json(std::span<const std::byte> record, RecordTable fields)
     if (text == nullptr || !append(*text, "{")) {
         return nullptr;
     }
-    append_members(*text, record, fields);
+    append_rows(*text, record, fields);
     return append(*text, " }") ? new_text_value(std::move(text)) : nullptr;
 }
 

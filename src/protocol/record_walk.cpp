@@ -105,9 +105,8 @@ RecordReading read_required(json_object* object, WritableBytes record, const Rec
     FieldDestination destination = record.subspan(field.offset, field.width);
     if (!qv_is_integer(field)) {
         const std::string_view text = qv_json_value_text(value);
-        const size_t limit = qv_longest_text(field);
-        if (!qv_text_fits(text, limit + 1)) {
-            return {RecordReading::too_long, &field, text.size(), limit};
+        if (!qv_text_fits(text, qv_longest_text(field) + 1)) {
+            return {RecordReading::too_long, &field, text.size(), qv_longest_text(field)};
         }
         destination = text_place(record, field);
     }
@@ -193,7 +192,6 @@ void qv_print_record(std::span<const std::byte> record, RecordTable fields) {
 }
 
 const RecordField* qv_find_record_field(RecordTable fields, const char* key) {
-    const auto row = std::ranges::find_if(
-        fields, [key](const RecordField& field) { return strcmp(field.key, key) == 0; });
+    const auto row = std::ranges::find(fields, std::string_view(key), &RecordField::key_text);
     return row == fields.end() ? nullptr : &*row;
 }
