@@ -32,6 +32,9 @@ ANSWER_S = 20
 STOPPING = 0.1
 STOPS = 2
 
+STORMS = 3  # in a round
+SHORT_MINUTES = 5  # less is to show that the soak works: one storm, and no tool that takes long
+
 READS = [1000, 1018, 1023, 1024, 1025, 1026, 1027, 1028, 1031, 1034, 1035]
 TOOLS = {"date", "passwd", "updata_rootfs.sh", "wifi"}
 FITTING = ["", "0", "x" * 19, "'; echo 1; '", "\u00e9\u4e2d\U0001f4e1", '"\\/\n']
@@ -93,8 +96,9 @@ def everything(chance):
 
 
 class Soak:
-    def __init__(self, seed):
+    def __init__(self, seed, short):
         self.chance = random.Random(seed)
+        self.storms, self.long_tools = 1 if short else STORMS, not short
         self.broker = harness.Broker().start()
         self.wifi_manager = harness.WifiManager()
         firmware.BOARD.write_text(firmware.ROOTFS_BOARDS[0])  # which does not restart by itself
@@ -123,10 +127,10 @@ class Soak:
         self.controller.send(command, valid)
         self.sent += 1
 
-    def answers(self):
+    def answers(self, limit=2 * ANSWER_S):
         """Until a question is answered; it is asked again, because a session that is being made
         anew loses what is sent meanwhile."""
-        deadline = time.monotonic() + 2 * ANSWER_S
+        deadline = time.monotonic() + limit
         mark = self.controller.reports.mark()
         while not self.controller.times(SYSTEM_STATS, mark):
             assert time.monotonic() < deadline, "the agent does not answer"
@@ -189,7 +193,7 @@ class Soak:
         """Everything once, in an order of its own. Returns what the agent uses when it is done."""
         self.deck, self.parts_left = everything(self.chance), 5
         steps = [self.commands] * 4  # and one among the faults of the wifi manager
-        steps += [self.storm, self.broker_restart, self.upgrades]
+        steps += [self.storm] * self.storms + [self.broker_restart, self.upgrades]
         steps += [self.wifi_manager_outage, self.wifi_manager_faults]
         self.chance.shuffle(steps)
         for step in steps:
@@ -232,7 +236,7 @@ def main():
     print(f"soak: {arguments.minutes:g} minutes, seed {arguments.seed}", flush=True)
 
     begin = time.monotonic()
-    soak = Soak(arguments.seed)
+    soak = Soak(arguments.seed, arguments.minutes < SHORT_MINUTES)
     usages = []
     end = begin + 60 * arguments.minutes
     rounds_end = end - STOPPING * 60 * arguments.minutes

@@ -14,7 +14,9 @@ import harness
 from firmware import flash, statuses, upgrade
 
 SPAN_S = 4
-SETTLED_S = 45  # a pass of the main loop, an attempt to connect and a tool, and much ease
+LONG_TOOL_S = (12, 26)  # about the keep-alive, and what the broker waits for a sign of life
+LONG_TOOLS = 0.2  # of all
+SETTLED_S = 45  # a pass of the main loop and an attempt to connect, and much ease
 LAST_ATTEMPT_S = 3
 
 # Nobody can tell whether a status that was sent within so much of a loss was sent before it: it may
@@ -53,7 +55,8 @@ class Storm:
     def __init__(self, chance, soak, stops):
         self.soak = soak
         self.stops = stops
-        self.tool_s = round(chance.uniform(0.1, SPAN_S), 1)
+        long = soak.long_tools and chance.random() < LONG_TOOLS
+        self.tool_s = round(chance.uniform(*(LONG_TOOL_S if long else (0.1, SPAN_S))), 1)
         self.exit_status = chance.choice([0, chance.randrange(1, 256)])
         self.losses, self.lost = [], 0
         self.calls_allowed = None
@@ -123,7 +126,7 @@ class Storm:
         if self.stops:
             self._end()
         else:
-            self.soak.answers()
+            self.soak.answers(SETTLED_S + 2 * self.tool_s)
         try:
             harness.poll(lambda: not self.owed(), 2 if self.stops else SETTLED_S, "balance")
         except harness.Deadline:
