@@ -85,13 +85,20 @@ def rows(result):
         table.append(make(f"{case}, p99", "µs", (case, "sequential", "p99"), **times(P99_GOAL)))
     table += [
         make(
-            "1034, 20 outstanding", "commands/s", (first, "throughput", "per_second"),
-            "at least 0.55 times floor", lambda figures: figures[AGENT] >= 0.55 * figures[FLOOR],
+            "1034, 20 outstanding",
+            "commands/s",
+            (first, "throughput", "per_second"),
+            "at least 0.55 times floor",
+            lambda figures: figures[AGENT] >= 0.55 * figures[FLOOR],
         ),
         make("1034, burst of 20, last answer", "µs", (first, "burst", "p50"), **times({FLOOR: 3})),
         make(
-            "slowest such burst", "µs", (first, "burst", "max"),
-            "no step of 40 ms", lambda figures: figures[AGENT] < 40000, summary=max,
+            "slowest such burst",
+            "µs",
+            (first, "burst", "max"),
+            "no step of 40 ms",
+            lambda figures: figures[AGENT] < 40000,
+            summary=max,
         ),
     ]
     table += [make(f"CPU, {case}", "µs", (case, "sequential", "cpu_us")) for case in cases]
@@ -100,8 +107,12 @@ def rows(result):
         make("idle PSS without libcurl", "KiB", ("idle_pss_own",), **times({FLOOR: 1.5})),
         make("idle, of which in no file", "KiB", ("idle_own",)),
         make(
-            "CPU in an idle minute", "ms", ("idle_cpu_ms",), "at most 2 times floor and 5 ms",
-            lambda figures: figures[AGENT] <= 2 * figures[FLOOR] + 5, digits=1,
+            "CPU in an idle minute",
+            "ms",
+            ("idle_cpu_ms",),
+            "at most 2 times floor and 5 ms",
+            lambda figures: figures[AGENT] <= 2 * figures[FLOOR] + 5,
+            digits=1,
         ),
         make("threads", "", ("threads",)),
         make("start to CONNACK", "ms", ("start_ms",), digits=1),

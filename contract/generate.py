@@ -15,7 +15,6 @@ FOLDER = HERE.parent / "docs/protocol"
 WORDS = json.loads((HERE / "words.json").read_text())
 TABLES = WORDS["tables"]
 DRAFT = "2020-12"
-OTHERS_UNIT = "the wifi manager's"
 TIME = 1700000000000
 SIDES = ("commands", "reports")
 
@@ -26,7 +25,8 @@ DECIMALS = {
     "i32": "^-?[0-9]{1,10}$",
 }
 MAC = {"type": "string", "pattern": "^[0-9a-f]{2}(:[0-9a-f]{2}){5}$"}
-REFUSED = "The report follows, also when the wifi manager refuses the change: it shows what is in force."
+FOLLOWS = "The report follows"
+REFUSED = ", also when the wifi manager refuses the change: it shows what is in force"
 RECONNECTS = " Then the device reconnects and announces itself until the next command."
 PLAIN = {"description", "default", "x-unit", "examples"}
 
@@ -71,7 +71,7 @@ class Side:
         """A scalar with what its words say: beside a name, or in its place when they limit it."""
         name, schema = self.scalar(fact)
         if fact["type"] in DECIMALS and "enum" not in words:
-            words = {"x-unit": OTHERS_UNIT} | words
+            words = {"x-unit": "the wifi manager's"} | words
         if set(words) <= PLAIN:
             self.types[name] = schema
             return reference(name) | words
@@ -180,8 +180,8 @@ def report(side, number, fact):
 def follows(fact, words):
     if "then" in words:
         return words["then"]
-    asks = "The report follows." if "members" not in words else REFUSED
-    return (asks if fact.get("answer") else "Nothing follows.") + RECONNECTS * fact["reconnects"]
+    answer = FOLLOWS + REFUSED * ("members" in words) if fact.get("answer") else "Nothing follows"
+    return answer + "." + RECONNECTS * fact["reconnects"]
 
 
 def channel(address, side, description, definitions, **more):

@@ -65,8 +65,9 @@ def ask(words, purpose):
 
 def require_content(words):
     """A device whose wifi manager is silent reports too, but nothing but zeros."""
-    output = subprocess.run([QVCTL, "-d", DEVICE, "--json", *words], check=False,
-                            stdout=subprocess.PIPE).stdout
+    output = subprocess.run(
+        [QVCTL, "-d", DEVICE, "--json", *words], check=False, stdout=subprocess.PIPE
+    ).stdout
     (body,) = json.loads(output or b'{"data": {"none": []}}')["data"].values()
     if not any(body.values() if isinstance(body, dict) else body):
         raise Failed(f"the report of qvctl {shlex.join(words)} is empty")
@@ -81,8 +82,20 @@ def tour():
         delay.write(str(FLASHING_SECONDS))
     server = http.server.HTTPServer(("127.0.0.1", 0), ImageHandler)
     threading.Thread(target=server.serve_forever, daemon=True).start()
-    ask(["upgrade", "demo.img", "--md5", hashlib.md5(IMAGE).hexdigest(), "--server-port",
-         str(server.server_port), "--save-config", "--timeout", "20"], "a firmware upgrade")
+    ask(
+        [
+            "upgrade",
+            "demo.img",
+            "--md5",
+            hashlib.md5(IMAGE).hexdigest(),
+            "--server-port",
+            str(server.server_port),
+            "--save-config",
+            "--timeout",
+            "20",
+        ],
+        "a firmware upgrade",
+    )
 
 
 def interrupt(*_):
@@ -118,7 +131,9 @@ def main():
         try:
             tour()
             if not arguments.once:
-                ask(["watch", "--all"], "the agent reports by itself, about every 10 s; Ctrl-C ends")
+                ask(
+                    ["watch", "--all"], "the agent reports by itself, about every 10 s; Ctrl-C ends"
+                )
         except KeyboardInterrupt:
             print()
             if arguments.once:

@@ -91,5 +91,6 @@ async def run(addresses, count, in_flight, greeting, tls):
 def burst(addresses, count, in_flight=None, greeting=b"", tls=False):
     """`count` sessions, no more than `in_flight` being made at any time, spread over the
     addresses (host and port)."""
-    return asyncio.run(run(addresses, count, in_flight or count, greeting,
-                           untrusting() if tls else None))
+    return asyncio.run(
+        run(addresses, count, in_flight or count, greeting, untrusting() if tls else None)
+    )

@@ -32,9 +32,28 @@ SETTLE_LIMIT_S = 60
 def make_certificate():
     """For the proxy, with its key in the same file."""
     subprocess.run(
-        ["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1",
-         "-nodes", "-days", "30", "-subj", "/CN=broker", "-keyout", "key.pem", "-out", "proxy.pem"],
-        cwd=FOLDER, check=True, capture_output=True)
+        [
+            "openssl",
+            "req",
+            "-x509",
+            "-newkey",
+            "ec",
+            "-pkeyopt",
+            "ec_paramgen_curve:prime256v1",
+            "-nodes",
+            "-days",
+            "30",
+            "-subj",
+            "/CN=broker",
+            "-keyout",
+            "key.pem",
+            "-out",
+            "proxy.pem",
+        ],
+        cwd=FOLDER,
+        check=True,
+        capture_output=True,
+    )
     with open(FOLDER / "proxy.pem", "ab") as both:
         both.write((FOLDER / "key.pem").read_bytes())
 
@@ -47,7 +66,12 @@ class Node:
 
     def start(self):
         address = f"{NODES[self.name]}/{access_points.NETWORK.prefixlen}"
-        namespaces = ["nsenter", f"--net=/run/netns/{self.name}", *access_points.NAMESPACES, "--uts"]
+        namespaces = [
+            "nsenter",
+            f"--net=/run/netns/{self.name}",
+            *access_points.NAMESPACES,
+            "--uts",
+        ]
         with open(FOLDER / f"{self.name}.out", "wb") as output:
             self.process = subprocess.Popen(
                 [*namespaces, CONFIGURATION / "node", self.name, address, FOLDER],
@@ -88,8 +112,10 @@ class Cluster:
         (FOLDER / "hosts").write_text("\n".join(["127.0.0.1 localhost", *hosts, ""]))
         (FOLDER / "cookie").write_text(secrets.token_hex(16))
         subprocess.run(["mount", "--bind", FOLDER / "hosts", "/etc/hosts"], check=True)
-        lines = [f"address add {self.host}/{access_points.NETWORK.prefixlen} "
-                 f"dev {access_points.BRIDGE}"]
+        lines = [
+            f"address add {self.host}/{access_points.NETWORK.prefixlen} "
+            f"dev {access_points.BRIDGE}"
+        ]
         for name in NODES:
             lines += access_points.add_uplink(name, f"port-{name}")
         access_points.ip_batch(lines)
@@ -119,9 +145,12 @@ class Cluster:
         configuration.write_text(text.replace("@HOST@", self.host).replace("@FOLDER@", str(FOLDER)))
         make_certificate()
         with open(FOLDER / "haproxy.out", "wb") as output:
-            proxy = subprocess.Popen(["haproxy", "-db", "-f", configuration],
-                                     stdin=subprocess.DEVNULL, stdout=output,
-                                     stderr=subprocess.STDOUT)
+            proxy = subprocess.Popen(
+                ["haproxy", "-db", "-f", configuration],
+                stdin=subprocess.DEVNULL,
+                stdout=output,
+                stderr=subprocess.STDOUT,
+            )
         access_points.await_listener(self.host, proxy, "the proxy")
 
     def owns(self, command):
@@ -184,9 +213,7 @@ class Cluster:
 
     @staticmethod
     def _sessions_of(nodes):
-        return collections.Counter(
-            address for node in nodes for address in node.sessions()
-        )
+        return collections.Counter(address for node in nodes for address in node.sessions())
 
     def connects(self):
         """Sessions by address, since the outage or, without one, since the start."""

@@ -5,7 +5,10 @@ import platform
 import re
 import time
 
-BEGIN, END = "<!-- fleet figures: made by scripts/fleet --document -->", "<!-- end of fleet figures -->"
+BEGIN, END = (
+    "<!-- fleet figures: made by scripts/fleet --document -->",
+    "<!-- end of fleet figures -->",
+)
 
 
 def machine():

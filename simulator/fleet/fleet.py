@@ -14,8 +14,7 @@ import time
 import access_points
 import documents
 from access_points import AccessPoint
-from controller import (ASK_RADIO_STATS, DISCOVERY, REPORT_TOPIC, SYSTEM_STATS, Controller,
-                        Unmet)
+from controller import ASK_RADIO_STATS, DISCOVERY, REPORT_TOPIC, SYSTEM_STATS, Controller, Unmet
 from one_broker import OneBroker
 
 PERIOD_S, ANNOUNCE_PERIOD_S = 10, 5  # of system statistics, and until a controller speaks
@@ -58,9 +57,12 @@ class Fleet:
             raise Unmet(f"first command: answered only after {max(answers):.1f} s")
         self.expect_connects(self.once_each(), "after the start")
         self.row("start", "all announced and answering", f"{time.monotonic() - begin:.0f} s")
-        self.row("start", "first command to report",
-                 f"median {statistics.median(answers) * 1000:.1f} ms, "
-                 f"worst {max(answers) * 1000:.1f} ms")
+        self.row(
+            "start",
+            "first command to report",
+            f"median {statistics.median(answers) * 1000:.1f} ms, "
+            f"worst {max(answers) * 1000:.1f} ms",
+        )
 
     def steady(self, seconds, title):
         """Nothing happens but the devices' periodic reports."""
@@ -72,9 +74,12 @@ class Fleet:
         gaps = [gaps_of(series, begin, end) for series in times]
         worst = max(gap for series in gaps for gap in series)
         counts = [len(series) for series in times]
-        self.row("steady", f"system statistics in {seconds:.0f} s {title}",
-                 f"{sum(counts)}, {min(counts)} to {max(counts)} per device, "
-                 f"worst gap {worst:.2f} s")
+        self.row(
+            "steady",
+            f"system statistics in {seconds:.0f} s {title}",
+            f"{sum(counts)}, {min(counts)} to {max(counts)} per device, "
+            f"worst gap {worst:.2f} s",
+        )
         if worst >= GAP_LIMIT_S:
             late = self.points[max(range(len(gaps)), key=lambda at: max(gaps[at]))]
             raise Unmet(f"{title}: {late.mac} sent no system statistics for {worst:.1f} s")
@@ -95,17 +100,22 @@ class Fleet:
         after_messages, after_payload = self.controller.totals()
         for name, wanted in groups.items():
             self.usage_row(name, before[name], access_points.usage(wanted), seconds)
-        self.row("steady", "reports per second",
-                 f"{(after_messages - messages) / seconds:.1f}, "
-                 f"{(after_payload - payload) / seconds:.0f} bytes of payload")
+        self.row(
+            "steady",
+            "reports per second",
+            f"{(after_messages - messages) / seconds:.1f}, "
+            f"{(after_payload - payload) / seconds:.0f} bytes of payload",
+        )
 
     def usage_row(self, name, before, after, seconds):
         count = 1 if name == "broker" else len(self.points)
         cpu = after.cpu_s - before.cpu_s
         text = f"{after.pss_kib / 1024:.1f} MiB, {cpu / seconds * 100:.2f} % of one processor"
         if count > 1:
-            text += (f"; per device {after.pss_kib / count:.0f} KiB, "
-                     f"{cpu / count / seconds * 60 * 1000:.1f} ms a minute")
+            text += (
+                f"; per device {after.pss_kib / count:.0f} KiB, "
+                f"{cpu / count / seconds * 60 * 1000:.1f} ms a minute"
+            )
         self.row("steady", f"{name}, memory (PSS) and CPU", text)
 
     def outage(self):
@@ -116,9 +126,12 @@ class Fleet:
         self.broker.restore()
         answered = self.controller.wait_answers(begin + ANSWER_LIMIT_S, self.broker.OUTAGE)
         back = [at - begin for at in answered]
-        self.row("outage", self.broker.OUTAGE,
-                 f"all back and answering, median {statistics.median(back):.1f} s, "
-                 f"worst {max(back):.1f} s from the kill")
+        self.row(
+            "outage",
+            self.broker.OUTAGE,
+            f"all back and answering, median {statistics.median(back):.1f} s, "
+            f"worst {max(back):.1f} s from the kill",
+        )
         return expected
 
     def once_each(self):
@@ -134,8 +147,11 @@ class Fleet:
 
     def wrong_connects(self, expected):
         found = self.broker.connects()
-        return [f"{point.mac} {found.get(point.address, 0)}" for point in self.points
-                if found.get(point.address, 0) != expected[point.address]]
+        return [
+            f"{point.mac} {found.get(point.address, 0)}"
+            for point in self.points
+            if found.get(point.address, 0) != expected[point.address]
+        ]
 
     def check_alive(self):
         ended = [point for point in self.points if point.process.poll() is not None]
@@ -146,12 +162,17 @@ class Fleet:
 
     def load_rows(self):
         """What 10,000 such devices would send."""
-        for name, kind, period in (("announcements", DISCOVERY, ANNOUNCE_PERIOD_S),
-                                   ("system statistics", SYSTEM_STATS, PERIOD_S)):
+        for name, kind, period in (
+            ("announcements", DISCOVERY, ANNOUNCE_PERIOD_S),
+            ("system statistics", SYSTEM_STATS, PERIOD_S),
+        ):
             size, rate = self.controller.traffic[kind].mean(), 10000 / period
-            self.row("end", f"{name} of 10,000 devices",
-                     f"{size} bytes each, {size + PUBLISH_HEADER} as MQTT; {rate:.0f} messages, "
-                     f"{rate * (size + PUBLISH_HEADER) / 1000:.0f} kB per second")
+            self.row(
+                "end",
+                f"{name} of 10,000 devices",
+                f"{size} bytes each, {size + PUBLISH_HEADER} as MQTT; {rate:.0f} messages, "
+                f"{rate * (size + PUBLISH_HEADER) / 1000:.0f} kB per second",
+            )
 
     def finish(self):
         self.load_rows()
@@ -160,8 +181,9 @@ class Fleet:
         self.controller.close()
         failed = access_points.stop(self.points)
         if failed:
-            raise Unmet(f"{len(failed)} agents did not end well, {failed[0].mac}: "
-                        f"{failed[0].log_end()}")
+            raise Unmet(
+                f"{len(failed)} agents did not end well, {failed[0].mac}: " f"{failed[0].log_end()}"
+            )
         self.rows("end", self.broker.measure())
 
     def run(self, seconds):
@@ -202,10 +224,12 @@ def main():
     parser = argparse.ArgumentParser(prog="fleet", description=__doc__)
     parser.add_argument("devices", type=int, metavar="N", help="number of access points")
     parser.add_argument("minutes", type=float, nargs="?", default=5, help="default: 5")
-    parser.add_argument("--cluster", action="store_true",
-                        help="around three RabbitMQ nodes, of which one is killed")
-    parser.add_argument("--document", type=pathlib.Path, metavar="FILE",
-                        help="write the figures into this page")
+    parser.add_argument(
+        "--cluster", action="store_true", help="around three RabbitMQ nodes, of which one is killed"
+    )
+    parser.add_argument(
+        "--document", type=pathlib.Path, metavar="FILE", help="write the figures into this page"
+    )
     arguments = parser.parse_args()
     if not 1 <= arguments.devices <= access_points.LIMIT:
         parser.error(f"1 to {access_points.LIMIT} devices")

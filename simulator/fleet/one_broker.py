@@ -27,10 +27,14 @@ class OneBroker:
 
     def start(self):
         access_points.ip_batch(
-            [f"address add {self.host}/{access_points.NETWORK.prefixlen} dev {access_points.BRIDGE}"]
+            [
+                f"address add {self.host}/{access_points.NETWORK.prefixlen} dev {access_points.BRIDGE}"
+            ]
         )
         text = (AP_DIR / "mosquitto.conf").read_text()
-        self.config.write_text(text.replace("listener 1883 127.0.0.1", f"listener 1883 {self.host}"))
+        self.config.write_text(
+            text.replace("listener 1883 127.0.0.1", f"listener 1883 {self.host}")
+        )
         self._run()
 
     def _run(self):

@@ -21,8 +21,9 @@ class Consumer(threading.Thread):
         self.ready = threading.Event()
         self.heard = set()  # (mac, type, timestamp)
         credentials = pika.PlainCredentials("fleet", "fleet")
-        self._where = pika.ConnectionParameters(host, credentials=credentials, heartbeat=10,
-                                                blocked_connection_timeout=10)
+        self._where = pika.ConnectionParameters(
+            host, credentials=credentials, heartbeat=10, blocked_connection_timeout=10
+        )
 
     def run(self):
         while True:
@@ -33,8 +34,11 @@ class Consumer(threading.Thread):
                 time.sleep(1)
 
     def _consume(self, channel):
-        channel.queue_declare(QUEUE, durable=True, arguments={"x-queue-type": "quorum",
-                                                              "x-max-length-bytes": QUEUE_LIMIT})
+        channel.queue_declare(
+            QUEUE,
+            durable=True,
+            arguments={"x-queue-type": "quorum", "x-max-length-bytes": QUEUE_LIMIT},
+        )
         channel.queue_bind(QUEUE, EXCHANGE, ROUTING_KEY)
         channel.basic_qos(prefetch_count=20)
         self.ready.set()
@@ -66,8 +70,10 @@ class SharedQueue:
         if not all(shares):
             raise Unmet(f"the consumers do not share the reports: {shares}")
         twice = sum(shares) - len(self._union())
-        return (f"{shares[0]} and {shares[1]}, {twice} of them both; none missing, "
-                f"{len(self._union() - heard)} that the MQTT controller missed")
+        return (
+            f"{shares[0]} and {shares[1]}, {twice} of them both; none missing, "
+            f"{len(self._union() - heard)} that the MQTT controller missed"
+        )
 
     def _union(self):
         return set().union(*(consumer.heard.copy() for consumer in self.consumers))

@@ -27,15 +27,18 @@ enum class RecordFieldType : uint8_t {
 struct RecordSpecial;
 
 struct RecordField {
-    constexpr RecordField(const char* json_key, RecordFieldType field_type, uint16_t place,
-                          uint16_t size, const char* log_label = nullptr,
+    template <size_t size>
+    constexpr RecordField(const char (&json_key)[size], RecordFieldType field_type, uint16_t place,
+                          uint16_t bytes, const char* log_label = nullptr,
                           const RecordSpecial* own = nullptr)
-        : key(json_key), type(field_type), offset(place), width(size), label(log_label),
-          special(own) {
-        if (json_key != nullptr) {
-            key_length = static_cast<uint8_t>(std::string_view(json_key).size());
-        }
-    }
+        : key(json_key), type(field_type), key_length(size - 1), offset(place), width(bytes),
+          label(log_label), special(own) {}
+
+    /// The one value of a record or an entry that is no object.
+    constexpr RecordField(std::nullptr_t, RecordFieldType field_type, uint16_t place,
+                          uint16_t bytes)
+        : key(nullptr), type(field_type), offset(place), width(bytes), label(nullptr),
+          special(nullptr) {}
 
     constexpr std::string_view key_text() const {
         return {key, key_length};

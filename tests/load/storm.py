@@ -146,7 +146,9 @@ class Storm:
         return self.soak.agent.lines(pattern, self.log)
 
     def _log(self):
-        kept = r"^(PUB MSG|process_msg->type 1[^0]|process_msg->type 10[012]|hdr|QV|COULD|Disc|sm->)"
+        kept = (
+            r"^(PUB MSG|process_msg->type 1[^0]|process_msg->type 10[012]|hdr|QV|COULD|Disc|sm->)"
+        )
         return "\n".join(f"{at:.2f} {line[:300]}" for at, line in self._lines(kept)[-60:])
 
     def _published(self):

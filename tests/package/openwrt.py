@@ -65,7 +65,9 @@ def check_makefile(top):
         copy = shutil.copytree if (HERE / "openwrt" / name).is_dir() else shutil.copy
         copy(HERE / "openwrt" / name, top / name)
     shown = make("show")
-    version = re.search(r"^project\(qvagent VERSION (\S+)", (PROJECT / "CMakeLists.txt").read_text(), re.M)
+    version = re.search(
+        r"^project\(qvagent VERSION (\S+)", (PROJECT / "CMakeLists.txt").read_text(), re.M
+    )
     assert f"PKG_VERSION={version[1]}\n" in shown, shown
     assert set(re.search(r"DEPENDS:=(.*)", shown)[1].replace("+", "").split()) == DEPENDS, shown
     build, files = (

@@ -2,6 +2,7 @@
 import pytest
 from harness import DISCOVERY, poll
 
+
 def send(controller, command, data, valid=True):
     """Returns the position behind the reports that came before."""
     mark = controller.reports.mark()

@@ -11,6 +11,7 @@ KEYWORDS |= {"const", "enum", "properties", "required", "additionalProperties", 
 KEYWORDS |= {"minItems", "maxItems", "minLength", "maxLength", "minimum", "maximum"}
 KEYWORDS |= {"default", "examples", "x-maxBytes", "x-maxCommandBytes", "x-unit"}
 
+
 def resolved(document, schema):
     while "$ref" in schema:
         schema = document["$defs"][schema["$ref"].removeprefix("#/$defs/")]

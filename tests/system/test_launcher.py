@@ -284,7 +284,13 @@ def test_works_from_a_clone_under_tmp(tmp_path):
     build.mkdir()
     shutil.copy(BUILD / "wifi_manager_sim", build)
     done = subprocess.run(
-        ["simulator/simulated-ap", "--", "bash", "-c", 'pwd; ls; date; touch x; ls "$(dirname "$PWD")"'],
+        [
+            "simulator/simulated-ap",
+            "--",
+            "bash",
+            "-c",
+            'pwd; ls; date; touch x; ls "$(dirname "$PWD")"',
+        ],
         cwd=clone,
         capture_output=True,
         text=True,

@@ -2,7 +2,7 @@
 next session comes."""
 import time
 
-from firmware import UPDATA_STATS, flash, tools_called, wait_statuses
+from firmware import flash, tools_called, wait_statuses
 from harness import DISCOVERY, poll, set_tool
 
 PASS_S = 5  # between two looks of the main loop at the state, on whole seconds of the clock

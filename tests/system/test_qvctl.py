@@ -25,8 +25,15 @@ ANSWERED, REFUSED, USAGE, NO_ANSWER = range(4)
 
 def qvctl(*arguments, stdin="", timeout=40):
     """Exit status, standard output and standard error."""
-    done = subprocess.run([QVCTL, *arguments], input=stdin, capture_output=True, text=True,
-                          timeout=timeout, env=ENVIRONMENT, check=False)
+    done = subprocess.run(
+        [QVCTL, *arguments],
+        input=stdin,
+        capture_output=True,
+        text=True,
+        timeout=timeout,
+        env=ENVIRONMENT,
+        check=False,
+    )
     return done.returncode, done.stdout, done.stderr
 
 
@@ -73,21 +80,38 @@ NOT_SENT = [
     ("set settings hostname=" + 41 * "h", REFUSED, "hostname: 41 bytes, at most 40"),
     ("set settings host=a", REFUSED, "host: is unknown here"),
     ('set settings server=["' + 50 * "s" + '"]', REFUSED, "server[0]: 50 bytes, at most 49"),
-    (f"set settings server={json.dumps(11 * ['s'], separators=(',', ':'))}", REFUSED,
-     "server: 11 elements, at most 10"),
+    (
+        f"set settings server={json.dumps(11 * ['s'], separators=(',', ':'))}",
+        REFUSED,
+        "server: 11 elements, at most 10",
+    ),
     ('set settings server=["a\\tb"]', REFUSED, "server[0]: holds control characters"),
     ("set vap ifname=ath0 mode=ap-wds-no", REFUSED, "mode: 9 bytes, at most 8"),
     ("set vap ifname=ath0 freqlist=[]", REFUSED, "freqlist: is reported only"),
-    ("set radio radio_name=wifi0 key=" + 33 * "k", REFUSED, "vap_list[0].key: 33 bytes, at most 32"),
-    ("set radio radio_name=wifi0 vap_list=[] key=" + 33 * "k", REFUSED, "vap_list[0].key: 33 bytes"),
+    (
+        "set radio radio_name=wifi0 key=" + 33 * "k",
+        REFUSED,
+        "vap_list[0].key: 33 bytes, at most 32",
+    ),
+    (
+        "set radio radio_name=wifi0 vap_list=[] key=" + 33 * "k",
+        REFUSED,
+        "vap_list[0].key: 33 bytes",
+    ),
     ("set lan dhcpLanIgnore=123456789", REFUSED, "dhcpLanIgnore: 9 bytes, at most 8"),
-    ("set maclist maclist_size=2147483648", REFUSED,
-     'maclist_size: "2147483648" is no integer from -2147483648 to 2147483647'),
+    (
+        "set maclist maclist_size=2147483648",
+        REFUSED,
+        'maclist_size: "2147483648" is no integer from -2147483648 to 2147483647',
+    ),
     ('set ap radio_list=[{"channel":65536}]', REFUSED, 'radio_list[0].channel: "65536" is no'),
     ('set ap radio_list=[{"channel":1}]', REFUSED, "radio_list[0].disabled: is missing"),
     ("set ap radio_list=[{},{},{},{}]", REFUSED, "radio_list: 4 elements, at most 3"),
-    ('set ap radio_list=[{"channel":1,"disabled":0,"txpower":1,"country":1,"hwmode":[]}]', REFUSED,
-     "radio_list[0].hwmode: is no text"),
+    (
+        'set ap radio_list=[{"channel":1,"disabled":0,"txpower":1,"country":1,"hwmode":[]}]',
+        REFUSED,
+        "radio_list[0].hwmode: is no text",
+    ),
     (f"upgrade {128 * 'i'} --md5 {MD5}", REFUSED, "image_name: 128 bytes, at most 127"),
     # The members fit, the command that holds them all does not.
     (f"upgrade {127 * 'i'} --md5 {MD5}", REFUSED, "command text: "),
@@ -108,12 +132,20 @@ def test_no_device(controller):
     short = "note: a device may keep silent for 10 s; 0.3 s may not be enough to hear it\n"
     assert qvctl("devices", "--listen", "0.3") == (NO_ANSWER, "none\n", short)
     assert qvctl("get", "stations", "--listen", "0.3") == (
-        NO_ANSWER, "", short + "qvctl: no device has spoken within 0.3 s\n")
+        NO_ANSWER,
+        "",
+        short + "qvctl: no device has spoken within 0.3 s\n",
+    )
     assert qvctl("-d", OTHER, "get", "vaps", "--timeout", "0.5") == (
-        NO_ANSWER, "",
-        f"qvctl: device {OTHER}: no report of type 1009 (VAP settings) within 0.5 s\n")
+        NO_ANSWER,
+        "",
+        f"qvctl: device {OTHER}: no report of type 1009 (VAP settings) within 0.5 s\n",
+    )
     assert qvctl("watch", "-n", "1", "--timeout", "0.5") == (
-        NO_ANSWER, "", "qvctl: no report within 0.5 s\n")
+        NO_ANSWER,
+        "",
+        "qvctl: no report within 0.5 s\n",
+    )
     assert qvctl("-d", OTHER.upper(), "wifi-reload") == (ANSWERED, sent(1021, OTHER), "")
 
 
@@ -142,8 +174,15 @@ mtu
 """
 
 OFFICE = {"ssid": "Office", "opmode": "ap", "network": "lan", "key": "paper", "encryption": "psk2"}
-RADIO = {"channel": 6, "disabled": 0, "txpower": "20", "country": 276, "hwmode": "11axg",
-         "htmode": "HT20", "vap_list": [OFFICE]}
+RADIO = {
+    "channel": 6,
+    "disabled": 0,
+    "txpower": "20",
+    "country": 276,
+    "hwmode": "11axg",
+    "htmode": "HT20",
+    "vap_list": [OFFICE],
+}
 
 # In this order. Arguments, exit status, all of standard output or a piece of it, a piece of
 # standard error.
@@ -158,14 +197,27 @@ ANSWERS = [
     (["get", "system"], ANSWERED, "model                Simulated AP", ""),
     (["get", "vaps", "--all"], ANSWERED, "sae_require_mfp", ""),
     # One member changes, the others stay.
-    (["set", "settings", "hostname=Garden"], ANSWERED, "hostname       Garden\nzonename       UTC", ""),
+    (
+        ["set", "settings", "hostname=Garden"],
+        ANSWERED,
+        "hostname       Garden\nzonename       UTC",
+        "",
+    ),
     (["get", "settings"], ANSWERED, '[ "0.openwrt.pool.ntp.org", "1.openwrt.pool.ntp.org" ]', ""),
     (["set", "settings", "hostname=Gate", "--replace"], ANSWERED, "zonename\n", ""),
-    (["set", "vap", "ifname=ath0", "ssid=\x1b[31mred", "mode=ap-wds"], ANSWERED,
-     r"ath0    wifi0   \x1b[31mred  ap-wds", ""),
+    (
+        ["set", "vap", "ifname=ath0", "ssid=\x1b[31mred", "mode=ap-wds"],
+        ANSWERED,
+        r"ath0    wifi0   \x1b[31mred  ap-wds",
+        "",
+    ),
     (["set", "vap", "ifname=ath9", "ssid=a"], REFUSED, "ath7", "the device reports no vap ath9"),
-    (["set", "radio", "radio_name=wifi1", "channel=40", "key=[correcthorse", "country=DE"], ANSWERED,
-     "wifi1            40", ""),
+    (
+        ["set", "radio", "radio_name=wifi1", "channel=40", "key=[correcthorse", "country=DE"],
+        ANSWERED,
+        "wifi1            40",
+        "",
+    ),
     (["set", "lan", "ipaddr=192.168.1.9"], ANSWERED, "ipaddr               192.168.1.9", ""),
     (["set", "maclist", "maclist_size=5", "wifi1Flag=1"], ANSWERED, sent(1019), ""),
     (["get", "maclist", "1"], ANSWERED, "uploading_status  5\n", ""),
@@ -175,10 +227,18 @@ ANSWERS = [
     (["notes", "on the roof"], ANSWERED, sent(1017), ""),
     (["passthrough", '{"a":1}'], ANSWERED, sent(1022), ""),
     (["wifi-reload"], ANSWERED, sent(1021), ""),
-    (["upgrade", "image", "--md5", MD5, "--server-port", "9"], REFUSED,
-     "........................   -1  the download failed, or the command was refused\n", ""),
-    (["flash", "--save-config"], ANSWERED,
-     "########################    2  the image that lay on the device was flashed\n", ""),
+    (
+        ["upgrade", "image", "--md5", MD5, "--server-port", "9"],
+        REFUSED,
+        "........................   -1  the download failed, or the command was refused\n",
+        "",
+    ),
+    (
+        ["flash", "--save-config"],
+        ANSWERED,
+        "########################    2  the image that lay on the device was flashed\n",
+        "",
+    ),
     # From here on each ends in a new session.
     (["set", "wan", "hostname=gate"], ANSWERED, "hostname      gate", ""),
     (["get", "wan"], ANSWERED, "hostname      gate", ""),
@@ -224,13 +284,21 @@ class PretendedDevice:
     def __init__(self, answers=()):
         self._answers = answers
         self._client = MqttClient(
-            "pretended", lambda _: threading.Thread(target=self._answer).start())
+            "pretended", lambda _: threading.Thread(target=self._answer).start()
+        )
         self._client.listen_to("qv/device_" + OTHER)
         self._client.connect()
 
     def report(self, kind, data):
-        report = {"type": kind, "flag": "REQ", "fwname": "Y", "hwname": "X",
-                  "timestamp": int(time.time() * 1000), "macaddr": OTHER, "data": data}
+        report = {
+            "type": kind,
+            "flag": "REQ",
+            "fwname": "Y",
+            "hwname": "X",
+            "timestamp": int(time.time() * 1000),
+            "macaddr": OTHER,
+            "data": data,
+        }
         if kind != 1000:
             report["ip"] = "10.0.0.9"
         self._client.publish(REPORT_TOPIC, json.dumps(report))
@@ -270,7 +338,9 @@ def test_two_devices(agent, pretend):
     speaker.start()
     status, _, said = qvctl("get", "stations")
     assert (status, said) == (
-        USAGE, f"qvctl: more than one device speaks ({OTHER}, {MAC}): name one with -d\n")
+        USAGE,
+        f"qvctl: more than one device speaks ({OTHER}, {MAC}): name one with -d\n",
+    )
     status, output, _ = qvctl("devices", "--listen", "6")
     assert status == ANSWERED
     assert re.search(rf"^{OTHER}  10\.0\.0\.9  X       Y             reporting$", output, re.M)
@@ -289,11 +359,19 @@ UPGRADES = [
     ([(0, 1015, 201), (0.1, 1015, 202), (0.1, 1015, 203)], ANSWERED, [201, 202, 203], ""),
     ([(0, 1015, 201), (0.1, 1015, -2)], REFUSED, [201, -2], ""),
     ([(0, 1015, -256)], REFUSED, [-256], ""),
-    ([(0, 1015, 201), (0.1, 1015, 202)], NO_ANSWER, [201, 202],
-     "no word of the job within 1 s; the last was 202, image verified, flashing"),
+    (
+        [(0, 1015, 201), (0.1, 1015, 202)],
+        NO_ANSWER,
+        [201, 202],
+        "no word of the job within 1 s; the last was 202, image verified, flashing",
+    ),
     # A new session in the middle of the job, whose statuses come late.
-    ([(0, 1015, 201), (0.1, 1000, {"macaddr": OTHER}), (0.1, 1015, 202), (0.1, 1015, 203)], ANSWERED,
-     [201, 202, 203], f"note: device {OTHER} has connected again; its job may still run\n"),
+    (
+        [(0, 1015, 201), (0.1, 1000, {"macaddr": OTHER}), (0.1, 1015, 202), (0.1, 1015, 203)],
+        ANSWERED,
+        [201, 202, 203],
+        f"note: device {OTHER} has connected again; its job may still run\n",
+    ),
     ([(0, 1015, 202), (0.1, 1015, 203)], REFUSED, [], "another upgrade runs"),
     ([], NO_ANSWER, [], "no word of the job within 1 s\n"),
 ]
@@ -301,8 +379,7 @@ UPGRADES = [
 
 def test_upgrades(pretend):
     for answers, status, shown, said in UPGRADES:
-        data = [(pause, kind, {UPGRADE_BODIES[kind]: value})
-                for pause, kind, value in answers]
+        data = [(pause, kind, {UPGRADE_BODIES[kind]: value}) for pause, kind, value in answers]
         device = pretend(*data)
         got = qvctl("-d", OTHER, "--timeout", "1", "upgrade", "i", "--md5", MD5, "--background")
         statuses = [int(value) for value in re.findall(r"^[#.]{24} +(-?\d+)  \w", got[1], re.M)]
@@ -324,8 +401,17 @@ def test_upgrade_of_an_agent(controller, wifi_manager, agent, images):
         (ROOTFS_BOARDS[0], ["--background"], [201, 202, 203]),
     ):
         BOARD.write_text(board)
-        got = qvctl("-d", MAC, "upgrade", "fw.img", "--md5", images.md5().upper(), "--server-port",
-                    str(images.port), *command)
+        got = qvctl(
+            "-d",
+            MAC,
+            "upgrade",
+            "fw.img",
+            "--md5",
+            images.md5().upper(),
+            "--server-port",
+            str(images.port),
+            *command,
+        )
         shown = [int(value) for value in re.findall(r"^[#.]{24} +(-?\d+)  \w", got[1], re.M)]
         assert (got[0], shown, got[2]) == (ANSWERED, statuses, "")
         assert got[1].splitlines()[-1].startswith(24 * "#")
@@ -339,9 +425,14 @@ class Terminal:
         self.before = termios.tcgetattr(self.slave)
         self.seen = ""
         self.process = subprocess.Popen(
-            [QVCTL, *arguments], stdin=self.slave, stdout=self.slave, stderr=self.slave,
-            env=environment, start_new_session=True,
-            preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0))
+            [QVCTL, *arguments],
+            stdin=self.slave,
+            stdout=self.slave,
+            stderr=self.slave,
+            env=environment,
+            start_new_session=True,
+            preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0),
+        )
         threading.Thread(target=self._read, daemon=True).start()
 
     def _read(self):
@@ -434,5 +525,8 @@ def test_watch_and_completion(agent, controller):
         asked = f"COMP_WORDS=(qvctl {words}) COMP_CWORD={len(words.split())}; _qvctl"
         done = subprocess.run(
             ["bash", "-c", f"compopt() {{ :; }}\n{script}\n{asked}; echo ${{COMPREPLY[*]}}"],
-            capture_output=True, text=True, check=True)
+            capture_output=True,
+            text=True,
+            check=True,
+        )
         assert done.stdout == offered + "\n"

@@ -46,19 +46,19 @@ TEST_F(CommandsTest, AnswerWithTheirReport) {
         int32_t command;
         bool shows_payload;
         std::string type;
-        const char* data;  ///< how it ends while the wifi manager is silent
+        std::string data;  ///< how it begins while the wifi manager is silent
         std::string error; ///< when the catalogue does not hold the kind
     } rows[] = {
-        {1023, true, "1004", "\"ap_stats_list\": [ ] } }", RADIO_ERROR},
-        {1024, true, "1005", "\"sta_stats_list\": [ ] } }", RADIO_ERROR},
-        {1025, true, "1006", "\"radio_stats_list\": [ ] } }", RADIO_ERROR},
-        {1026, true, "1007", "\"interface_stats_list\": [ ] } }", RADIO_ERROR},
-        {1027, true, "1008", "\"enable_server\": \"\" } } }", SYSTEM_ERROR},
-        {1028, false, "1009", "\"uci_vap_list\": [ ] } }", SYSTEM_ERROR},
-        {1029, false, "1011", "\"dhcpLanNetmask\": \"\" } } }", SYSTEM_ERROR},
-        {1030, false, "1012", "\"mtu\": \"\" } } }", SYSTEM_ERROR},
-        {1031, false, "1013", "\"mtu\": \"\" } } }", SYSTEM_ERROR},
-        {1034, true, "1003", "\"equipment_notes\": \"\" } } }", RADIO_ERROR},
+        {1023, true, "1004", R"("ap_stats_list": [ ] } })", RADIO_ERROR},
+        {1024, true, "1005", R"("sta_stats_list": [ ] } })", RADIO_ERROR},
+        {1025, true, "1006", R"("radio_stats_list": [ ] } })", RADIO_ERROR},
+        {1026, true, "1007", R"("interface_stats_list": [ ] } })", RADIO_ERROR},
+        {1027, true, "1008", R"("uci_system": { "hostname": "", )", SYSTEM_ERROR},
+        {1028, false, "1009", R"("uci_vap_list": [ ] } })", SYSTEM_ERROR},
+        {1029, false, "1011", R"("uci_network_lan": { "macaddr": "", )", SYSTEM_ERROR},
+        {1030, false, "1012", R"("uci_network_wan": { "proto": "", )", SYSTEM_ERROR},
+        {1031, false, "1013", R"("uci_network_wan6": { "proto": "", )", SYSTEM_ERROR},
+        {1034, true, "1003", R"("system_stats": { "hw_name": "", )", RADIO_ERROR},
     };
     const std::span<const ReportKind> catalogue = context.report_kinds;
     for (const auto& row : rows) {
@@ -69,7 +69,7 @@ TEST_F(CommandsTest, AnswerWithTheirReport) {
         EXPECT_EQ(without_reports(log), first);
         ASSERT_EQ(published(log).size(), 1U);
         EXPECT_TRUE(published(log)[0].starts_with("{ \"type\": " + row.type + ", ")) << log;
-        EXPECT_TRUE(published(log)[0].ends_with(row.data)) << log;
+        EXPECT_NE(published(log)[0].find("\"data\": { " + row.data), std::string::npos) << log;
 
         context.report_kinds = {};
         EXPECT_EQ(run_command(row.command, "%s not parsed"), 0);
