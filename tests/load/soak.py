@@ -33,7 +33,8 @@ STOPPING = 0.1
 STOPS = 2
 
 STORMS = 3  # in a round
-SHORT_MINUTES = 5  # less is to show that the soak works: one storm, and no tool that takes long
+# Less is to show that the soak works: two rounds, of one storm and no tool that takes long.
+SHORT_MINUTES = 5
 
 READS = [1000, 1018, 1023, 1024, 1025, 1026, 1027, 1028, 1031, 1034, 1035]
 TOOLS = {"date", "passwd", "updata_rootfs.sh", "wifi"}
@@ -236,11 +237,13 @@ def main():
     print(f"soak: {arguments.minutes:g} minutes, seed {arguments.seed}", flush=True)
 
     begin = time.monotonic()
-    soak = Soak(arguments.seed, arguments.minutes < SHORT_MINUTES)
+    short = arguments.minutes < SHORT_MINUTES
+    warm_rounds = 1 if short else WARM_ROUNDS
+    soak = Soak(arguments.seed, short)
     usages = []
     end = begin + 60 * arguments.minutes
     rounds_end = end - STOPPING * 60 * arguments.minutes
-    while len(usages) <= WARM_ROUNDS or time.monotonic() < rounds_end:
+    while len(usages) <= warm_rounds or time.monotonic() < rounds_end:
         usages.append(soak.round())
         spent = time.monotonic() - begin
         print(f"{spent:6.0f} s  {soak.sent:7} commands  {usages[-1]}", flush=True)
@@ -248,7 +251,7 @@ def main():
         soak.stop_and_start()
     soak.close()
     print("soak: " + ", ".join(f"{count} {name}" for name, count in soak.totals.items()))
-    grown = growth(usages[:WARM_ROUNDS], usages[-1])
+    grown = growth(usages[:warm_rounds], usages[-1])
     print(f"soak: {'grown: ' + ', '.join(grown) if grown else 'no growth'}")
     return int(bool(grown))
 
