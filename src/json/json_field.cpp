@@ -41,15 +41,6 @@ json_object* new_value(int32_t field_type, const void* source) {
     return nullptr;
 }
 
-template <class T>
-bool store(FieldDestination destination, T value) {
-    if (destination.is_text() || destination.size() != sizeof value) {
-        return false;
-    }
-    memcpy(destination.address(), &value, sizeof value);
-    return true;
-}
-
 bool store_text(std::span<char> destination, std::string_view text) {
     if (!qv_text_fits(text, destination.size())) {
         return false;
@@ -59,48 +50,59 @@ bool store_text(std::span<char> destination, std::string_view text) {
     return true;
 }
 
-int32_t store_text_field(const char* field_name, FieldDestination destination, json_object* value) {
-    const std::span<char> text(static_cast<char*>(destination.address()),
-                               destination.is_text() ? destination.size() : 0);
-    if (!store_text(text, qv_json_value_text(value))) {
-        printf("map_json_field_to_value(): field_name %s does not fit in %zu bytes\n", field_name,
-               text.size());
-        return 0;
-    }
-    return 1;
-}
-
 int32_t unknown_type(int32_t field_type) {
     printf("map_json_field_to_value(): unknown field_type %d\n", field_type);
     return 0;
 }
 
+int32_t wrong_width(int32_t field_type, FieldDestination destination) {
+    printf("map_json_field_to_value(): field_type %d does not go into %zu bytes\n", field_type,
+           destination.size());
+    return 0;
+}
+
+template <class T>
+int32_t store(int32_t field_type, FieldDestination destination, T value) {
+    if (destination.is_text() || destination.size() != sizeof value) {
+        return wrong_width(field_type, destination);
+    }
+    memcpy(destination.address(), &value, sizeof value);
+    return 1;
+}
+
+int32_t store_text_field(const char* field_name, FieldDestination destination, json_object* value) {
+    if (!destination.is_text() || destination.size() == 0) {
+        return wrong_width(FIELD_TYPE_STRING, destination);
+    }
+    const std::span<char> text(static_cast<char*>(destination.address()), destination.size());
+    if (!store_text(text, qv_json_value_text(value))) {
+        printf("map_json_field_to_value(): field_name %s longer than %zu bytes\n", field_name,
+               text.size() - 1);
+        return 0;
+    }
+    return 1;
+}
+
 int32_t store_field(int32_t field_type, const char* field_name, FieldDestination destination,
                     json_object* value) {
-    bool stored = false;
+    const auto number = [=](auto converted) { return store(field_type, destination, converted); };
     switch (static_cast<FieldType>(field_type)) {
     case FIELD_TYPE_NONE: return 1;
     case FIELD_TYPE_STRING: return store_text_field(field_name, destination, value);
-    case FIELD_TYPE_BOOL:
-        stored = store(destination, static_cast<int32_t>(json_object_get_boolean(value)));
-        break;
+    case FIELD_TYPE_BOOL: return number(static_cast<int32_t>(json_object_get_boolean(value)));
     case FIELD_TYPE_INT:
-    case FIELD_TYPE_UINT: stored = store(destination, json_object_get_int(value)); break;
+    case FIELD_TYPE_UINT: return number(json_object_get_int(value));
     case FIELD_TYPE_INT8:
-    case FIELD_TYPE_UINT8:
-        stored = store(destination, static_cast<uint8_t>(json_object_get_int(value)));
-        break;
+    case FIELD_TYPE_UINT8: return number(static_cast<uint8_t>(json_object_get_int(value)));
     case FIELD_TYPE_INT16:
-    case FIELD_TYPE_UINT16:
-        stored = store(destination, static_cast<uint16_t>(json_object_get_int(value)));
-        break;
-    case FIELD_TYPE_UINT64: stored = store(destination, json_object_get_int64(value)); break;
-    case FIELD_TYPE_DOUBLE: stored = store(destination, json_object_get_double(value)); break;
+    case FIELD_TYPE_UINT16: return number(static_cast<uint16_t>(json_object_get_int(value)));
+    case FIELD_TYPE_UINT64: return number(json_object_get_int64(value));
+    case FIELD_TYPE_DOUBLE: return number(json_object_get_double(value));
     case FIELD_TYPE_INT32:
     case FIELD_TYPE_INT64:
-    case FIELD_TYPE_UINT32: return unknown_type(field_type);
+    case FIELD_TYPE_UINT32: break;
     }
-    return stored ? 1 : unknown_type(field_type);
+    return unknown_type(field_type);
 }
 
 struct TokenerDeleter {

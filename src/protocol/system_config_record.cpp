@@ -13,7 +13,7 @@ using enum RecordFieldType;
 void set_server(SystemConfigRecord& record, int32_t slot, json_object* element) {
     // Tells whether and where the name must be cut.
     char unescaped[SYSTEM_SERVER_SIZE + UTF8_TAIL_MAX] = {};
-    const char* const serialised = json_object_to_json_string(element);
+    const char* const serialised = element == nullptr ? "null" : qv_json_to_string(element);
     qv_json_unescape(serialised == nullptr ? "" : serialised, unescaped);
     const std::string_view name = qv_field_text(unescaped);
     const size_t size = qv_utf8_cut(name, SYSTEM_SERVER_SIZE - 1);

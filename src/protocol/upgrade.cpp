@@ -11,10 +11,10 @@ using enum RecordFieldType;
 constexpr std::array FIELDS = {
     qv_required(
         {"image_name", terminated_text, QV_RECORD_MEMBER(FwParams, image_name, 0), "image_name"}),
-    qv_required({"md5sum", terminated_text, QV_RECORD_MEMBER(FwParams, md5sum, 208), "md5sum"}),
+    qv_required({"md5sum", terminated_text, QV_RECORD_MEMBER(FwParams, md5sum, 128), "md5sum"}),
     qv_required(
-        {"server_ip", terminated_text, QV_RECORD_MEMBER(FwParams, server_ip, 128), "server_ip"}),
-    qv_required({"server_port", terminated_text, QV_RECORD_MEMBER(FwParams, server_port, 192),
+        {"server_ip", terminated_text, QV_RECORD_MEMBER(FwParams, server_ip, 400), "server_ip"}),
+    qv_required({"server_port", terminated_text, QV_RECORD_MEMBER(FwParams, server_port, 384),
                  "server_port"}),
     qv_required({"save_config", terminated_text, QV_RECORD_MEMBER(FwParams, save_config, 464),
                  "save_config"}),
@@ -22,11 +22,8 @@ constexpr std::array FIELDS = {
 };
 static_assert(qv_settings_fit(FIELDS, sizeof(FwParams)));
 
-constexpr auto LOG_FIELDS = [] {
-    auto fields = FIELDS;
-    std::ranges::sort(fields, {}, &RecordField::offset);
-    return fields;
-}();
+constexpr std::array LOG_FIELDS = {FIELDS[0], FIELDS[2], FIELDS[3],
+                                   FIELDS[1], FIELDS[4], FIELDS[5]};
 
 constexpr RecordField FLASH_FIELDS[] = {
     qv_required({"save_config", i32, QV_RECORD_MEMBER(FlashParams, save_config, 0)}),

@@ -21,14 +21,14 @@ enum UpdataStatus : int32_t {
 /// "data" -> "fw_params" of a command. NUL-terminated texts; empty where nothing was read.
 struct FwParams {
     char image_name[128]; ///< file on the download server
-    char server_ip[64];   ///< read, but the download always goes to the broker's host
-    char server_port[16]; ///< decimal
     char md5sum[256];     ///< as md5sum(1) prints it: 32 lower-case hexadecimal digits
+    char server_port[16]; ///< decimal
+    char server_ip[64];   ///< read, but the download always goes to the broker's host
     char save_config[8];  ///< "1" keeps the device's configuration
     char reboot[8];       ///< "1" reboots after updata_rootfs.sh has succeeded
 };
 
-/// In the order of reading, and in that of the record, which is the order of the log.
+/// In the order of reading, and in that of the log.
 extern const RecordTable qv_fw_fields;
 extern const RecordTable qv_fw_log_fields;
 
