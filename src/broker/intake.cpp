@@ -28,16 +28,17 @@ int32_t queue(AgentContext& context, int32_t type, const char* text, uint32_t le
     return 0;
 }
 
-} // namespace
-
-int32_t qv_intake_run(AgentContext& context, const IntakeCommand& command, const char* text,
-                      uint32_t length) {
+/// To its end, and queues it where it goes to the controller thread as well.
+int32_t run_command(AgentContext& context, const IntakeCommand& command, const char* text,
+                    uint32_t length) {
     if (command.busy_first) {
         qv_agent_set_state(context, AGENT_STATE_BUSY);
     }
     command.handler(context, text, length);
     return command.queued_too ? queue(context, command.type, text, length) : 0;
 }
+
+} // namespace
 
 int32_t qv_agent_recv_msg(AgentContext& context, const char* /*topic*/, const char* text,
                           uint32_t length) {
@@ -52,6 +53,6 @@ int32_t qv_agent_recv_msg(AgentContext& context, const char* /*topic*/, const ch
         return queue(context, hdr.type, text, length);
     }
     return context.session == nullptr
-               ? qv_intake_run(context, *command, text, length)
-               : context.session->intake.start(context, *command, text, length);
+               ? run_command(context, *command, text, length)
+               : context.session->intake.start(run_command, context, *command, text, length);
 }

@@ -5,7 +5,6 @@
 #include <cstdint>
 
 struct AgentContext;
-struct IntakeCommand;
 
 struct MsgHdr {
     int32_t type = 0; ///< "type", a number or a decimal string
@@ -24,10 +23,5 @@ int32_t qv_json_parse_msg_hdr(MsgHdr& header, const char* text, uint32_t length)
 /// context without a session has no worker: the call runs such a command itself.
 int32_t qv_agent_recv_msg(AgentContext& context, const char* topic, const char* text,
                           uint32_t length);
-
-/// Runs a command of the intake table to its end, and queues it where it goes to the controller
-/// thread as well. Returns 0, or -1 when it could not be queued.
-int32_t qv_intake_run(AgentContext& context, const IntakeCommand& command, const char* text,
-                      uint32_t length);
 
 #endif

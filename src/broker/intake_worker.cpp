@@ -1,14 +1,14 @@
 #include "broker/intake_worker.h"
 
 #include "agent/context.h"
-#include "broker/intake.h"
-#include "broker/link_wait.h"
+#include "broker/session.h"
 
 #include <cstdio>
 #include <cstring>
+#include <sys/eventfd.h>
 
-int32_t IntakeWorker::start(AgentContext& context, const IntakeCommand& command, const char* text,
-                            uint32_t length) {
+int32_t IntakeWorker::start(Run& run, AgentContext& context, const IntakeCommand& command,
+                            const char* text, uint32_t length) {
     text_ = qv_allocate_text(size_t{length} + 1);
     if (text_ == nullptr) {
         return -1;
@@ -16,6 +16,7 @@ int32_t IntakeWorker::start(AgentContext& context, const IntakeCommand& command,
     memcpy(text_.get(), text, length);
     text_[length] = '\0';
     length_ = length;
+    run_ = &run;
     context_ = &context;
     command_ = &command;
     {
@@ -26,7 +27,7 @@ int32_t IntakeWorker::start(AgentContext& context, const IntakeCommand& command,
         }
         busy_ = true;
     }
-    if (!thread_.start("qv-intake", run, this)) {
+    if (!thread_.start("qv-intake", thread, this)) {
         printf("QV_ERR: command %d not run: no thread\n", command.type);
         end();
         return -1;
@@ -34,12 +35,12 @@ int32_t IntakeWorker::start(AgentContext& context, const IntakeCommand& command,
     return 0;
 }
 
-void* IntakeWorker::run(void* worker) {
+void* IntakeWorker::thread(void* worker) {
     auto& self = *static_cast<IntakeWorker*>(worker);
     AgentContext& context = *self.context_; // the next command's as soon as this one has ended
-    qv_intake_run(context, *self.command_, self.text_.get(), self.length_);
+    self.run_(context, *self.command_, self.text_.get(), self.length_);
     self.end();
-    qv_link_wake(*context.session); // what was read meanwhile is taken on
+    eventfd_write(context.session->wake.get(), 1); // what was read meanwhile is taken on
     return nullptr;
 }
 

@@ -20,9 +20,13 @@ public:
     IntakeWorker(const IntakeWorker&) = delete;
     IntakeWorker& operator=(const IntakeWorker&) = delete;
 
-    /// Runs a command of the intake's table on a copy of its text; the worker is free. Returns 0,
-    /// also when the agent stops and the command is dropped, or -1 when memory or threads are out.
-    int32_t start(AgentContext& context, const IntakeCommand& command, const char* text,
+    using Run = int32_t(AgentContext& context, const IntakeCommand& command, const char* text,
+                        uint32_t length);
+
+    /// Calls `run` for a command of the intake's table with a copy of its text; the worker is free.
+    /// Returns 0, also when the agent stops and the command is dropped, or -1 when memory or
+    /// threads are out. The end of the command is told to the session's `wake`.
+    int32_t start(Run& run, AgentContext& context, const IntakeCommand& command, const char* text,
                   uint32_t length);
 
     bool busy();
@@ -31,9 +35,10 @@ public:
     void await_idle();
 
 private:
-    static void* run(void* worker);
+    static void* thread(void* worker);
     void end();
 
+    Run* run_ = nullptr;
     AgentContext* context_ = nullptr;
     const IntakeCommand* command_ = nullptr;
     OwnedText text_;
