@@ -76,7 +76,7 @@ void check_password(const std::string& password) {
 ExitStatus send_only(const Options& options, json_object* command) {
     Session session(options);
     const std::string device = choose_device(session, options);
-    session.send(device, command);
+    session.send(device, command, Delivery::acknowledged);
     const int type = json_object_get_int(qv_json_member(command, "type"));
     if (options.json) {
         printf("{\"sent\":%d,\"macaddr\":\"%s\"}\n", type, device.c_str());
