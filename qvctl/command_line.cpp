@@ -1,5 +1,7 @@
 #include "command_line.h"
 
+#include "words.h"
+
 #include <algorithm>
 
 namespace qvctl {
@@ -9,7 +11,7 @@ namespace {
 constexpr const char* FOOTER =
     "Exit status: 0 answered, or sent where the device confirms nothing; 1 refused before it was "
     "sent, not taken over by the device, or failed; 2 the invocation cannot be understood; 3 no "
-    "device, or no answer in time.";
+    "device, or no answer in time; 4 sent, but no report tells whether it was carried out.";
 
 std::string lower_case_mac(std::string& text) {
     std::ranges::transform(text, text.begin(), [](char character) {
@@ -26,23 +28,23 @@ std::string lower_case_mac(std::string& text) {
 }
 
 std::string lower_case_md5(std::string& text) {
-    std::ranges::transform(text, text.begin(), [](char character) {
-        return character >= 'A' && character <= 'F' ? static_cast<char>(character - 'A' + 'a')
-                                                    : character;
-    });
-    const bool is_sum =
-        text.size() == 32 && text.find_first_not_of("0123456789abcdef") == std::string::npos;
-    return is_sum ? "" : text + " is no MD5 sum of 32 hexadecimal digits";
+    text = lower_case(text);
+    return text.size() == 32 && is_hexadecimal(text)
+               ? ""
+               : text + " is no MD5 sum of 32 hexadecimal digits";
 }
 
 std::string only_digits(std::string& text) {
-    const bool is_number = !text.empty() && text.find_first_not_of("0123456789") == text.npos;
-    return is_number ? "" : text + " is no number of digits only";
+    return is_digits(text) ? "" : text + " is no number of digits only";
 }
 
 void add_flashing_flags(CLI::App& verb, Arguments& arguments) {
-    verb.add_flag("--save-config", arguments.save_config, "Keep the device's configuration");
+    verb.add_flag("--discard-config", arguments.discard_config,
+                  "Let the device lose its configuration, its broker's address too");
     verb.add_flag("--reboot", arguments.reboot, "Restart the device after updata_rootfs.sh");
+    verb.add_flag("--wait-back,!--no-wait-back", arguments.wait_back,
+                  "Wait until a device that restarts is back with another firmware name (the "
+                  "default)");
 }
 
 void add_text(CLI::App& verb, Arguments& arguments, const char* name, const char* help,
@@ -51,17 +53,21 @@ void add_text(CLI::App& verb, Arguments& arguments, const char* name, const char
 }
 
 void define_upgrade(CLI::App& verb, Arguments& arguments) {
-    verb.add_option("IMAGE", arguments.image, "Name of the image on the download server")
-        ->required();
-    verb.add_option("--md5", arguments.md5sum, "MD5 sum of the image")
-        ->required()
+    verb.add_option("IMAGE", arguments.image,
+                    "Name of the image on the download server; without --md5 a local file, whose "
+                    "name and MD5 sum are taken");
+    verb.add_option("--md5", arguments.md5sum, "MD5 sum of the image, that of a local file else")
         ->transform(CLI::Validator(lower_case_md5, ""))
         ->type_name("SUM");
+    verb.add_option("--serve", arguments.served,
+                    "Be the download server, of this file; only where the broker runs on this "
+                    "host, which is where devices download from")
+        ->type_name("FILE");
     verb.add_option("--server-port", arguments.server_port,
-                    "Port of the download server, which is the device's broker host")
+                    "Port of the download server, which is the device's broker host (80; with "
+                    "--serve any that is free)")
         ->type_name("PORT")
-        ->check(CLI::Range(1, 65535))
-        ->capture_default_str();
+        ->check(CLI::Range(1, 65535));
     verb.add_flag("--background", arguments.background,
                   "Beside the device's other work, which discards commands meanwhile");
     add_flashing_flags(verb, arguments);

@@ -116,7 +116,7 @@ qvctl \-d 02:11:22:33:44:55 get stations
 qvctl \-d 02:11:22:33:44:55 set settings hostname=Garden
 qvctl \-d 02:11:22:33:44:55 \-\-json get lan > lan.json
 qvctl \-d 02:11:22:33:44:55 set lan lan.json
-qvctl \-d 02:11:22:33:44:55 upgrade image.img \-\-md5 SUM \-\-background
+qvctl \-d 02:11:22:33:44:55 upgrade image.img \-\-background
 .fi
 )";
 

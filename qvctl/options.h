@@ -35,17 +35,19 @@ struct Options {
 struct Arguments {
     std::vector<std::string> settings; ///< of set: a file and key=value words
     std::string text;                  ///< notes, passthrough, clock, or the index of a MAC list
-    std::string image;
-    std::string md5sum;
-    int server_port = 80;
-    bool all = false;         ///< every member of a list's entries
-    bool replace = false;     ///< send what is given and nothing else
-    bool remove = false;      ///< delete MAC lists
-    bool save_config = false; ///< over a flashing
-    bool reboot = false;      ///< after a flashing
-    bool background = false;  ///< upgrade beside the device's other work
-    std::optional<int> count; ///< reports of watch, screens of top
-    double interval = 5;      ///< seconds between two questions of top
+    std::string image;                 ///< name on the download server, or a local file
+    std::string md5sum;                ///< empty: that of the local file
+    std::string served;                ///< local file to serve to the device, or none
+    std::optional<int> server_port;
+    bool all = false;            ///< every member of a list's entries
+    bool replace = false;        ///< send what is given and nothing else
+    bool remove = false;         ///< delete MAC lists
+    bool discard_config = false; ///< with a flashing
+    bool reboot = false;         ///< after a flashing
+    bool wait_back = true;       ///< until the device runs what was flashed
+    bool background = false;     ///< upgrade beside the device's other work
+    std::optional<int> count;    ///< reports of watch, screens of top
+    double interval = 5;         ///< seconds between two questions of top
 };
 
 } // namespace qvctl

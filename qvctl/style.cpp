@@ -51,8 +51,12 @@ bool is_number(const std::string& text) {
 
 Style Style::of_output(const Options& options) {
     return {.color = isatty(STDOUT_FILENO) != 0 && !options.no_color &&
-                     environment("NO_COLOR").empty() && environment("TERM") != "dumb",
+                     environment("NO_COLOR").empty() && !is_dumb_terminal(),
             .utf8 = locale_is_utf8()};
+}
+
+bool is_dumb_terminal() {
+    return environment("TERM") == "dumb";
 }
 
 std::string Style::paint(Paint paint, std::string_view text) const {

@@ -28,6 +28,9 @@ struct Style {
     std::string sparkline(std::span<const double> values) const;
 };
 
+/// Whether the terminal, by its name, takes no control sequences.
+bool is_dumb_terminal();
+
 /// The text on one line: control characters become \xNN, so that no device can drive the
 /// terminal by a name that it reports.
 std::string printable(std::string_view text);

@@ -121,8 +121,8 @@ def overheard(controller):
 def pretend(overheard):
     devices = []
 
-    def start(*answers):
-        devices.append(qvctl.PretendedDevice(answers))
+    def start(*answers, kind=qvctl.PretendedDevice, **more):
+        devices.append(kind(answers, **more))
         return devices[-1]
 
     yield start

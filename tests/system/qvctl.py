@@ -18,7 +18,12 @@ OTHER = "02:00:00:00:00:9c"
 MD5 = "0123456789abcdef0123456789abcdef"
 ENVIRONMENT = os.environ | {"LC_ALL": "C", "TERM": "vt100", "TZ": "UTC"}
 
-ANSWERED, REFUSED, USAGE, NO_ANSWER = range(4)
+ANSWERED, REFUSED, USAGE, NO_ANSWER, UNCONFIRMED = range(5)
+
+SYSTEM_STATS = {
+    "hw_name": "X", "fwinfo": "Y", "hostname": "pretended", "cpu_usage": 5, "max_memory": 256,
+    "max_memory_used": 64, "max_disk_space": 64, "max_disk_space_used": 8, "uptime": 60,
+    "model": "X", "kernel_version": "5.4", "loadavg": "0.1", "equipment_notes": ""}
 
 
 def qvctl(*arguments, stdin="", timeout=40):
@@ -33,23 +38,40 @@ def sent(command, mac=MAC):
 
 
 class PretendedDevice:
-    """Answers every command with the same reports, each after a pause in seconds."""
+    """Answers every command with the same reports, each after a pause in seconds, and a question for
+    system statistics with some, unless it is `busy`."""
 
-    def __init__(self, answers=()):
+    def __init__(self, answers=(), busy=False):
+        self.fwname = "Y"
         self._answers = answers
+        self._busy = busy
         self._client = MqttClient(
-            "pretended", lambda _: threading.Thread(target=self._answer).start())
+            "pretended", lambda message: threading.Thread(target=self._take, args=[message]).start())
         self._client.listen_to("qv/device_" + OTHER)
         self._client.connect()
 
     def report(self, kind, data):
-        report = {"type": kind, "flag": "REQ", "fwname": "Y", "hwname": "X",
+        report = {"type": kind, "flag": "REQ", "fwname": self.fwname, "hwname": "X",
                   "timestamp": int(time.time() * 1000), "macaddr": OTHER, "data": data}
         if kind != 1000:
             report["ip"] = "10.0.0.9"
         self._client.publish(REPORT_TOPIC, json.dumps(report))
 
-    def _answer(self):
+    def command(self, command):
+        """What another controller sends to the device."""
+        self._client.publish("qv/device_" + OTHER, json.dumps(command))
+
+    def _take(self, message):
+        if json.loads(message.payload)["type"] == 1034:
+            if not self._busy:
+                self.idle()
+        else:
+            self.act()
+
+    def idle(self):
+        self.report(1003, {"system_stats": SYSTEM_STATS})
+
+    def act(self):
         for pause, kind, data in self._answers:
             time.sleep(pause)
             self.report(kind, data)

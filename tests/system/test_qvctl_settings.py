@@ -3,7 +3,7 @@ import json
 import re
 
 from harness import ZENDRY_ROOT, poll, tool_calls
-from qvctl import ANSWERED, MAC, MD5, REFUSED, qvctl, sent
+from qvctl import ANSWERED, MAC, REFUSED, qvctl, sent
 
 
 RADIO_STATS = """\
@@ -64,9 +64,7 @@ ANSWERS = [
     (["notes", "on the roof"], ANSWERED, sent(1017), ""),
     (["passthrough", '{"a":1}'], ANSWERED, sent(1022), ""),
     (["wifi-reload"], ANSWERED, sent(1021), ""),
-    (["upgrade", "image", "--md5", MD5, "--server-port", "9"], REFUSED,
-     "........................   -1  the download failed, or the command was refused\n", ""),
-    (["flash", "--save-config"], ANSWERED,
+    (["flash"], ANSWERED,
      "########################    2  the image that lay on the device was flashed\n", ""),
     # From here on each ends in a new session.
     (["set", "wan", "hostname=gate"], ANSWERED, "hostname      gate", ""),

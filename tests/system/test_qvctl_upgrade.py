@@ -1,54 +1,196 @@
 """qvctl brings firmware to agents, and to devices that only pretend to be one."""
+import hashlib
 import re
+import threading
+import time
 
-from firmware import BOARD, ROOTFS_BOARDS, SYSUPGRADE_BOARD
-from qvctl import ANSWERED, MAC, MD5, NO_ANSWER, OTHER, REFUSED, qvctl
+import pytest
+from firmware import (BOARD, IMAGE, ROOTFS_BOARDS, SYSUPGRADE_BOARD, flash, tools_called, upgrade,
+                      wait_statuses)
+from harness import set_tool
+from qvctl import (ANSWERED, MAC, MD5, NO_ANSWER, OTHER, REFUSED, UNCONFIRMED, PretendedDevice,
+                   Terminal, qvctl)
+
+BODIES = {1000: "device_discovery_macaddr", 1015: "updata_stats"}
 
 
-UPGRADE_BODIES = {1000: "device_discovery_macaddr", 1015: "updata_stats"}
+def answers(*reports):
+    return [(pause, kind, {BODIES[kind]: value}) for pause, kind, value in reports]
 
-# Reports of an upgrade, exit status, the statuses shown, what is said at the end.
+
+def shown(output):
+    return [int(value) for value in re.findall(r"^[#.]{24} +(-?\d+)  \w", output, re.M)]
+
+
+# Reports of an upgrade in the background, exit status, the statuses shown, what is said.
 UPGRADES = [
-    ([(0, 1015, 201), (0.1, 1015, 202), (0.1, 1015, 203)], ANSWERED, [201, 202, 203], ""),
+    ([(0, 1015, 201), (0.1, 1015, 202), (0.1, 1015, 203)], ANSWERED, [201, 202, 203],
+     f"device {OTHER} fetches http://localhost:80/i (the host is its broker's, as it knows it), "
+     f"flashes it when its MD5 sum is {MD5}, and keeps its configuration\n"),
     ([(0, 1015, 201), (0.1, 1015, -2)], REFUSED, [201, -2], ""),
-    ([(0, 1015, -256)], REFUSED, [-256], ""),
     ([(0, 1015, 201), (0.1, 1015, 202)], NO_ANSWER, [201, 202],
      "no word of the job within 1 s; the last was 202, image verified, flashing"),
     # A new session in the middle of the job, whose statuses come late.
     ([(0, 1015, 201), (0.1, 1000, {"macaddr": OTHER}), (0.1, 1015, 202), (0.1, 1015, 203)], ANSWERED,
      [201, 202, 203], f"note: device {OTHER} has connected again; its job may still run\n"),
     ([(0, 1015, 202), (0.1, 1015, 203)], REFUSED, [], "another upgrade runs"),
+    # No upgrade ends so, but a flashing that another controller asked for.
+    ([(0, 1015, -256), (0.1, 1015, 201), (0.1, 1015, 2), (0.1, 1015, -3)], REFUSED, [201, -3],
+     "note: status 2 is of another job"),
     ([], NO_ANSWER, [], "no word of the job within 1 s\n"),
 ]
 
 
 def test_upgrades(pretend):
-    for answers, status, shown, said in UPGRADES:
-        data = [(pause, kind, {UPGRADE_BODIES[kind]: value})
-                for pause, kind, value in answers]
-        device = pretend(*data)
+    for reports, status, statuses, said in UPGRADES:
+        device = pretend(*answers(*reports))
         got = qvctl("-d", OTHER, "--timeout", "1", "upgrade", "i", "--md5", MD5, "--background")
-        statuses = [int(value) for value in re.findall(r"^[#.]{24} +(-?\d+)  \w", got[1], re.M)]
-        assert (got[0], statuses) == (status, shown), got
+        assert (got[0], shown(got[1])) == (status, statuses), got
         assert said in got[2]
         device.close()
     # Below 0 a flash reports how its tool ended, and nothing else.
     pretend((0, 1015, {"updata_stats": -2}))
-    status, output, _ = qvctl("-d", OTHER, "flash")
+    status, output, said = qvctl("-d", OTHER, "flash", "--discard-config")
     assert status == REFUSED and "the flashing tool was ended by signal 2\n" in output
+    assert said == (f"device {OTHER} flashes, with updata_rootfs.sh and whatever board it is, the "
+                    "image that the last download left, also one whose MD5 sum was wrong, and loses "
+                    "its configuration, its broker's address too\n")
+
+
+def test_busy_device(pretend, overheard):
+    """A 1002 or 1033 waits for a device that may upgrade; a 1032 is the way back from a hanging job."""
+    pretend(*answers((0, 1015, 201), (0, 1015, 203)), busy=True)
+    for words in (["upgrade", "i", "--md5", MD5], ["flash"]):
+        status, _, said = qvctl("-d", OTHER, "--timeout", "0.5", *words)
+        assert status == NO_ANSWER and "as while it upgrades; nothing was sent\n" in said
+    assert not overheard.times(1002) and not overheard.times(1033)
+    status, _, said = qvctl("-d", OTHER, "--timeout", "0.5", "upgrade", "i", "--md5", MD5,
+                            "--background", "--no-wait-back")
+    assert status == ANSWERED and f"note: device {OTHER} does not answer" in said
+
+
+class ContestedDevice(PretendedDevice):
+    """Another controller is faster: its command comes between the question and the upgrade."""
+
+    def __init__(self, statuses, rival):
+        super().__init__()
+        self._statuses = iter(statuses)
+        self._rival = rival
+
+    def idle(self):
+        self.command(self._rival)
+        super().idle()
+
+    def act(self):
+        time.sleep(0.3)
+        for status in next(self._statuses):
+            self.report(1015, {"updata_stats": status})
+
+
+def test_another_controller(pretend, images):
+    # Each 1002 waits for the one before; what a 1033 does beside it cannot be told from it.
+    pretend([202, 203], [202, -2], kind=ContestedDevice, rival=upgrade(1002, images))
+    got = qvctl("-d", OTHER, "upgrade", "i", "--md5", MD5)
+    assert (got[0], shown(got[1])) == (REFUSED, [202, -2]), got
+    assert "note: status 203 is of an upgrade that was sent before" in got[2]
+
+
+def test_another_flash(pretend):
+    pretend([], [202, 203], kind=ContestedDevice, rival=flash(save_config=1, reboot=0))
+    got = qvctl("-d", OTHER, "upgrade", "i", "--md5", MD5)
+    assert (got[0], shown(got[1])) == (UNCONFIRMED, [202, 203]), got
+
+
+# What follows the last status, options, exit status, what is said.
+RETURNS = [
+    ([("Z", 1000)], [], ANSWERED, f"device {OTHER} is back with Z\n"),
+    ([("Y", 1000)], [], UNCONFIRMED, "still names its firmware Y after 1 s"),
+    ([("Y", 1003)], [], NO_ANSWER, "not back within 1 s"),
+    ([], ["--no-wait-back"], ANSWERED, "keeps its configuration\n"),
+]
+
+
+@pytest.mark.parametrize("reports, options, status, said", RETURNS)
+def test_return_of_the_device(pretend, reports, options, status, said):
+    device = pretend(*answers((0, 1015, 203)))  # without 202: the tool restarts the device
+
+    def come_back():
+        time.sleep(0.5)
+        for device.fwname, kind in reports:
+            device.idle() if kind == 1003 else device.report(
+                1000, {"device_discovery_macaddr": {"macaddr": OTHER}})
+
+    threading.Thread(target=come_back).start()
+    got = qvctl("-d", OTHER, "--timeout", "1", "upgrade", "i", "--md5", MD5, *options)
+    assert got[0] == status and said in got[2], got
+    time.sleep(0.5)
+
+
+def test_interrupted_upgrade(pretend):
+    pretend(*answers((0, 1015, 202)))
+    terminal = Terminal("-d", OTHER, "upgrade", "i", "--md5", MD5)
+    terminal.wait("image verified, flashing")
+    terminal.type("\x03")
+    assert terminal.end() == REFUSED
+    terminal.wait(f"interrupted; the job goes on at device {OTHER}")
 
 
 def test_upgrade_of_an_agent(overheard, wifi_manager, agent, images):
     """A real download from a real server, beside the pretended ones above."""
-    for board, command, statuses in (
-        (ROOTFS_BOARDS[0], ["--save-config", "--reboot"], [202, 203]),
-        (SYSUPGRADE_BOARD, [], [203]),
+    for board, command, statuses, called in (
+        (ROOTFS_BOARDS[0], ["--reboot", "--no-wait-back"], [202, 203],
+         ["updata_rootfs.sh /tmp/qv_firmware.img", "reboot"]),
+        (SYSUPGRADE_BOARD, ["--no-wait-back"], [203], ["sysupgrade /tmp/qv_firmware.img"]),
+        (ROOTFS_BOARDS[0], ["--discard-config"], [202, 203],
+         ["updata_rootfs.sh -n /tmp/qv_firmware.img"]),
         # The last: the agent discards commands for a moment after the job's end.
-        (ROOTFS_BOARDS[0], ["--background"], [201, 202, 203]),
+        (ROOTFS_BOARDS[0], ["--background"], [201, 202, 203],
+         ["updata_rootfs.sh /tmp/qv_firmware.img"]),
     ):
         BOARD.write_text(board)
+        before = len(tools_called())
         got = qvctl("-d", MAC, "upgrade", "fw.img", "--md5", images.md5().upper(), "--server-port",
                     str(images.port), *command)
-        shown = [int(value) for value in re.findall(r"^[#.]{24} +(-?\d+)  \w", got[1], re.M)]
-        assert (got[0], shown, got[2]) == (ANSWERED, statuses, "")
+        assert (got[0], shown(got[1])) == (ANSWERED, statuses), got
         assert got[1].splitlines()[-1].startswith(24 * "#")
+        wait_until_called(before, called)
+    status, _, said = qvctl("-d", MAC, "upgrade", "a b.img", "--md5", MD5, "--server-port", "9")
+    assert status == REFUSED
+    assert "qvctl: the device was told to fetch http://localhost:9/a%20b.img\n" in said
+
+
+def wait_until_called(before, called):
+    deadline = time.monotonic() + 3
+    while tools_called(before) != called:
+        assert time.monotonic() < deadline, tools_called(before)
+        time.sleep(0.05)
+
+
+def test_second_upgrade_of_an_agent(overheard, wifi_manager, agent, images):
+    """The first one's success is not the second one's."""
+    BOARD.write_text(ROOTFS_BOARDS[0])
+    set_tool("updata_rootfs.sh", delay=2)
+    mark = overheard.reports.mark()
+    overheard.send(upgrade(1002, images))
+    wait_statuses(overheard, mark, [202])
+    got = qvctl("-d", MAC, "upgrade", "fw.img", "--md5", MD5, "--server-port", str(images.port))
+    assert (got[0], shown(got[1])) == (REFUSED, [-2]), got
+    wait_statuses(overheard, mark, [202, 203, -2])
+
+
+def test_served_image(overheard, wifi_manager, agent, images, tmp_path):
+    BOARD.write_text(ROOTFS_BOARDS[0])
+    file = tmp_path / "new firmware.img"
+    file.write_bytes(bytes(range(256)) * 20000)
+    status, output, said = qvctl("-d", MAC, "upgrade", "--serve", str(file))
+    assert (status, shown(output)) == (ANSWERED, [202, 203])
+    assert re.search(r"^#{24} +5\.1 MB of 5\.1 MB, \d+\.\d MB/s$", output, re.M)
+    assert "/new%20firmware.img " in said
+    assert IMAGE.read_bytes() == file.read_bytes()
+    # Without --serve a local file still tells its name and sum.
+    mark = overheard.reports.mark()
+    qvctl("-d", MAC, "upgrade", str(file), "--server-port", "9")
+    _, command = overheard.wait_report(1002, 3, mark)
+    params = command["data"]["fw_params"]
+    assert (params["image_name"], params["md5sum"]) == (
+        file.name, hashlib.md5(file.read_bytes()).hexdigest())

@@ -1,0 +1,352 @@
+#include "job.h"
+
+#include "dialogue.h"
+#include "maintenance/fw_upgrade.h"
+#include "report_view.h"
+#include "terminal.h"
+
+#include <array>
+#include <cstdio>
+#include <unistd.h>
+
+namespace qvctl {
+
+namespace {
+
+/// Between two words of a device: a download and a flashing take minutes.
+constexpr double SILENCE_TIMEOUT = 300;
+/// From the flashing to the first word of the new firmware.
+constexpr double BACK_TIMEOUT = 600;
+constexpr double DOWNLOAD_LINE_PAUSE = 0.2; // seconds
+constexpr size_t BAR_COLUMNS = 24;
+
+struct Stage {
+    int status;
+    double progress; ///< of the whole job, 0 to 1
+};
+constexpr Stage STAGES[] = {
+    {UPDATA_ACCEPTED, 0.15}, {UPDATA_FLASHING, 0.6}, {UPDATA_DONE, 1}, {UPDATA_FLASHED_IMAGE, 1}};
+
+double progress_of(int status) {
+    for (const Stage& stage : STAGES) {
+        if (stage.status == status) {
+            return stage.progress;
+        }
+    }
+    return 0;
+}
+
+bool is_end(int status) {
+    return progress_of(status) == 1 || progress_of(status) == 0;
+}
+
+/// Whether a job of that kind can have that status at all.
+bool is_status_of(CommandType job, int status) {
+    if (job == FLASH) {
+        return status < UPDATA_ACCEPTED;
+    }
+    return (status < 0 && status >= UPDATA_BOARD_UNREADABLE) || status == UPDATA_FLASHING ||
+           status == UPDATA_DONE || (job == UPGRADE_IN_BACKGROUND && status == UPDATA_ACCEPTED);
+}
+
+bool is_job(int type) {
+    return type == UPGRADE || type == UPGRADE_IN_BACKGROUND || type == FLASH;
+}
+
+CommandType type_of(json_object* command) {
+    return static_cast<CommandType>(json_object_get_int(qv_json_member(command, "type")));
+}
+
+std::string megabytes(double bytes) {
+    char text[32];
+    snprintf(text, sizeof text, "%.1f MB", bytes / 1e6);
+    return text;
+}
+
+class Job {
+public:
+    Job(Session& session, const Options& options, const std::string& device, const JobOrder& order);
+
+    void await_idle();
+    ExitStatus follow();
+    bool restarts() const;
+    ExitStatus await_back();
+
+private:
+    std::optional<Report> next(Clock::time_point deadline);
+    void take_command(const Report& command);
+    void take_status(const Report& report);
+    bool is_of_another(int status);
+    ExitStatus end() const;
+    Failure silence(double seconds) const;
+    void note(const std::string& text);
+    void show_status(const Report& report);
+    void show_download(bool at_end);
+
+    Session& session_;
+    const Options& options_;
+    const std::string& device_;
+    const JobOrder& order_;
+    const CommandType type_;
+    const JsonPtr question_ = new_command(ASK_SYSTEM_STATS);
+    const Style style_;
+    const SignalDescriptor signals_;
+    std::string fwname_; ///< before the job
+    bool question_heard_ = false;
+    bool sent_ = false;
+    bool command_heard_ = false;
+    int ahead_ = 0; ///< others' upgrades that the device does before this one
+    bool ambiguous_ = false;
+    int last_ = 0; ///< status
+    bool flashing_seen_ = false;
+    uint64_t shown_ = 0;     ///< bytes of the download
+    bool line_open_ = false; ///< of the download, on the terminal
+    Clock::time_point next_line_{};
+};
+
+Job::Job(Session& session, const Options& options, const std::string& device, const JobOrder& order)
+    : session_(session), options_(options), device_(device), order_(order),
+      type_(type_of(order.command)), style_(Style::of_output(options)) {
+    session_.overhear(device_);
+}
+
+void Job::note(const std::string& text) {
+    show_download(true);
+    fprintf(stderr, "note: %s\n", text.c_str());
+}
+
+/// The next report of the device; serves the image and listens to signals and commands meanwhile.
+std::optional<Report> Job::next(Clock::time_point deadline) {
+    bool more = false;
+    while (true) {
+        std::array others = {
+            pollfd{.fd = signals_.descriptor(), .events = POLLIN, .revents = 0},
+            pollfd{.fd = order_.server == nullptr ? -1 : order_.server->descriptor(),
+                   .events = POLLIN,
+                   .revents = 0}};
+        std::optional<Report> report = session_.next(more ? Clock::now() : deadline, others);
+        if (others[0].revents != 0 && signals_.asks_to_end()) {
+            throw Failure(REFUSED, !sent_ ? "interrupted; nothing was sent"
+                                          : "interrupted; the job goes on at device " + device_ +
+                                                ", and qvctl watch shows its statuses");
+        }
+        if (others[1].revents != 0 || more) {
+            more = order_.server->work();
+            show_download(false);
+        }
+        if (report.has_value() && report->macaddr == device_) {
+            if (!report->is_command) {
+                return report;
+            }
+            take_command(*report);
+        }
+        if (Clock::now() >= deadline) {
+            return std::nullopt;
+        }
+    }
+}
+
+/// Waits until the device answers a question, so that it has no job. One that hangs in a job takes
+/// an upgrade in the background all the same: that is the way back.
+void Job::await_idle() {
+    const double seconds = options_.timeout_or(ANSWER_TIMEOUT);
+    session_.forget();
+    session_.send(device_, question_.get());
+    const auto deadline = after(seconds);
+    while (const std::optional<Report> report = next(deadline)) {
+        if (report->type == DISCOVERY) { // which a command in a reconnection has fallen into
+            session_.send(device_, question_.get());
+        } else if (report->type == SYSTEM_STATS) {
+            fwname_ = report->member("fwname");
+            return;
+        }
+    }
+    if (type_ != UPGRADE_IN_BACKGROUND) {
+        throw Failure(NO_ANSWER, "device " + device_ + ": no answer within " +
+                                     seconds_text(seconds) +
+                                     ", as while it upgrades; nothing was sent");
+    }
+    note("device " + device_ +
+         " does not answer, as while it upgrades; it refuses a second "
+         "upgrade without a word");
+}
+
+/// What an overheard command means for whose the statuses are.
+void Job::take_command(const Report& command) {
+    const auto is_text_of = [&command](json_object* own) {
+        return command.text == json_object_to_json_string_ext(own, JSON_C_TO_STRING_PLAIN);
+    };
+    if (is_text_of(question_.get())) {
+        question_heard_ = true;
+        ahead_ = 0; // what stood before it was done before the answer
+    } else if (is_text_of(order_.command)) {
+        command_heard_ = true;
+    } else if (is_job(command.type)) {
+        if (command.type == UPGRADE && type_ == UPGRADE) { // each waits for the one before
+            ahead_ += command_heard_ ? 0 : 1;
+        } else if (command.type == FLASH || type_ != UPGRADE_IN_BACKGROUND || !command_heard_) {
+            ambiguous_ = ambiguous_ || question_heard_;
+        } // else the device drops it
+    }
+}
+
+/// Whether a status cannot be of this job.
+bool Job::is_of_another(int status) {
+    if (!is_status_of(type_, status)) {
+        note("status " + std::to_string(status) + " is of another job at the device");
+        return true;
+    }
+    if (ahead_ > 0) {
+        ahead_ -= is_end(status) ? 1 : 0;
+        note("status " + std::to_string(status) + " is of an upgrade that was sent before");
+        return true;
+    }
+    return false;
+}
+
+void Job::take_status(const Report& report) {
+    const int status = json_object_get_int(report.body());
+    if (is_of_another(status)) {
+        return;
+    }
+    if (type_ == UPGRADE_IN_BACKGROUND && last_ == 0 && status != UPDATA_ACCEPTED) {
+        throw Failure(REFUSED, "device " + device_ + ": another upgrade runs");
+    }
+    last_ = status;
+    flashing_seen_ = flashing_seen_ || status == UPDATA_FLASHING;
+    show_status(report);
+}
+
+void Job::show_status(const Report& report) {
+    show_download(true);
+    if (options_.json) {
+        puts(json_line(report).c_str());
+    } else {
+        const double progress = progress_of(last_);
+        const Paint paint = progress == 0 ? Paint::bad : Paint::good;
+        printf("%s %4d  %s\n", style_.paint(paint, style_.bar(progress, BAR_COLUMNS)).c_str(),
+               last_, upgrade_status_text(last_, type_).c_str());
+    }
+    fflush(stdout);
+}
+
+/// The download on a line of its own that a terminal shows growing, and its last state elsewhere.
+void Job::show_download(bool at_end) {
+    if (order_.server == nullptr || options_.json || !order_.server->download().begun) {
+        return;
+    }
+    const Download& download = order_.server->download();
+    const bool whole = download.sent == download.size;
+    const bool grows = isatty(STDOUT_FILENO) != 0 && !is_dumb_terminal();
+    if (shown_ == download.sent || (!whole && !at_end && (!grows || Clock::now() < next_line_))) {
+        if (at_end && line_open_) {
+            putchar('\n');
+            line_open_ = false;
+        }
+        return;
+    }
+    const double seconds = std::max(Seconds(Clock::now() - download.begin).count(), 0.001);
+    const auto sent = static_cast<double>(download.sent);
+    const auto size = static_cast<double>(download.size);
+    printf("%s%s       %s of %s, %s/s%s", line_open_ ? "\r" : "",
+           style_.bar(size == 0 ? 1 : sent / size, BAR_COLUMNS).c_str(), megabytes(sent).c_str(),
+           megabytes(size).c_str(), megabytes(sent / seconds).c_str(), whole || at_end ? "\n" : "");
+    fflush(stdout);
+    shown_ = download.sent;
+    line_open_ = !whole && !at_end;
+    next_line_ = after(DOWNLOAD_LINE_PAUSE);
+}
+
+Failure Job::silence(double seconds) const {
+    std::string message = "device " + device_ + ": no word of the job within " +
+                          std::to_string(static_cast<long>(seconds)) + " s";
+    if (last_ != 0) {
+        message +=
+            "; the last was " + std::to_string(last_) + ", " + upgrade_status_text(last_, type_);
+    }
+    return {NO_ANSWER, message};
+}
+
+/// Sends the command and follows its statuses to the last. The job outlives the device's session
+/// with the broker: its statuses wait for the next one, which begins with an announcement.
+ExitStatus Job::follow() {
+    session_.send(device_, order_.command);
+    sent_ = true;
+    const double seconds = options_.timeout_or(SILENCE_TIMEOUT);
+    bool announced = false;
+    for (auto deadline = after(seconds); last_ == 0 || !is_end(last_);) {
+        const int before = last_;
+        const std::optional<Report> report = next(deadline);
+        if (!report.has_value()) {
+            throw silence(seconds);
+        }
+        if (report->type == DISCOVERY && last_ != 0 && !announced) {
+            note("device " + device_ + " has connected again; its job may still run");
+            announced = true;
+        }
+        if (report->type == UPGRADE_STATUS) {
+            take_status(*report);
+        }
+        if (last_ != before) {
+            deadline = after(seconds);
+        }
+    }
+    return end();
+}
+
+ExitStatus Job::end() const {
+    if (last_ == UPDATA_DOWNLOAD_FAILED && !order_.url.empty()) {
+        fprintf(stderr, "qvctl: the device was told to fetch %s\n", order_.url.c_str());
+    }
+    if (progress_of(last_) != 1) {
+        return REFUSED;
+    }
+    if (ambiguous_) {
+        fprintf(stderr, "qvctl: another job was sent to the device meanwhile: whose status that "
+                        "was, it does not tell\n");
+        return UNCONFIRMED;
+    }
+    return ANSWERED;
+}
+
+/// Whether the device restarts now: by the tool that flashes, or because it was asked to.
+bool Job::restarts() const {
+    return (last_ == UPDATA_DONE && !flashing_seen_) || order_.reboot;
+}
+
+ExitStatus Job::await_back() {
+    const double seconds = options_.timeout_or(BACK_TIMEOUT);
+    fprintf(stderr, "waiting for the device to come back; --no-wait-back does not\n");
+    const auto deadline = after(seconds);
+    bool heard = false;
+    while (const std::optional<Report> report = next(deadline)) {
+        const std::string fwname = report->member("fwname");
+        if (fwname_.empty() ? report->type == DISCOVERY : fwname != fwname_) {
+            fprintf(stderr, "device %s is back with %s\n", device_.c_str(),
+                    printable(fwname).c_str());
+            return ANSWERED;
+        }
+        heard = heard || report->type == DISCOVERY; // how a new session begins
+    }
+    const std::string device = "device " + device_ + ": ";
+    throw heard ? Failure(UNCONFIRMED, device + "still names its firmware " + printable(fwname_) +
+                                           " after " + seconds_text(seconds) +
+                                           ": whether it runs the image, it does not tell")
+                : Failure(NO_ANSWER, device + "not back within " + seconds_text(seconds));
+}
+
+} // namespace
+
+ExitStatus run_job(Session& session, const Options& options, const std::string& device,
+                   const JobOrder& order) {
+    Job job(session, options, device, order);
+    job.await_idle();
+    fprintf(stderr, "device %s %s\n", device.c_str(), order.plan.c_str());
+    const ExitStatus status = job.follow();
+    if (status != ANSWERED || !job.restarts() || !order.wait_back) {
+        return status;
+    }
+    return job.await_back();
+}
+
+} // namespace qvctl
