@@ -7,12 +7,14 @@
 #include "settings/system_config_table.h"
 #include "wireless/ap_configs_records.h"
 #include "wireless/record_tables.h"
+#include "words.h"
 
 #include <algorithm>
 #include <cstring>
 #include <iterator>
 #include <json-c/json_util.h>
 #include <limits>
+#include <vector>
 
 namespace qvctl {
 
@@ -20,6 +22,17 @@ namespace {
 
 [[noreturn]] void refuse(const std::string& key, const std::string& reason) {
     throw Failure(REFUSED, key + ": " + reason);
+}
+
+[[noreturn]] void refuse_unknown(const std::string& name, const char* key,
+                                 std::span<const RecordField> fields,
+                                 std::span<const char* const> others) {
+    std::vector<std::string> known(others.begin(), others.end());
+    for (const RecordField& field : fields) {
+        known.emplace_back(field.key);
+    }
+    const std::string nearest = nearest_word(key, known);
+    refuse(name, "is unknown here" + (nearest.empty() ? "" : "; the nearest is " + nearest));
 }
 
 /// A value as a text field takes it: a string as it is, any other value as its JSON text.
@@ -160,7 +173,7 @@ void check_members(const std::string& prefix, json_object* object,
             check_field(name, value, *field);
         } else if (std::ranges::none_of(
                        others, [key](const char* other) { return strcmp(key, other) == 0; })) {
-            refuse(name, "is unknown here");
+            refuse_unknown(name, key, fields, others);
         }
     }
 }

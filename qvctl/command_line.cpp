@@ -1,5 +1,6 @@
 #include "command_line.h"
 
+#include "style.h"
 #include "words.h"
 
 #include <algorithm>
@@ -159,10 +160,43 @@ void add_global_options(CommandLine& line) {
         ->check(duration)
         ->capture_default_str();
     app.add_flag("--json", options.json, "Print reports as JSON, one line each");
+    app.add_flag("--show-secrets", options.show_secrets,
+                 "Print keys, passphrases and passwords, which are hidden else");
     app.add_flag("--no-color", options.no_color, "Print without colours");
     app.add_option("--generate", line.generated, "")
         ->check(CLI::IsMember({"bash-completion", "man"}))
         ->group("");
+}
+
+/// The keys with what they take, as a help text's end.
+std::string keys_text(const Setting& setting) {
+    std::string text = "Keys:";
+    for (const SettingKey& key : setting.keys()) {
+        if (key.use != SettingKey::Use::reported) {
+            text +=
+                "\n  " + fitted(key.name, std::max<size_t>(key.name.size(), 27)) + " " + key.limit;
+        }
+    }
+    return text;
+}
+
+void add_get_keys(CommandLine& line, CLI::App& get_verb) {
+    CLI::App* const keys = get_verb.add_subcommand("keys", "Keys of settings, and what they take");
+    std::vector<std::string> names;
+    for (const Setting& setting : settings()) {
+        names.emplace_back(setting.name);
+    }
+    line.words[keys] = names;
+    keys->add_option("SETTINGS", line.arguments.text, "What is set")
+        ->required()
+        ->check(CLI::IsMember(names))
+        ->type_name("");
+    keys->callback([&line] {
+        line.run = [&line] {
+            return list_keys(line.options,
+                             *std::ranges::find(settings(), line.arguments.text, &Setting::name));
+        };
+    });
 }
 
 void add_get(CommandLine& line) {
@@ -181,37 +215,68 @@ void add_get(CommandLine& line) {
             line.run = [&line, &reading] { return get(line.options, line.arguments, reading); };
         });
     }
+    add_get_keys(line, *get_verb);
+}
+
+void add_settings_words(CLI::App& what, CommandLine& line, const Setting& setting) {
+    const std::string entry = setting.entry_key == nullptr ? "" : "NAME|";
+    what.add_option(entry + "FILE|KEY=VALUE", line.arguments.settings,
+                    "A file with a JSON object (- is standard input), as get --json prints it, or "
+                    "members and their values; lists (radio_list, vap_list) as JSON, server also "
+                    "as a,b" +
+                        std::string(entry.empty() ? "" : "; before them the entry's name"))
+        ->required()
+        ->type_name("");
+    if (setting.read_command != 0) {
+        what.add_flag("--replace", line.arguments.replace,
+                      "Empty the members that are not named instead of keeping what the device "
+                      "holds");
+    }
+    if (setting.command == SET_MACLIST) {
+        what.add_flag("--delete", line.arguments.remove,
+                      "Delete the lists that wifi0Flag=1 and wifi1Flag=1 name from the "
+                      "configuration store");
+    }
+    what.footer(keys_text(setting));
+    line.words[&what] = words_of(setting);
+    for (std::string& word : line.words[&what]) {
+        word += "=";
+    }
+}
+
+/// "set hostname Garden" for "set settings hostname=Garden".
+void add_system_word(CommandLine& line, CLI::App& set_verb, const Setting& setting,
+                     const std::string& word) {
+    CLI::App* const what = set_verb.add_subcommand(word, "As set settings " + word + "=VALUE");
+    what->group(""); // there are many
+    what->add_option("VALUE", line.arguments.text, "The new value")->required()->type_name("");
+    what->callback([&line, &setting, word] {
+        line.arguments.settings = {word + "=" + line.arguments.text};
+        line.run = [&line, &setting] { return set(line.options, line.arguments, setting); };
+    });
 }
 
 void add_set(CommandLine& line) {
     CLI::App* const set_verb = line.app.add_subcommand(
-        "set", "Change settings, and check in the device's report that they were taken over");
+        "set", "Change settings, and check in the device's reports that they were taken over; a "
+               "system setting also as in \"set hostname Garden\"");
     set_verb->require_subcommand(1);
     for (const Setting& setting : settings()) {
         CLI::App* const what = set_verb->add_subcommand(setting.name, setting.help);
-        what->add_option("FILE|KEY=VALUE", line.arguments.settings,
-                         "A file with a JSON object (- is standard input), or members and their "
-                         "values; lists (server, radio_list, vap_list) as JSON")
-            ->required();
-        if (setting.read_command != 0) {
-            what->add_flag("--replace", line.arguments.replace,
-                           "Empty the members that are not named instead of keeping what the "
-                           "device holds; a file always does");
-        }
-        if (setting.command == SET_MACLIST) {
-            what->add_flag("--delete", line.arguments.remove,
-                           "Delete the lists that wifi0Flag=1 and wifi1Flag=1 name from the "
-                           "configuration store");
-        }
-        line.words[what] = setting.keys();
+        add_settings_words(*what, line, setting);
         what->callback([&line, &setting] {
             line.run = [&line, &setting] { return set(line.options, line.arguments, setting); };
         });
+        if (setting.command == SET_SYSTEM_SETTINGS) {
+            for (const std::string& word : words_of(setting)) {
+                add_system_word(line, *set_verb, setting, word);
+            }
+        }
     }
 }
 
 std::vector<const CLI::App*> parts_of(const CLI::App& verb) {
-    return verb.get_subcommands([](const CLI::App* part) { return !part->get_name().empty(); });
+    return verb.get_subcommands([](const CLI::App* part) { return !part->get_group().empty(); });
 }
 
 /// What is wrong with the invocation; a word that is missing or unknown is told by those known.
@@ -244,7 +309,6 @@ CommandLine::CommandLine()
     app.set_help_flag("--help", "Print this help and end"); // -h is the host
     app.set_version_flag("-V,--version", "qvctl " QV_VERSION, "Print the version and end");
     app.fallthrough();
-    app.footer(FOOTER);
     app.failure_message(failure_text);
     app.require_subcommand(0, 1);
     add_global_options(*this);
@@ -258,6 +322,7 @@ CommandLine::CommandLine()
         added->callback(
             [this, &verb] { run = [this, &verb] { return verb.run(options, arguments); }; });
     }
+    app.footer(FOOTER); // the verbs, which would inherit it, have ends of their own
 }
 
 } // namespace qvctl

@@ -1,6 +1,7 @@
 #include "checks.h"
 #include "dialogue.h"
 #include "report_view.h"
+#include "secrets.h"
 #include "verbs.h"
 #include "wireless/maclist.h"
 
@@ -17,6 +18,19 @@ JsonPtr data_of(const Reading& reading, const Arguments& arguments) {
     const std::string index = arguments.text.empty() ? "0" : arguments.text;
     check_text("index", index, MACLIST_INDEX_MAX);
     return new_object("general_data", JsonPtr(json_object_new_string(index.c_str())));
+}
+
+void show(const Report& report, const Options& options, const Arguments& arguments,
+          const Reading& reading) {
+    const Style style = Style::of_output(options);
+    if (options.json) {
+        puts(json_line(report).c_str());
+    } else if (!reading.distinct.empty()) {
+        print_lines(list_lines(distinct_entries(report.body(), reading.distinct).get(),
+                               reading.distinct, style));
+    } else {
+        print_lines(body_lines(report, arguments.all, style));
+    }
 }
 
 } // namespace
@@ -51,14 +65,25 @@ ExitStatus get(const Options& options, const Arguments& arguments, const Reading
     const std::string device = choose_device(session, options);
     const Report report =
         ask(session, device, command.get(), reading.report, options.timeout_or(ANSWER_TIMEOUT));
-    const Style style = Style::of_output(options);
+    show(printable_report(report, options.show_secrets), options, arguments, reading);
+    return ANSWERED;
+}
+
+ExitStatus list_keys(const Options& options, const Setting& setting) {
+    JsonPtr list(json_object_new_array());
+    for (const SettingKey& key : setting.keys()) {
+        if (key.use == SettingKey::Use::reported) {
+            continue;
+        }
+        JsonPtr entry(json_object_new_object());
+        qv_json_add(entry.get(), "key", JsonPtr(json_object_new_string(key.name.c_str())));
+        qv_json_add(entry.get(), "limit", JsonPtr(json_object_new_string(key.limit.c_str())));
+        qv_json_append(list.get(), std::move(entry));
+    }
     if (options.json) {
-        puts(json_line(report).c_str());
-    } else if (!reading.distinct.empty()) {
-        print_lines(list_lines(distinct_entries(report.body(), reading.distinct).get(),
-                               reading.distinct, style));
+        puts(json_object_to_json_string_ext(list.get(), JSON_C_TO_STRING_PLAIN));
     } else {
-        print_lines(body_lines(report, arguments.all, style));
+        print_lines(list_lines(list.get(), {}, Style::of_output(options)));
     }
     return ANSWERED;
 }

@@ -25,6 +25,7 @@ struct Options {
     double listen = 12;            ///< seconds in which every device must have spoken
     bool json = false;
     bool no_color = false;
+    bool show_secrets = false;
 
     double timeout_or(double usual) const {
         return timeout.value_or(usual);
@@ -33,14 +34,14 @@ struct Options {
 
 /// Arguments of the verbs.
 struct Arguments {
-    std::vector<std::string> settings; ///< of set: a file and key=value words
+    std::vector<std::string> settings; ///< of set: an entry, a file, key=value words
     std::string text;                  ///< notes, passthrough, clock, or the index of a MAC list
     std::string image;                 ///< name on the download server, or a local file
     std::string md5sum;                ///< empty: that of the local file
     std::string served;                ///< local file to serve to the device, or none
     std::optional<int> server_port;
     bool all = false;            ///< every member of a list's entries
-    bool replace = false;        ///< send what is given and nothing else
+    bool replace = false;        ///< empty what is not given
     bool remove = false;         ///< delete MAC lists
     bool discard_config = false; ///< with a flashing
     bool reboot = false;         ///< after a flashing

@@ -3,12 +3,14 @@
 #include "checks.h"
 #include "maintenance/fw_upgrade.h"
 #include "network/record_tables.h"
+#include "settings/system_config_record.h"
 #include "settings/system_config_table.h"
+#include "wireless/ap_configs_records.h"
 #include "wireless/record_tables.h"
 
 #include <algorithm>
 #include <array>
-#include <initializer_list>
+#include <limits>
 #include <sys/wait.h>
 
 namespace qvctl {
@@ -83,60 +85,101 @@ void put_radio(json_object* settings, const std::string& key, JsonPtr value) {
               std::move(value));
 }
 
-std::vector<std::string> keys_of(std::initializer_list<std::span<const RecordField>> tables) {
-    std::vector<std::string> keys;
-    for (const std::span<const RecordField> table : tables) {
-        for (const RecordField& field : table) {
-            if (field.type != RecordFieldType::computed || field.store != nullptr) {
-                keys.emplace_back(field.key);
-            }
-        }
+using Use = SettingKey::Use;
+
+std::string bytes(size_t count) {
+    return "at most " + std::to_string(count) + " bytes";
+}
+
+std::string integers(int64_t lowest, int64_t highest) {
+    return "integer from " + std::to_string(lowest) + " to " + std::to_string(highest);
+}
+
+void add_keys(std::vector<SettingKey>& keys, std::span<const RecordField> fields) {
+    for (const RecordField& field : fields) {
+        const bool is_set = field.type != RecordFieldType::computed || field.store != nullptr;
+        const bool is_number = field.type == RecordFieldType::i32;
+        keys.push_back({field.key,
+                        is_number ? integers(std::numeric_limits<int32_t>::min(),
+                                             std::numeric_limits<int32_t>::max())
+                                  : bytes(field.width),
+                        is_set ? Use::word : Use::reported});
     }
+}
+
+void add_keys(std::vector<SettingKey>& keys, std::span<const ApConfigsField> fields,
+              const std::string& list) {
+    for (const ApConfigsField& field : fields) {
+        keys.push_back({list + "[]." + field.key,
+                        field.type == FIELD_TYPE_STRING
+                            ? bytes(field.width - size_t{1})
+                            : integers(0, (int64_t{1} << (8 * field.width)) - 1),
+                        Use::nested});
+    }
+}
+
+std::vector<SettingKey> keys_of(std::span<const RecordField> fields) {
+    std::vector<SettingKey> keys;
+    add_keys(keys, fields);
     return keys;
 }
 
-std::vector<std::string> system_keys() {
-    std::vector<std::string> keys = keys_of({qv_system_config_fields});
-    keys.emplace_back(SYSTEM_SERVER_KEY);
+std::vector<SettingKey> system_keys() {
+    std::vector<SettingKey> keys = keys_of(qv_system_config_fields);
+    keys.push_back({SYSTEM_SERVER_KEY, "list of at most " + std::to_string(SYSTEM_SERVER_SLOTS) +
+                                           ", each " + bytes(SYSTEM_SERVER_SIZE - 1)});
     return keys;
 }
-std::vector<std::string> vap_keys() {
-    return keys_of({qv_vap_fields});
+std::vector<SettingKey> vap_keys() {
+    return keys_of(qv_vap_fields);
 }
-std::vector<std::string> radio_keys() {
-    return keys_of({qv_radio_config_fields, qv_first_vap_fields});
+std::vector<SettingKey> radio_keys() {
+    std::vector<SettingKey> keys = keys_of(qv_radio_config_fields);
+    add_keys(keys, qv_first_vap_fields);
+    return keys;
 }
-std::vector<std::string> access_point_keys() {
-    return {"radio_list"};
+std::vector<SettingKey> access_point_keys() {
+    std::vector<SettingKey> keys{{"radio_list", "list of at most " +
+                                                    std::to_string(std::size(ApConfigs{}.radios)) +
+                                                    ", each with all of:"}};
+    add_keys(keys, qv_apconfigs_radio_fields, "radio_list");
+    const std::string vaps = "radio_list[].vap_list";
+    keys.push_back({vaps,
+                    "list of at most " + std::to_string(std::size(ApConfigsRadio{}.vaps)) +
+                        ", each with all of:",
+                    Use::nested});
+    add_keys(keys, qv_apconfigs_vap_fields, vaps);
+    return keys;
 }
-std::vector<std::string> lan_keys() {
-    return keys_of({qv_network_lan_fields});
+std::vector<SettingKey> lan_keys() {
+    return keys_of(qv_network_lan_fields);
 }
-std::vector<std::string> wan_keys() {
-    return keys_of({qv_network_wan_fields});
+std::vector<SettingKey> wan_keys() {
+    return keys_of(qv_network_wan_fields);
 }
-std::vector<std::string> wan6_keys() {
-    return keys_of({qv_network_wan6_fields});
+std::vector<SettingKey> wan6_keys() {
+    return keys_of(qv_network_wan6_fields);
 }
-std::vector<std::string> maclist_keys() {
-    return keys_of({qv_maclist_fields});
+std::vector<SettingKey> maclist_keys() {
+    return keys_of(qv_maclist_fields);
 }
 
 constexpr Setting SETTINGS[] = {
     {.name = "settings",
      .help = "System settings",
-     .command = 1003,
+     .command = SET_SYSTEM_SETTINGS,
      .key = "uci_system",
      .report = UCI_SYSTEM,
-     .read_command = 1027,
+     .read_command = ASK_SYSTEM_SETTINGS,
      .check = check_system_settings,
      .put = put_plain,
      .keys = system_keys},
     {.name = "vap",
-     .help = "One VAP, named by ifname; what is not named is sent empty",
+     .help = "One VAP, named by ifname",
      .command = 1004,
      .key = "vap_config",
      .report = VAP_LIST,
+     .read_command = ASK_VAP_LIST,
      .entry_key = "ifname",
      .check = check_vap,
      .put = put_plain,
@@ -148,6 +191,7 @@ constexpr Setting SETTINGS[] = {
      .command = 1005,
      .key = "general_data",
      .report = RADIO_LIST,
+     .confirm_command = ASK_VAP_LIST,
      .entry_key = "radio_name",
      .check = check_radio,
      .put = put_radio,
@@ -156,6 +200,7 @@ constexpr Setting SETTINGS[] = {
      .help = "All radios with all their VAPs; every member must be given",
      .command = 1001,
      .key = "apconfigs",
+     .confirm_command = ASK_VAP_LIST,
      .check = check_access_point,
      .put = put_plain,
      .keys = access_point_keys},
@@ -210,6 +255,16 @@ std::span<const Reading> readings() {
 
 std::span<const Setting> settings() {
     return SETTINGS;
+}
+
+std::vector<std::string> words_of(const Setting& setting) {
+    std::vector<std::string> words;
+    for (const SettingKey& key : setting.keys()) {
+        if (key.use == Use::word) {
+            words.push_back(key.name);
+        }
+    }
+    return words;
 }
 
 std::string upgrade_status_text(int status, CommandType job) {

@@ -37,7 +37,10 @@ enum CommandType : int {
     ASK_SYSTEM_STATS = 1034,
     ASK_STA_STATS = 1024,
     ASK_RADIO_STATS = 1025,
+    ASK_SYSTEM_SETTINGS = 1027,
+    ASK_VAP_LIST = 1028,
     UPGRADE = 1002,
+    SET_SYSTEM_SETTINGS = 1003,
     CLOCK = 1015,
     PASSWORD = 1016,
     NOTES = 1017,
@@ -71,6 +74,17 @@ struct Reading {
 };
 std::span<const Reading> readings();
 
+/// A member of settings.
+struct SettingKey {
+    std::string name; ///< with the lists that it lies in, as in "radio_list[].ssid"
+    std::string limit;
+    enum class Use {
+        word,     ///< key=value may name it
+        nested,   ///< only a list's JSON does
+        reported, ///< reports name it, and commands do not
+    } use = Use::word;
+};
+
 /// Something to set.
 struct Setting {
     const char* name;
@@ -81,6 +95,8 @@ struct Setting {
     ReportType report = NO_REPORT;
     /// Command that reads them, for settings that a command replaces as a whole.
     int read_command = 0;
+    /// Command that brings the VAP list, where that tells what the report does not.
+    int confirm_command = 0;
     /// Member that says which entry of a list is meant.
     const char* entry_key = nullptr;
     /// The device connects to the broker again after that command.
@@ -89,10 +105,12 @@ struct Setting {
     void (*check)(json_object* settings);
     /// Puts key and value where they belong.
     void (*put)(json_object* settings, const std::string& key, JsonPtr value);
-    /// Keys that key=value may name.
-    std::vector<std::string> (*keys)();
+    std::vector<SettingKey> (*keys)();
 };
 std::span<const Setting> settings();
+
+/// Names of the keys that key=value may name.
+std::vector<std::string> words_of(const Setting& setting);
 
 /// Status of a firmware job in words. What is below 0 means another thing after a flash than after
 /// an upgrade.

@@ -1,5 +1,6 @@
 #include "dialogue.h"
 #include "report_view.h"
+#include "secrets.h"
 #include "terminal.h"
 #include "verbs.h"
 
@@ -85,11 +86,12 @@ ExitStatus watch(const Options& options, const Arguments& arguments) {
         if (!options.device.empty() && report->macaddr != options.device) {
             continue;
         }
+        const Report shown_report = printable_report(*report, options.show_secrets);
         if (options.json) {
-            puts(json_line(*report).c_str());
+            puts(json_line(shown_report).c_str());
             fflush(stdout);
         } else {
-            show(*report, arguments.all, style);
+            show(shown_report, arguments.all, style);
         }
         ++shown;
     }

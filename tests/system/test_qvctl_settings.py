@@ -1,9 +1,11 @@
 """qvctl asks an agent for reports and changes its settings."""
 import json
 import re
+import threading
+import time
 
 from harness import ZENDRY_ROOT, poll, tool_calls
-from qvctl import ANSWERED, MAC, REFUSED, qvctl, sent
+from qvctl import ANSWERED, MAC, REFUSED, UNCONFIRMED, USAGE, qvctl, sent
 
 
 RADIO_STATS = """\
@@ -49,17 +51,28 @@ ANSWERS = [
     # One member changes, the others stay.
     (["set", "settings", "hostname=Garden"], ANSWERED, "hostname       Garden\nzonename       UTC", ""),
     (["get", "settings"], ANSWERED, '[ "0.openwrt.pool.ntp.org", "1.openwrt.pool.ntp.org" ]', ""),
-    (["set", "settings", "hostname=Gate", "--replace"], ANSWERED, "zonename\n", ""),
+    (["set", "server", "a.example,b.example"], ANSWERED, '[ "a.example", "b.example" ]', ""),
+    (["set", "hostname", "Gate"], ANSWERED, "hostname       Gate\nzonename       UTC", ""),
+    (["set", "settings", "hostname=Gate", "--replace"], ANSWERED, "zonename\n",
+     "note: becomes empty: zonename, timezone, log_size, log_ip, log_port, conloglevel, "
+     "cronloglevel, enabled, enable_server, server\n"),
     (["set", "vap", "ifname=ath0", "ssid=\x1b[31mred", "mode=ap-wds"], ANSWERED,
      r"ath0    wifi0   \x1b[31mred  ap-wds", ""),
-    (["set", "vap", "ifname=ath9", "ssid=a"], REFUSED, "ath7", "the device reports no vap ath9"),
-    (["set", "radio", "radio_name=wifi1", "channel=40", "key=[correcthorse", "country=DE"], ANSWERED,
+    (["set", "vap", "ath9", "ssid=a"], REFUSED, "", "the device reports no vap ath9"),
+    # What an empty text does is the wifi manager's to say; this one keeps what is set.
+    (["set", "vap", "ath0", "ssid="], REFUSED, "red",
+     'not taken over: ssid: asked for "", the device holds "'),
+    (["set", "radio", "wifi1", "channel=40", "key=[correcthorse", "country=DE"], ANSWERED,
      "wifi1            40", ""),
+    (["set", "radio", "wifi1", "ssid="], REFUSED, "wifi1", "not taken over: ssid: asked for"),
+    (["set", "radio", "wifi9", "channel=1"], REFUSED, "wifi2", "the device reports no radio wifi9"),
     (["set", "lan", "ipaddr=192.168.1.9"], ANSWERED, "ipaddr               192.168.1.9", ""),
-    (["set", "maclist", "maclist_size=5", "wifi1Flag=1"], ANSWERED, sent(1019), ""),
+    (["set", "maclist", "maclist_size=5", "wifi1Flag=1"], UNCONFIRMED, sent(1019),
+     "not confirmed, since no report tells: maclist_size, wifi1Flag\n"),
     (["get", "maclist", "1"], ANSWERED, "uploading_status  5\n", ""),
-    (["set", "maclist", "wifi0Flag=1", "--delete"], ANSWERED, sent(1020), ""),
-    (["set", "ap", f"radio_list={json.dumps([RADIO])}"], ANSWERED, sent(1001), ""),
+    (["set", "maclist", "wifi0Flag=1", "--delete"], UNCONFIRMED, sent(1020), ""),
+    (["set", "ap", f"radio_list={json.dumps([RADIO])}"], UNCONFIRMED, sent(1001),
+     "since no report tells: radio_list[0].country, radio_list[0].vap_list[0].network\n"),
     (["clock", "2023-11-14 22:13:20Z"], ANSWERED, sent(1015), ""),
     (["notes", "on the roof"], ANSWERED, sent(1017), ""),
     (["passthrough", '{"a":1}'], ANSWERED, sent(1022), ""),
@@ -92,14 +105,84 @@ def test_answers(agent, wifi_manager, overheard):
     # What a script reads is the report as it came.
     status, output, _ = qvctl("-d", MAC, "--json", "get", "radio-stats")
     assert status == ANSWERED and json.loads(output)["data"]["radio_stats_list"][2]["band"] == 6
-    # A report in a file is settings too; what the device does not take is not passed over.
-    wan6 = qvctl("-d", MAC, "--json", "get", "wan6")[1]
-    assert qvctl("-d", MAC, "set", "wan6", "-", "mtu=1400", stdin=wan6)[0] == ANSWERED
     # Nor is a section emptied that the device could not read.
     wifi_manager.behave("all close")
     status, _, said = qvctl("-d", MAC, "set", "wan6", "mtu=1300")
     assert status == REFUSED and "the device reports every setting empty" in said
-    wifi_manager.behave("19 refuse")
-    status, _, said = qvctl("-d", MAC, "set", "wan6", "mtu=1300", "--replace")
-    assert status == REFUSED
-    assert 'not taken over: mtu: asked for "1300", the device holds "1400"' in said
+    # A change that the wifi manager refuses is none, whichever report tells.
+    for fault, words, member in (
+        ("19 refuse", ["wan6", "mtu=1300"], "mtu"),
+        ("22 refuse", ["radio", "wifi2", "freq=6155"], "freq"),
+        ("22 refuse", ["radio", "wifi2", "encryption=sae"], "encryption"),
+        ("15 refuse", ["vap", "ath7", "ssid=Attic"], "ssid"),
+        ("9 refuse", ["ap", f"radio_list={json.dumps([RADIO | {'channel': 11}])}"],
+         "radio_list[0].channel"),
+    ):
+        wifi_manager.behave(fault)
+        status, _, said = qvctl("-d", MAC, "set", *words)
+        assert status == REFUSED and f"not taken over: {member}: asked for " in said, (words, said)
+
+
+# Arguments, standard input, the members that the command then has.
+FILES = [
+    # The rest is kept, as with key=value; a report, a command and an entry are taken as they are.
+    (["wan6", "-", "mtu=1400"], {"mtu": "1300"}, {"mtu": "1400", "proto": "dhcpv6"}),
+    (["wan6", "-"], {"uci_network_wan6": {"mtu": "1300"}}, {"mtu": "1300", "proto": "dhcpv6"}),
+    (["wan6", "-"], {"type": 1013, "data": {"uci_network_wan6": {"mtu": "1300"}}}, {"mtu": "1300"}),
+    (["vap", "-"], {"vap_config": {"ifname": "ath1", "ssid": "Attic"}},
+     {"ifname": "ath1", "ssid": "Attic", "device": "wifi0", "encryption": "psk2+ccmp", "channel": "6"}),
+    (["vap", "ath1", "-"], {"ssid": "Attic", "freqlist": []}, {"ifname": "ath1", "ssid": "Attic"}),
+    (["vap", "-"], [{"ifname": "ath1", "key": "<hidden>"}], {"ifname": "ath1", "key": "office-passphrase"}),
+    # A channel's frequency is its own.
+    (["vap", "ath1", "-", "channel=11"], {}, {"channel": "11", "freq": None}),
+    (["radio", "-"], {"general_data": {"radio_name": "wifi1", "txpower": 7}}, {"txpower": 7}),
+]
+
+
+def test_files(agent, wifi_manager, overheard):
+    wifi_manager.restart("--still")
+    for words, given, members in FILES:
+        mark = overheard.reports.mark()
+        got = qvctl("-d", MAC, "set", *words, stdin=json.dumps(given))
+        assert got[0] == ANSWERED, (words, got)
+        _, command = overheard.reports.wait(
+            lambda report: "flag" not in report and "data" in report, 3, mark)
+        (settings,) = command["data"].values()
+        assert {key: settings.get(key) for key in members} == members, (words, settings)
+    # An entry of what get prints is taken by its name.
+    vaps = qvctl("-d", MAC, "--json", "get", "vaps")[1]
+    assert qvctl("-d", MAC, "set", "vap", "ath5", "-", "ssid=Attic", stdin=vaps)[0] == ANSWERED
+    status, _, said = qvctl("-d", MAC, "set", "vap", "-", stdin=vaps)
+    assert status == USAGE and "holds ath0, ath1, ath2, " in said
+    status, _, said = qvctl("-d", MAC, "set", "radio", "wifi0", "key=<hidden>")
+    assert status == REFUSED and 'key: is "<hidden>"' in said
+
+
+def test_secrets(agent, wifi_manager, overheard):
+    secret = "correct horse"
+    assert qvctl("-d", MAC, "set", "vap", "ath0", f"key={secret}", "encryption=psk2")[0] == ANSWERED
+    wifi_manager.behave("22 refuse")
+    for words in (["get", "vaps", "--all"], ["--json", "get", "vaps"], ["--json", "set", "vap", "ath0",
+                  "isolate=1"], ["set", "radio", "wifi0", "key=battery staple"]):
+        assert not re.search(secret + "|battery", "".join(qvctl("-d", MAC, *words)[1:])), words
+        shown = "".join(qvctl("-d", MAC, "--show-secrets", *words)[1:])
+        assert secret in shown and "<hidden>" not in shown, words
+    watched = []
+    watcher = threading.Thread(
+        target=lambda: watched.append(qvctl("watch", "--json", "-n", "1", "--timeout", "10")))
+    watcher.start()
+    while watcher.is_alive():
+        overheard.send(1028)
+        time.sleep(0.2)
+    assert '"key":"<hidden>"' in watched[0][1] and secret not in watched[0][1]
+
+
+def test_keys():
+    """No broker runs: the keys are known without one."""
+    status, listed, _ = qvctl("get", "keys", "settings")
+    assert status == ANSWERED and re.search(r"^hostname +at most 40 bytes$", listed, re.M)
+    assert re.search(r"^server +list of at most 10, each at most 49 bytes$", listed, re.M)
+    assert re.search(r"^  hostname +at most 40 bytes$", qvctl("set", "settings", "--help")[1], re.M)
+    keys = [json.loads(qvctl("--json", "get", "keys", what)[1])
+            for what in ("settings", "vap", "radio", "ap", "lan", "wan", "wan6", "maclist")]
+    assert [len(listed) for listed in keys] == [11, 41, 16, 13, 26, 10, 9, 3]
