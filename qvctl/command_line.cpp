@@ -4,6 +4,7 @@
 #include "words.h"
 
 #include <algorithm>
+#include <cstdio>
 
 namespace qvctl {
 
@@ -14,18 +15,12 @@ constexpr const char* FOOTER =
     "sent, not taken over by the device, or failed; 2 the invocation cannot be understood; 3 no "
     "device, or no answer in time; 4 sent, but no report tells whether it was carried out.";
 
-std::string lower_case_mac(std::string& text) {
-    std::ranges::transform(text, text.begin(), [](char character) {
-        return character >= 'A' && character <= 'F' ? static_cast<char>(character - 'A' + 'a')
-                                                    : character;
-    });
-    bool is_mac = text.size() == 17;
-    for (size_t i = 0; is_mac && i < text.size(); ++i) {
-        is_mac = i % 3 == 2
-                     ? text[i] == ':'
-                     : std::string_view("0123456789abcdef").find(text[i]) != std::string_view::npos;
-    }
-    return is_mac ? "" : text + " is no MAC address as 02:11:22:33:44:55";
+std::string device_digits(std::string& text) {
+    const std::string device = normal_device(text);
+    const std::string typed = text;
+    text = device;
+    return device.empty() ? typed + " is no MAC address as 02:11:22:33:44:55, nor its last digits"
+                          : "";
 }
 
 std::string lower_case_md5(std::string& text) {
@@ -126,8 +121,7 @@ constexpr Verb VERBS[] = {
     {"watch", "Show reports as they come", watch, define_watch},
     {"top",
      "Show devices, radios and stations on one screen; asks them, which ends announcements. Takes "
-     "load as percent, uptime as seconds and signals as dBm, whatever the wifi manager means. "
-     "Keys: q ends, Tab or n goes to the next device",
+     "load as percent, uptime as seconds and signals as dBm, whatever the wifi manager means",
      top, define_top},
 };
 
@@ -143,14 +137,17 @@ void add_global_options(CommandLine& line) {
         ->check(CLI::Range(1, 65535))
         ->capture_default_str();
     app.add_option("-d,--device", options.device,
-                   "MAC address of the device; the only one that speaks when it is missing")
-        ->transform(CLI::Validator(lower_case_mac, ""))
+                   "MAC address of the device in any notation, or the digits that only its own "
+                   "ends in; the only one that speaks when it is missing")
+        ->transform(CLI::Validator(device_digits, ""))
         ->type_name("MAC")
         ->envname("QVCTL_DEVICE");
-    app.add_option("--timeout", options.timeout,
-                   "Seconds until an answer must be there. It takes the place of --listen for "
-                   "devices, counts from the last status for upgrade and flash, and ends watch; "
-                   "set lan and set wan may wait 30 s more for a new session of the device")
+    app.add_option(
+           "--timeout", options.timeout,
+           "Seconds until the broker and then an answer must be there. It takes the place of "
+           "--listen for devices, counts from the last status for upgrade and flash, and ends "
+           "watch; "
+           "set lan and set wan may wait 30 s more for a new session of the device")
         ->type_name("SECONDS")
         ->check(duration);
     app.add_option("--listen", options.listen,
@@ -195,6 +192,30 @@ void add_get_keys(CommandLine& line, CLI::App& get_verb) {
         line.run = [&line] {
             return list_keys(line.options,
                              *std::ranges::find(settings(), line.arguments.text, &Setting::name));
+        };
+    });
+}
+
+/// "help get stations" for "get stations --help".
+void add_help(CommandLine& line) {
+    CLI::App* const help = line.app.add_subcommand("help", "Print the help of a verb");
+    help->add_option("VERB", line.arguments.settings, "The verb, and what it gets or sets")
+        ->type_name("");
+    help->callback([&line] {
+        line.run = [&line] {
+            const CLI::App* verb = &line.app;
+            std::string before;
+            for (const std::string& word : line.arguments.settings) {
+                const auto parts = verb->get_subcommands([](const CLI::App*) { return true; });
+                const auto found = std::ranges::find(parts, word, &CLI::App::get_name);
+                if (found == parts.end()) {
+                    throw Failure(USAGE, "help: " + word + " is unknown");
+                }
+                before += (before.empty() ? "" : " ") + verb->get_name();
+                verb = *found;
+            }
+            fputs(verb->help(before).c_str(), stdout);
+            return ANSWERED;
         };
     });
 }
@@ -312,6 +333,7 @@ CommandLine::CommandLine()
     app.failure_message(failure_text);
     app.require_subcommand(0, 1);
     add_global_options(*this);
+    add_help(*this);
     add_get(*this);
     add_set(*this);
     for (const Verb& verb : VERBS) {

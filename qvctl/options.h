@@ -20,7 +20,7 @@ inline Clock::time_point after(double seconds) {
 struct Options {
     std::string host = "localhost";
     int port = 1883;
-    std::string device;            ///< lower-case MAC address; empty: the only one
+    std::string device; ///< lower-case MAC address, or the digits it ends in; empty: the only one
     std::optional<double> timeout; ///< seconds until an answer must be there
     double listen = 12;            ///< seconds in which every device must have spoken
     bool json = false;
@@ -30,7 +30,16 @@ struct Options {
     double timeout_or(double usual) const {
         return timeout.value_or(usual);
     }
+    /// Whether `device` is a whole MAC address.
+    bool names_device() const;
+    /// Whether it may be that device, given by its MAC address.
+    bool means(const std::string& macaddr) const;
 };
+
+/// A MAC address, or its last digits, in any notation (02:11:22:33:44:55, 0211.2233.4455, 44-55)
+/// as Options hold it: in lower case, an address with colons and an ending without. Empty when it
+/// is neither.
+std::string normal_device(const std::string& typed);
 
 /// Arguments of the verbs.
 struct Arguments {

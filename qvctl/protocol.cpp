@@ -44,16 +44,17 @@ constexpr ReportKind REPORT_KINDS[] = {
 
 constexpr Reading READINGS[] = {
     {"stations", "Associated stations", ASK_STA_STATS, STA_STATS, true},
-    {"aps", "Access points, one per radio interface", 1023, AP_STATS, true},
+    {"aps", "Access points, one per radio interface", ASK_AP_STATS, AP_STATS, true},
     {"interfaces", "Network interfaces and their counters", 1026, INTERFACE_STATS, true},
     {"radios",
      "Radio settings as the VAP list names them; no command asks for the radio list itself, which "
      "only \"set radio\" brings",
-     1028, VAP_LIST, false, false, RADIO_COLUMNS},
+     ASK_VAP_LIST, VAP_LIST, false, false, RADIO_COLUMNS},
     {"radio-stats", "Radios in use", ASK_RADIO_STATS, RADIO_STATS, true},
     {"system", "System statistics: identity, load, memory, uptime", ASK_SYSTEM_STATS, SYSTEM_STATS},
-    {"settings", "System settings: host name, time zone, logging, time servers", 1027, UCI_SYSTEM},
-    {"vaps", "VAP settings", 1028, VAP_LIST, true},
+    {"settings", "System settings: host name, time zone, logging, time servers",
+     ASK_SYSTEM_SETTINGS, UCI_SYSTEM},
+    {"vaps", "VAP settings", ASK_VAP_LIST, VAP_LIST, true},
     {"lan", "LAN settings; the device connects to the broker again", 1029, NETWORK_LAN},
     {"wan", "WAN settings; the device connects to the broker again", 1030, NETWORK_WAN},
     {"wan6", "WAN6 settings", 1031, NETWORK_WAN6},

@@ -35,6 +35,7 @@ enum ReportType : int {
 /// Types of commands that the code names; the tables hold the others.
 enum CommandType : int {
     ASK_SYSTEM_STATS = 1034,
+    ASK_AP_STATS = 1023,
     ASK_STA_STATS = 1024,
     ASK_RADIO_STATS = 1025,
     ASK_SYSTEM_SETTINGS = 1027,

@@ -19,18 +19,6 @@ namespace {
 /// announces itself two seconds later.
 constexpr double RECONNECTION_TIMEOUT = 30;
 
-/// A device whose wifi manager has not answered reports every text empty. Sent back, that would
-/// empty the section.
-bool holds_nothing(json_object* settings) {
-    json_object_object_foreach(settings, key, value) {
-        (void)key;
-        if (!cell_of(value).empty()) {
-            return false;
-        }
-    }
-    return true;
-}
-
 /// The entry of a reported list that is meant, or the reported object.
 json_object* held_settings(const Report& report, const Setting& setting, json_object* given) {
     json_object* const body = report.body();
@@ -82,7 +70,7 @@ JsonPtr merge(Session& session, const std::string& device, const Options& option
         throw Failure(REFUSED, "the device reports no settings to keep; --replace sends the given "
                                "ones alone");
     }
-    if (holds_nothing(held)) {
+    if (holds_nothing(held)) { // sent back, that would empty the section
         throw Failure(REFUSED, "the device reports every setting empty, as when its wifi manager "
                                "does not answer; --replace sends the given ones alone");
     }

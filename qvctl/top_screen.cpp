@@ -13,6 +13,7 @@ namespace {
 constexpr size_t HISTORY = 120; // samples of the CPU's load
 constexpr size_t DEVICES_SHOWN = 6;
 constexpr size_t BAR_COLUMNS = 16;
+constexpr size_t SSID_COLUMNS = 12;
 constexpr Seconds SILENT_AFTER{25}; // a device that runs reports every ten seconds
 
 int64_t number(json_object* object, const char* key) {
@@ -35,6 +36,7 @@ void note_system(TopDevice& device, json_object* body) {
     }
     device.memory = share(number(body, "max_memory_used"), number(body, "max_memory"));
     device.uptime = number(body, "uptime");
+    device.is_mute = holds_nothing(body);
     device.known = true;
 }
 
@@ -67,19 +69,28 @@ private:
     std::vector<std::string> lines_;
 };
 
+/// What stands in the place of a device's load.
+std::string remark(const TopDevice& device) {
+    if (Clock::now() - device.heard > SILENT_AFTER) {
+        return "silent";
+    }
+    if (!device.known) {
+        return "no statistics";
+    }
+    return device.is_mute ? "wifi manager does not answer" : "";
+}
+
 void add_devices(Lines& lines, const TopState& state, const ScreenSize& size, const Style& style) {
     std::vector<std::vector<std::string>> rows{{"DEVICE", "HOST", "CPU", "MEM", "UP", "LOAD"}};
     std::vector<const TopDevice*> devices;
     for (const auto& [macaddr, device] : state.devices) {
-        const bool silent = Clock::now() - device.heard > SILENT_AFTER;
-        const std::string mark = macaddr == state.selected ? "*" : " ";
-        if (device.known) {
-            rows.push_back({mark + macaddr, fitted(device.hostname, 12),
+        const std::string name = (macaddr == state.selected ? "*" : " ") + macaddr;
+        if (device.known && !device.is_mute) {
+            rows.push_back({name, fitted(device.hostname, 12),
                             percent(device.cpu.empty() ? 0 : device.cpu.back()),
-                            percent(device.memory), duration_text(device.uptime),
-                            silent ? "silent" : ""});
+                            percent(device.memory), duration_text(device.uptime), remark(device)});
         } else {
-            rows.push_back({mark + macaddr, "", "", "", "", silent ? "silent" : "no statistics"});
+            rows.push_back({name, "", "", "", "", remark(device)});
         }
         devices.push_back(&device);
     }
@@ -109,8 +120,7 @@ void add_table(Lines& lines, json_object* list, const Style& style) {
         lines.add("not reported yet", Paint::faint);
         return;
     }
-    Style bare = style; // the lines are painted here
-    bare.color = false;
+    const Style bare{.utf8 = style.utf8}; // the lines are painted and cut here
     bool is_heading = json_object_array_length(list) > 0;
     for (const std::string& line : list_lines(list, {}, bare)) {
         lines.add(line, is_heading ? Paint::faint : Paint::plain);
@@ -127,47 +137,112 @@ Paint signal_paint(double share) {
     return share > 0.5 ? Paint::good : share > 0.25 ? Paint::fair : Paint::bad;
 }
 
-std::vector<json_object*> by_signal(json_object* list) {
-    std::vector<json_object*> stations;
-    for (size_t i = 0; i < json_object_array_length(list); ++i) {
-        stations.push_back(json_object_array_get_idx(list, i));
+/// A station and the access point that it is associated with, or none that is known.
+struct Station {
+    json_object* report;
+    json_object* access_point;
+
+    int64_t number(const char* key) const {
+        return qvctl::number(report, key);
     }
-    std::ranges::stable_sort(stations, std::ranges::greater{}, [](json_object* station) {
-        return signal_share(number(station, "rssi"));
+    std::string cell(const char* key) const {
+        json_object* const value = qv_json_member(report, key);
+        return value == nullptr ? "" : cell_of(value);
+    }
+    std::string place(const char* key) const {
+        json_object* const value = qv_json_member(access_point, key);
+        return value == nullptr ? "" : cell_of(value);
+    }
+};
+
+struct OrderName {
+    StationOrder order;
+    const char* name;
+};
+constexpr OrderName ORDERS[] = {{StationOrder::signal, "signal"},
+                                {StationOrder::rate, "rate"},
+                                {StationOrder::uptime, "uptime"},
+                                {StationOrder::network, "network"},
+                                {StationOrder::macaddr, "address"}};
+
+bool stands_before(StationOrder order, const Station& one, const Station& other) {
+    switch (order) {
+    case StationOrder::signal:
+        return signal_share(one.number("rssi")) > signal_share(other.number("rssi"));
+    case StationOrder::rate: return one.number("rxrate") > other.number("rxrate");
+    case StationOrder::uptime: return one.number("uptime") > other.number("uptime");
+    case StationOrder::network: return one.place("ifname") < other.place("ifname");
+    case StationOrder::macaddr: return one.cell("macaddr") < other.cell("macaddr");
+    }
+    return false;
+}
+
+std::vector<Station> stations_of(const TopDevice& device, StationOrder order) {
+    std::map<std::string, json_object*> access_points;
+    json_object* const aps = device.access_points.get();
+    for (size_t i = 0; aps != nullptr && i < json_object_array_length(aps); ++i) {
+        json_object* const entry = json_object_array_get_idx(aps, i);
+        access_points[cell_of(qv_json_member(entry, "bssid"))] = entry;
+    }
+    std::vector<Station> stations;
+    for (size_t i = 0; i < json_object_array_length(device.stations.get()); ++i) {
+        json_object* const report = json_object_array_get_idx(device.stations.get(), i);
+        const auto own = access_points.find(cell_of(qv_json_member(report, "bssid")));
+        stations.push_back({report, own == access_points.end() ? nullptr : own->second});
+    }
+    std::ranges::stable_sort(stations, [order](const Station& one, const Station& other) {
+        return stands_before(order, one, other);
     });
     return stations;
 }
 
-void add_stations(Lines& lines, json_object* list, const Style& style) {
-    if (list == nullptr) {
+void add_stations(Lines& lines, const TopState& state, const TopDevice& device, size_t columns,
+                  const Style& style) {
+    if (device.stations == nullptr) {
         lines.add("not reported yet", Paint::faint);
         return;
     }
-    const std::vector<json_object*> stations = by_signal(list);
-    std::vector<std::vector<std::string>> rows{{"STATION", "CH", "TX", "RX", "UP", "RSSI", ""}};
-    for (json_object* const station : stations) {
-        const auto cell = [station](const char* key) {
-            return cell_of(qv_json_member(station, key));
-        };
-        rows.push_back({cell("macaddr"), cell("channel"), cell("txrate"), cell("rxrate"),
-                        duration_text(number(station, "uptime")), cell("rssi"), ""});
+    const std::vector<Station> stations = stations_of(device, state.order);
+    std::vector<std::vector<std::string>> rows{
+        {"STATION", "IF", "SSID", "CH", "TX", "RX", "UP", "RSSI", ""}};
+    for (const Station& station : stations) {
+        rows.push_back({station.cell("macaddr"), station.place("ifname"),
+                        fitted(station.place("ssid"), SSID_COLUMNS), station.cell("channel"),
+                        station.cell("txrate"), station.cell("rxrate"),
+                        duration_text(station.number("uptime")), station.cell("rssi"), ""});
     }
     const std::vector<std::string> text = align(rows);
     const size_t width = columns_of(*std::ranges::max_element(
                              text, {}, [](const std::string& line) { return columns_of(line); })) +
                          2;
+    const size_t bar = std::min(BAR_COLUMNS, columns - std::min(columns, width));
     lines.add(text[0], Paint::faint);
-    const size_t room = lines.left();
-    const size_t shown =
-        stations.size() <= room ? stations.size() : room - std::min<size_t>(room, 1);
-    for (size_t i = 0; i < shown; ++i) {
-        const double share = signal_share(number(stations[i], "rssi"));
-        lines.add(fitted(text[i + 1], width), Paint::plain, style.bar(share, BAR_COLUMNS),
-                  BAR_COLUMNS, signal_paint(share));
+    const size_t room = lines.left() - std::min<size_t>(lines.left(), state.has_keys ? 1 : 0);
+    const size_t first = std::min(state.first, stations.size());
+    const size_t below = stations.size() - first;
+    const size_t shown = below <= room ? below : room - std::min<size_t>(room, 1);
+    for (size_t i = first; i < first + shown; ++i) {
+        const double share = signal_share(stations[i].number("rssi"));
+        lines.add(fitted(text[i + 1], std::min(width, columns)), Paint::plain,
+                  style.bar(share, bar), bar, signal_paint(share));
     }
-    if (shown < stations.size()) {
-        lines.add("... and " + std::to_string(stations.size() - shown) + " more", Paint::faint);
+    if (shown < below) {
+        lines.add("... and " + std::to_string(below - shown) + " more", Paint::faint);
     }
+}
+
+/// The last line of the screen.
+void add_keys(Lines& lines, const TopState& state) {
+    if (!state.has_keys) {
+        return;
+    }
+    while (lines.left() > 1) {
+        lines.add("");
+    }
+    const auto* const order = std::ranges::find(ORDERS, state.order, &OrderName::order);
+    lines.add("q end   Tab device   s sort: " + std::string(order->name) +
+                  "   up, down, PgUp, PgDn: from " + std::to_string(state.first + 1),
+              Paint::faint);
 }
 
 std::string count_text(json_object* list, const char* what) {
@@ -195,6 +270,8 @@ void TopState::note(const Report& report) {
         note_system(device, body);
     } else if (report.type == RADIO_STATS && is_list) {
         device.radios.reset(json_object_get(body));
+    } else if (report.type == AP_STATS && is_list) {
+        device.access_points.reset(json_object_get(body));
     } else if (report.type == STA_STATS && is_list) {
         device.stations.reset(json_object_get(body));
     }
@@ -208,6 +285,23 @@ void TopState::select_next() {
     if (next != devices.end()) {
         selected = next->first;
     }
+    first = 0;
+}
+
+void TopState::order_next() {
+    const auto* const now = std::ranges::find(ORDERS, order, &OrderName::order);
+    order = now + 1 == std::end(ORDERS) ? ORDERS[0].order : (now + 1)->order;
+    first = 0;
+}
+
+void TopState::scroll(ptrdiff_t stations) {
+    const auto found = devices.find(selected);
+    const size_t count = found == devices.end() || found->second.stations == nullptr
+                             ? 0
+                             : json_object_array_length(found->second.stations.get());
+    const auto last = static_cast<ptrdiff_t>(count) - 1;
+    first = static_cast<size_t>(std::clamp(static_cast<ptrdiff_t>(first) + stations, ptrdiff_t{0},
+                                           std::max(last, ptrdiff_t{0})));
 }
 
 std::vector<std::string> top_lines(const TopState& state, const ScreenSize& size,
@@ -216,11 +310,12 @@ std::vector<std::string> top_lines(const TopState& state, const ScreenSize& size
     lines.add("qvctl top  broker " + printable(state.broker) + "  " +
                   std::to_string(state.devices.size()) +
                   (state.devices.size() == 1 ? " device" : " devices") +
-                  "  (q ends, Tab: next device)",
-              Paint::bold);
+                  (state.connected ? "" : "  broker lost, trying again"),
+              state.connected ? Paint::bold : Paint::bad);
     const auto found = state.devices.find(state.selected);
     if (found == state.devices.end()) {
         lines.add("no device has spoken yet", Paint::faint);
+        add_keys(lines, state);
         return lines.take();
     }
     add_devices(lines, state, size, style);
@@ -232,7 +327,8 @@ std::vector<std::string> top_lines(const TopState& state, const ScreenSize& size
               Paint::bold);
     add_table(lines, device.radios.get(), style);
     lines.add("");
-    add_stations(lines, device.stations.get(), style);
+    add_stations(lines, state, device, size.columns, style);
+    add_keys(lines, state);
     return lines.take();
 }
 

@@ -107,10 +107,10 @@ class Terminal:
         try:
             poll(lambda: re.search(pattern, self.seen), timeout, pattern)
         except Deadline as missing:
-            raise Deadline(f"{missing}; seen: {self.seen!r}") from None
+            raise Deadline(f"{missing}; seen: {self.seen[-3000:]!r}") from None
 
-    def end(self):
+    def end(self, timeout=10):
         """The exit status, once the terminal is as it was."""
-        status = self.process.wait(5)
+        status = self.process.wait(timeout)
         assert termios.tcgetattr(self.slave) == self.before
         return status

@@ -6,17 +6,20 @@ import subprocess
 import threading
 import time
 
-from qvctl import ANSWERED, MAC, MD5, NO_ANSWER, OTHER, REFUSED, USAGE, Terminal, qvctl, sent
+from qvctl import (ANSWERED, MAC, MD5, NO_ANSWER, OTHER, QVCTL, REFUSED, USAGE, Terminal, qvctl,
+                   sent)
 
 
 # Arguments, exit status, a piece of standard error. No broker runs: nothing gets that far.
 NOT_SENT = [
     ("", USAGE, "Usage: qvctl"),
-    ("weather", USAGE, "qvctl: weather is unknown; it must be one of get, set, devices, clock, "),
+    ("weather", USAGE, "qvctl: weather is unknown; it must be one of help, get, set, devices, "),
     ("get", USAGE, "get: what? One of stations, aps, interfaces, radios, radio-stats, system, "),
     ("get weather", USAGE, "get: weather is unknown; it must be one of stations, aps, "),
     ("set weather", USAGE, "set: weather is unknown; it must be one of settings, vap, radio, ap, "),
-    ("-d 02:11:22:33:44 get stations", USAGE, "02:11:22:33:44 is no MAC address"),
+    ("-d 02:11:22:33:44:5g get stations", USAGE, "02:11:22:33:44:5g is no MAC address"),
+    ("-d 02:11:22:33:44:55:66 get stations", USAGE, "02:11:22:33:44:55:66 is no MAC address"),
+    ("help get weather", USAGE, "help: weather is unknown"),
     ("-p 65536 devices", USAGE, "--port"),
     ("set settings /nonexistent.json", USAGE, "/nonexistent.json: No such file or directory"),
     ("set settings hostname=a /dev/null", USAGE, "only the first word may name a file"),
@@ -92,24 +95,38 @@ def test_two_devices(agent, pretend):
     other = pretend((0, 1005, {"sta_stats_list": []}))
     agent.wait_line("PUB MSG", 10)
 
-    def speak_for_a_while():
-        for _ in range(20):
-            other.report(1005, {"sta_stats_list": []})
-            time.sleep(0.5)
+    stop = threading.Event()
 
-    speaker = threading.Thread(target=speak_for_a_while)
+    def speak():
+        while not stop.wait(0.5):
+            other.report(1005, {"sta_stats_list": []})
+
+    speaker = threading.Thread(target=speak)
     speaker.start()
     status, _, said = qvctl("get", "stations")
     assert (status, said) == (
         USAGE, f"qvctl: more than one device speaks ({OTHER}, {MAC}): name one with -d\n")
-    status, output, _ = qvctl("devices", "--listen", "6")
-    assert status == ANSWERED
-    assert re.search(rf"^{OTHER}  10\.0\.0\.9  X       Y             reporting$", output, re.M)
+    # Each as soon as it speaks.
+    begin = time.monotonic()
+    listing = subprocess.Popen([QVCTL, "devices", "--listen", "6"], stdout=subprocess.PIPE, text=True,
+                               stderr=subprocess.DEVNULL)
+    output = listing.stdout.readline() + listing.stdout.readline()
+    assert time.monotonic() - begin < 5
+    output += listing.stdout.read()
+    assert listing.wait(5) == ANSWERED
+    assert re.search(rf"^{OTHER}  10\.0\.0\.9 +X +Y +reporting$", output, re.M)
     assert re.search(rf"^{MAC} .* announcing$", output, re.M)
+    # The digits that only one ends in, in any notation, are enough.
+    assert qvctl("-d", OTHER[-5:].upper().replace(":", "-"), "--listen", "1", "get", "stations")[:2] == (
+        ANSWERED, "none\n")
+    assert qvctl("-d", OTHER.replace(":", "."), "get", "stations") == (ANSWERED, "none\n", "")
+    status, _, said = qvctl("-d", "7777", "--listen", "1", "get", "stations")
+    assert status == NO_ANSWER and "no device that ends in 7777 has spoken within 1 s\n" in said
     # Each answers for itself.
     assert qvctl("-d", OTHER, "get", "stations") == (ANSWERED, "none\n", "")
     assert qvctl("-d", MAC, "get", "stations")[1].count("06:5a:10") == 12
     assert qvctl("-d", OTHER, "get", "vaps", "--timeout", "1")[0] == NO_ANSWER
+    stop.set()
     speaker.join()
 
 
@@ -140,11 +157,21 @@ def test_password(overheard):
     assert len(overheard.times(1016)) == 2
 
 
+def test_full_disk(agent, overheard):
+    for words in (["get", "stations"], ["watch"], ["--generate", "man"]):
+        with open("/dev/full", "w", encoding="ascii") as full:
+            done = subprocess.run([QVCTL, "-d", MAC, *words], stdout=full, stderr=subprocess.PIPE,
+                                  timeout=20, check=False)
+        assert (done.returncode, done.stderr) == (
+            REFUSED, b"qvctl: standard output: No space left on device\n")
+
+
 def test_watch_and_completion(agent, overheard):
     status, output, _ = qvctl("watch", "-n", "1")
     assert status == ANSWERED
-    assert re.fullmatch(rf"\d\d:\d\d:\d\d  {MAC}  1000 announcement  1 members\n", output)
+    assert re.fullmatch(rf"\d\d:\d\d:\d\d  {MAC}  1000 announcement  macaddr={MAC}\n", output)
 
+    assert qvctl("help", "get", "stations") == qvctl("get", "stations", "--help")
     page = qvctl("--generate", "man")[1]
     assert page.count("Exit status") == 0 and ".SH EXAMPLES" in page
     if shutil.which("groff"):
