@@ -90,7 +90,9 @@ def main():
 
     with open(arguments.log, "wb") as log:
         agent = subprocess.Popen([arguments.agent], stdout=log, stderr=log)
-    print(f"agent started; its log: {arguments.log}", flush=True)
+    print(f"agent started; its log: {arguments.log}\n"
+          f"beside it, on a second terminal: simulator/simulated-ap --join {os.environ['AP_LAUNCHER']}\n"
+          "and there, for example: qvctl top", flush=True)
     try:
         try:
             tour()
@@ -105,6 +107,8 @@ def main():
     except Failed as failure:
         print(f"demo failed: {failure}", file=sys.stderr)
         return 1
+    print("\ntry next: simulator/simulated-ap --shell, an access point with an agent and a shell, and\n"
+          "there qvctl top, qvctl set vap ath1 ssid=Guest or qvctl help")
     return 0
 
 
