@@ -91,6 +91,7 @@ private:
     const JsonPtr question_ = new_command(ASK_SYSTEM_STATS);
     const Style style_;
     const SignalDescriptor signals_;
+    bool connected_ = true;
     std::string fwname_; ///< before the job
     bool question_heard_ = false;
     bool sent_ = false;
@@ -125,6 +126,11 @@ std::optional<Report> Job::next(Clock::time_point deadline) {
                    .events = POLLIN,
                    .revents = 0}};
         std::optional<Report> report = session_.next(more ? Clock::now() : deadline, others);
+        if (session_.connected() != connected_) {
+            connected_ = session_.connected();
+            note("broker " + session_.broker() +
+                 (connected_ ? ": connected again" : ": connection lost; trying again"));
+        }
         if (others[0].revents != 0 && signals_.asks_to_end()) {
             throw Failure(REFUSED, !sent_ ? "interrupted; nothing was sent"
                                           : "interrupted; the job goes on at device " + device_ +

@@ -76,6 +76,9 @@ class PretendedDevice:
             time.sleep(pause)
             self.report(kind, data)
 
+    def reconnect(self):
+        self._client.reconnect()
+
     def close(self):
         self._client.close()
 

@@ -1,13 +1,15 @@
 """qvctl brings firmware to agents, and to devices that only pretend to be one."""
 import hashlib
+import os
 import re
+import subprocess
 import threading
 import time
 
 import pytest
 from firmware import (BOARD, IMAGE, ROOTFS_BOARDS, SYSUPGRADE_BOARD, flash, tools_called, upgrade,
                       wait_statuses)
-from harness import set_tool
+from harness import poll, set_tool
 from qvctl import (ANSWERED, MAC, MD5, NO_ANSWER, OTHER, REFUSED, UNCONFIRMED, PretendedDevice,
                    Terminal, qvctl)
 
@@ -194,3 +196,42 @@ def test_served_image(overheard, wifi_manager, agent, images, tmp_path):
     params = command["data"]["fw_params"]
     assert (params["image_name"], params["md5sum"]) == (
         file.name, hashlib.md5(file.read_bytes()).hexdigest())
+
+
+def test_serve_for_a_broker_elsewhere(tmp_path):
+    """Devices download from their broker's host, where this qvctl is not."""
+    config, file = tmp_path / "mosquitto.conf", tmp_path / "fw.img"
+    config.write_text("listener 1883 10.9.0.2\nallow_anonymous true\nuser root\n")
+    file.write_bytes(b"image")
+    broker = subprocess.Popen(["unshare", "--net", "bash", "-c", f"""
+        until ip link set away up 2>/dev/null; do sleep 0.05; done
+        ip address add 10.9.0.2/24 dev away
+        exec mosquitto -c {config}"""], stderr=subprocess.DEVNULL)
+    try:
+        own = os.readlink("/proc/self/ns/net")
+        poll(lambda: os.readlink(f"/proc/{broker.pid}/ns/net") != own, 3, "a network of its own")
+        for words in (f"link add here type veth peer name away netns {broker.pid}",
+                      "address add 10.9.0.1/24 dev here", "link set here up"):
+            poll(lambda: subprocess.run(["ip", *words.split()], check=False).returncode == 0, 3, words)
+        poll(lambda: qvctl("-h", "10.9.0.2", "devices", "--listen", "0.1")[0] == NO_ANSWER, 5, "broker")
+        assert qvctl("-h", "10.9.0.2", "-d", OTHER, "upgrade", "--serve", str(file)) == (
+            REFUSED, "", "qvctl: --serve: broker 10.9.0.2:1883 is not on this host, and devices "
+                         "download from its host\n")
+    finally:
+        broker.kill()
+        broker.wait()
+
+
+def test_broker_restart(pretend, broker):
+    """The job goes on, and its statuses come in the next session."""
+    device = pretend(*answers((0, 1015, 201)))
+    job = Terminal("-d", OTHER, "upgrade", "i", "--md5", MD5, "--background")
+    job.wait("accepted, downloading")
+    broker.kill()
+    job.wait("connection lost; trying again")
+    broker.start()
+    job.wait("connected again")
+    device.reconnect()
+    device.report(1015, {"updata_stats": -2})
+    assert job.end() == REFUSED
+    job.wait("MD5 sum is wrong")
