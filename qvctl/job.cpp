@@ -1,13 +1,13 @@
 #include "job.h"
 
 #include "dialogue.h"
+#include "job_view.h"
 #include "maintenance/fw_upgrade.h"
-#include "report_view.h"
+#include "style.h"
 #include "terminal.h"
 
 #include <array>
 #include <cstdio>
-#include <unistd.h>
 
 namespace qvctl {
 
@@ -17,27 +17,9 @@ namespace {
 constexpr double SILENCE_TIMEOUT = 300;
 /// From the flashing to the first word of the new firmware.
 constexpr double BACK_TIMEOUT = 600;
-constexpr double DOWNLOAD_LINE_PAUSE = 0.2; // seconds
-constexpr size_t BAR_COLUMNS = 24;
-
-struct Stage {
-    int status;
-    double progress; ///< of the whole job, 0 to 1
-};
-constexpr Stage STAGES[] = {
-    {UPDATA_ACCEPTED, 0.15}, {UPDATA_FLASHING, 0.6}, {UPDATA_DONE, 1}, {UPDATA_FLASHED_IMAGE, 1}};
-
-double progress_of(int status) {
-    for (const Stage& stage : STAGES) {
-        if (stage.status == status) {
-            return stage.progress;
-        }
-    }
-    return 0;
-}
 
 bool is_end(int status) {
-    return progress_of(status) == 1 || progress_of(status) == 0;
+    return progress_of_job(status) == 1 || progress_of_job(status) == 0;
 }
 
 /// Whether a job of that kind can have that status at all.
@@ -57,12 +39,6 @@ CommandType type_of(json_object* command) {
     return static_cast<CommandType>(json_object_get_int(qv_json_member(command, "type")));
 }
 
-std::string megabytes(double bytes) {
-    char text[32];
-    snprintf(text, sizeof text, "%.1f MB", bytes / 1e6);
-    return text;
-}
-
 class Job {
 public:
     Job(Session& session, const Options& options, const std::string& device, const JobOrder& order);
@@ -79,9 +55,6 @@ private:
     bool is_of_another(int status);
     ExitStatus end() const;
     Failure silence(double seconds) const;
-    void note(const std::string& text);
-    void show_status(const Report& report);
-    void show_download(bool at_end);
 
     Session& session_;
     const Options& options_;
@@ -89,8 +62,8 @@ private:
     const JobOrder& order_;
     const CommandType type_;
     const JsonPtr question_ = new_command(ASK_SYSTEM_STATS);
-    const Style style_;
     const SignalDescriptor signals_;
+    JobView view_;
     bool connected_ = true;
     std::string fwname_; ///< before the job
     bool question_heard_ = false;
@@ -100,20 +73,12 @@ private:
     bool ambiguous_ = false;
     int last_ = 0; ///< status
     bool flashing_seen_ = false;
-    uint64_t shown_ = 0;     ///< bytes of the download
-    bool line_open_ = false; ///< of the download, on the terminal
-    Clock::time_point next_line_{};
 };
 
 Job::Job(Session& session, const Options& options, const std::string& device, const JobOrder& order)
     : session_(session), options_(options), device_(device), order_(order),
-      type_(type_of(order.command)), style_(Style::of_output(options)) {
+      type_(type_of(order.command)), view_(options, type_, order.server) {
     session_.overhear(device_);
-}
-
-void Job::note(const std::string& text) {
-    show_download(true);
-    fprintf(stderr, "note: %s\n", text.c_str());
 }
 
 /// The next report of the device; serves the image and listens to signals and commands meanwhile.
@@ -128,8 +93,8 @@ std::optional<Report> Job::next(Clock::time_point deadline) {
         std::optional<Report> report = session_.next(more ? Clock::now() : deadline, others);
         if (session_.connected() != connected_) {
             connected_ = session_.connected();
-            note("broker " + session_.broker() +
-                 (connected_ ? ": connected again" : ": connection lost; trying again"));
+            view_.note("broker " + session_.broker() +
+                       (connected_ ? ": connected again" : ": connection lost; trying again"));
         }
         if (others[0].revents != 0 && signals_.asks_to_end()) {
             throw Failure(REFUSED, !sent_ ? "interrupted; nothing was sent"
@@ -138,7 +103,7 @@ std::optional<Report> Job::next(Clock::time_point deadline) {
         }
         if (others[1].revents != 0 || more) {
             more = order_.server->work();
-            show_download(false);
+            view_.download(false);
         }
         if (report.has_value() && report->macaddr == device_) {
             if (!report->is_command) {
@@ -172,9 +137,9 @@ void Job::await_idle() {
                                      seconds_text(seconds) +
                                      ", as while it upgrades; nothing was sent");
     }
-    note("device " + device_ +
-         " does not answer, as while it upgrades; it refuses a second "
-         "upgrade without a word");
+    view_.note("device " + device_ +
+               " does not answer, as while it upgrades; it refuses a second "
+               "upgrade without a word");
 }
 
 /// What an overheard command means for whose the statuses are.
@@ -199,12 +164,12 @@ void Job::take_command(const Report& command) {
 /// Whether a status cannot be of this job.
 bool Job::is_of_another(int status) {
     if (!is_status_of(type_, status)) {
-        note("status " + std::to_string(status) + " is of another job at the device");
+        view_.note("status " + std::to_string(status) + " is of another job at the device");
         return true;
     }
     if (ahead_ > 0) {
         ahead_ -= is_end(status) ? 1 : 0;
-        note("status " + std::to_string(status) + " is of an upgrade that was sent before");
+        view_.note("status " + std::to_string(status) + " is of an upgrade that was sent before");
         return true;
     }
     return false;
@@ -220,47 +185,7 @@ void Job::take_status(const Report& report) {
     }
     last_ = status;
     flashing_seen_ = flashing_seen_ || status == UPDATA_FLASHING;
-    show_status(report);
-}
-
-void Job::show_status(const Report& report) {
-    show_download(true);
-    if (options_.json) {
-        puts(json_line(report).c_str());
-    } else {
-        const double progress = progress_of(last_);
-        const Paint paint = progress == 0 ? Paint::bad : Paint::good;
-        printf("%s %4d  %s\n", style_.paint(paint, style_.bar(progress, BAR_COLUMNS)).c_str(),
-               last_, upgrade_status_text(last_, type_).c_str());
-    }
-    fflush(stdout);
-}
-
-/// The download on a line of its own that a terminal shows growing, and its last state elsewhere.
-void Job::show_download(bool at_end) {
-    if (order_.server == nullptr || options_.json || !order_.server->download().begun) {
-        return;
-    }
-    const Download& download = order_.server->download();
-    const bool whole = download.sent == download.size;
-    const bool grows = isatty(STDOUT_FILENO) != 0 && !is_dumb_terminal();
-    if (shown_ == download.sent || (!whole && !at_end && (!grows || Clock::now() < next_line_))) {
-        if (at_end && line_open_) {
-            putchar('\n');
-            line_open_ = false;
-        }
-        return;
-    }
-    const double seconds = std::max(Seconds(Clock::now() - download.begin).count(), 0.001);
-    const auto sent = static_cast<double>(download.sent);
-    const auto size = static_cast<double>(download.size);
-    printf("%s%s       %s of %s, %s/s%s", line_open_ ? "\r" : "",
-           style_.bar(size == 0 ? 1 : sent / size, BAR_COLUMNS).c_str(), megabytes(sent).c_str(),
-           megabytes(size).c_str(), megabytes(sent / seconds).c_str(), whole || at_end ? "\n" : "");
-    fflush(stdout);
-    shown_ = download.sent;
-    line_open_ = !whole && !at_end;
-    next_line_ = after(DOWNLOAD_LINE_PAUSE);
+    view_.status(report, last_);
 }
 
 Failure Job::silence(double seconds) const {
@@ -287,7 +212,7 @@ ExitStatus Job::follow() {
             throw silence(seconds);
         }
         if (report->type == DISCOVERY && last_ != 0 && !announced) {
-            note("device " + device_ + " has connected again; its job may still run");
+            view_.note("device " + device_ + " has connected again; its job may still run");
             announced = true;
         }
         if (report->type == UPGRADE_STATUS) {
@@ -304,7 +229,7 @@ ExitStatus Job::end() const {
     if (last_ == UPDATA_DOWNLOAD_FAILED && !order_.url.empty()) {
         fprintf(stderr, "qvctl: the device was told to fetch %s\n", order_.url.c_str());
     }
-    if (progress_of(last_) != 1) {
+    if (progress_of_job(last_) != 1) {
         return REFUSED;
     }
     if (ambiguous_) {

@@ -2,6 +2,8 @@
 
 #include "protocol.h"
 #include "report_view.h"
+#include "screen_lines.h"
+#include "top_stations.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,8 +14,6 @@ namespace {
 
 constexpr size_t HISTORY = 120; // samples of the CPU's load
 constexpr size_t DEVICES_SHOWN = 6;
-constexpr size_t BAR_COLUMNS = 16;
-constexpr size_t SSID_COLUMNS = 12;
 constexpr Seconds SILENT_AFTER{25}; // a device that runs reports every ten seconds
 
 int64_t number(json_object* object, const char* key) {
@@ -39,35 +39,6 @@ void note_system(TopDevice& device, json_object* body) {
     device.is_mute = holds_nothing(body);
     device.known = true;
 }
-
-/// Collects lines that fit the screen.
-class Lines {
-public:
-    Lines(const ScreenSize& size, const Style& style) : size_(size), style_(style) {}
-
-    size_t left() const {
-        return size_.lines > lines_.size() ? size_.lines - lines_.size() : 0;
-    }
-    /// A line and, at its end, a drawing of that many columns.
-    void add(std::string_view text, Paint paint = Paint::plain, std::string_view drawing = "",
-             size_t drawing_columns = 0, Paint drawing_paint = Paint::plain) {
-        if (left() == 0) {
-            return;
-        }
-        const size_t columns = size_.columns - std::min(size_.columns, drawing_columns);
-        std::string line = fitted(text, std::min(columns, columns_of(text)));
-        line = style_.paint(paint, line);
-        lines_.push_back(line + style_.paint(drawing_paint, drawing));
-    }
-    std::vector<std::string> take() {
-        return std::move(lines_);
-    }
-
-private:
-    ScreenSize size_;
-    const Style& style_;
-    std::vector<std::string> lines_;
-};
 
 /// What stands in the place of a device's load.
 std::string remark(const TopDevice& device) {
@@ -128,109 +99,6 @@ void add_table(Lines& lines, json_object* list, const Style& style) {
     }
 }
 
-/// Signals in dBm from -90 to -30, or as much above the noise.
-double signal_share(int64_t rssi) {
-    return static_cast<double>(rssi < 0 ? rssi + 90 : rssi) / 60;
-}
-
-Paint signal_paint(double share) {
-    return share > 0.5 ? Paint::good : share > 0.25 ? Paint::fair : Paint::bad;
-}
-
-/// A station and the access point that it is associated with, or none that is known.
-struct Station {
-    json_object* report;
-    json_object* access_point;
-
-    int64_t number(const char* key) const {
-        return qvctl::number(report, key);
-    }
-    std::string cell(const char* key) const {
-        json_object* const value = qv_json_member(report, key);
-        return value == nullptr ? "" : cell_of(value);
-    }
-    std::string place(const char* key) const {
-        json_object* const value = qv_json_member(access_point, key);
-        return value == nullptr ? "" : cell_of(value);
-    }
-};
-
-struct OrderName {
-    StationOrder order;
-    const char* name;
-};
-constexpr OrderName ORDERS[] = {{StationOrder::signal, "signal"},
-                                {StationOrder::rate, "rate"},
-                                {StationOrder::uptime, "uptime"},
-                                {StationOrder::network, "network"},
-                                {StationOrder::macaddr, "address"}};
-
-bool stands_before(StationOrder order, const Station& one, const Station& other) {
-    switch (order) {
-    case StationOrder::signal:
-        return signal_share(one.number("rssi")) > signal_share(other.number("rssi"));
-    case StationOrder::rate: return one.number("rxrate") > other.number("rxrate");
-    case StationOrder::uptime: return one.number("uptime") > other.number("uptime");
-    case StationOrder::network: return one.place("ifname") < other.place("ifname");
-    case StationOrder::macaddr: return one.cell("macaddr") < other.cell("macaddr");
-    }
-    return false;
-}
-
-std::vector<Station> stations_of(const TopDevice& device, StationOrder order) {
-    std::map<std::string, json_object*> access_points;
-    json_object* const aps = device.access_points.get();
-    for (size_t i = 0; aps != nullptr && i < json_object_array_length(aps); ++i) {
-        json_object* const entry = json_object_array_get_idx(aps, i);
-        access_points[cell_of(qv_json_member(entry, "bssid"))] = entry;
-    }
-    std::vector<Station> stations;
-    for (size_t i = 0; i < json_object_array_length(device.stations.get()); ++i) {
-        json_object* const report = json_object_array_get_idx(device.stations.get(), i);
-        const auto own = access_points.find(cell_of(qv_json_member(report, "bssid")));
-        stations.push_back({report, own == access_points.end() ? nullptr : own->second});
-    }
-    std::ranges::stable_sort(stations, [order](const Station& one, const Station& other) {
-        return stands_before(order, one, other);
-    });
-    return stations;
-}
-
-void add_stations(Lines& lines, const TopState& state, const TopDevice& device, size_t columns,
-                  const Style& style) {
-    if (device.stations == nullptr) {
-        lines.add("not reported yet", Paint::faint);
-        return;
-    }
-    const std::vector<Station> stations = stations_of(device, state.order);
-    std::vector<std::vector<std::string>> rows{
-        {"STATION", "IF", "SSID", "CH", "TX", "RX", "UP", "RSSI", ""}};
-    for (const Station& station : stations) {
-        rows.push_back({station.cell("macaddr"), station.place("ifname"),
-                        fitted(station.place("ssid"), SSID_COLUMNS), station.cell("channel"),
-                        station.cell("txrate"), station.cell("rxrate"),
-                        duration_text(station.number("uptime")), station.cell("rssi"), ""});
-    }
-    const std::vector<std::string> text = align(rows);
-    const size_t width = columns_of(*std::ranges::max_element(
-                             text, {}, [](const std::string& line) { return columns_of(line); })) +
-                         2;
-    const size_t bar = std::min(BAR_COLUMNS, columns - std::min(columns, width));
-    lines.add(text[0], Paint::faint);
-    const size_t room = lines.left() - std::min<size_t>(lines.left(), state.has_keys ? 1 : 0);
-    const size_t first = std::min(state.first, stations.size());
-    const size_t below = stations.size() - first;
-    const size_t shown = below <= room ? below : room - std::min<size_t>(room, 1);
-    for (size_t i = first; i < first + shown; ++i) {
-        const double share = signal_share(stations[i].number("rssi"));
-        lines.add(fitted(text[i + 1], std::min(width, columns)), Paint::plain,
-                  style.bar(share, bar), bar, signal_paint(share));
-    }
-    if (shown < below) {
-        lines.add("... and " + std::to_string(below - shown) + " more", Paint::faint);
-    }
-}
-
 /// The last line of the screen.
 void add_keys(Lines& lines, const TopState& state) {
     if (!state.has_keys) {
@@ -239,8 +107,7 @@ void add_keys(Lines& lines, const TopState& state) {
     while (lines.left() > 1) {
         lines.add("");
     }
-    const auto* const order = std::ranges::find(ORDERS, state.order, &OrderName::order);
-    lines.add("q end   Tab device   s sort: " + std::string(order->name) +
+    lines.add("q end   Tab device   s sort: " + std::string(name_of(state.order)) +
                   "   up, down, PgUp, PgDn: from " + std::to_string(state.first + 1),
               Paint::faint);
 }
@@ -289,8 +156,7 @@ void TopState::select_next() {
 }
 
 void TopState::order_next() {
-    const auto* const now = std::ranges::find(ORDERS, order, &OrderName::order);
-    order = now + 1 == std::end(ORDERS) ? ORDERS[0].order : (now + 1)->order;
+    order = next_order(order);
     first = 0;
 }
 

@@ -1,5 +1,6 @@
 """What the tests of qvctl share: how it is called, a terminal for it, and devices that only pretend to
 be one."""
+import codecs
 import fcntl
 import json
 import os
@@ -97,9 +98,10 @@ class Terminal:
         threading.Thread(target=self._read, daemon=True).start()
 
     def _read(self):
+        decoder = codecs.getincrementaldecoder("utf-8")("replace")  # a read may end in a character
         try:
             while chunk := os.read(self.master, 4096):
-                self.seen += chunk.decode(errors="replace")
+                self.seen += decoder.decode(chunk)
         except OSError:
             pass
 
