@@ -300,6 +300,16 @@ std::vector<const CLI::App*> parts_of(const CLI::App& verb) {
     return verb.get_subcommands([](const CLI::App* part) { return !part->get_group().empty(); });
 }
 
+/// Of all parts, also of those that are not listed.
+std::string nearest_part(const CLI::App& verb, const std::string& word) {
+    std::vector<std::string> names;
+    for (const CLI::App* const part : verb.get_subcommands([](const CLI::App*) { return true; })) {
+        names.push_back(part->get_name());
+    }
+    const std::string nearest = nearest_word(word, names);
+    return nearest.empty() ? "" : "the nearest is " + nearest + ", and ";
+}
+
 /// What is wrong with the invocation; a word that is missing or unknown is told by those known.
 std::string failure_text(const CLI::App* app, const CLI::Error& error) {
     const CLI::App* verb = app;
@@ -316,7 +326,9 @@ std::string failure_text(const CLI::App* app, const CLI::Error& error) {
         return CLI::FailureMessage::simple(app, error);
     }
     std::string text = verb->get_name() + ": ";
-    text += rest.empty() ? "what? One of" : rest.front() + " is unknown; it must be one of";
+    text += rest.empty() ? "what? One of"
+                         : rest.front() + " is unknown; " + nearest_part(*verb, rest.front()) +
+                               "it must be one of";
     for (const CLI::App* const part : parts) {
         text += (part == parts.front() ? " " : ", ") + part->get_name();
     }

@@ -36,21 +36,19 @@ JsonPtr upgrade_command(const Arguments& arguments, const Image& image, int port
 }
 
 std::string configuration_plan(const Arguments& arguments) {
-    return arguments.discard_config ? "loses its configuration, its broker's address too"
-                                    : "keeps its configuration";
+    return arguments.discard_config ? "\n  loses its configuration, its broker's address too"
+                                    : "\n  keeps its configuration";
 }
 
 /// What is about to happen, with the device before it.
 std::string upgrade_plan(const Arguments& arguments, const Image& image, const std::string& url) {
-    return "fetches " + url +
-           " (the host is its broker's, as it knows it), flashes it when its "
-           "MD5 sum is " +
-           image.md5sum + ", and " + configuration_plan(arguments);
+    return "\n  fetches " + url + "\n    (from its broker's host, as it knows it)" +
+           "\n  flashes it when its MD5 sum is " + image.md5sum + configuration_plan(arguments);
 }
 
 std::string flash_plan(const Arguments& arguments) {
-    return "flashes, with updata_rootfs.sh and whatever board it is, the image that the last "
-           "download left, also one whose MD5 sum was wrong, and " +
+    return "\n  flashes what the last download left, also when its MD5 sum was wrong,"
+           "\n    with updata_rootfs.sh, whatever board it is" +
            configuration_plan(arguments);
 }
 

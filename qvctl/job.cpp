@@ -272,7 +272,7 @@ ExitStatus run_job(Session& session, const Options& options, const std::string& 
                    const JobOrder& order) {
     Job job(session, options, device, order);
     job.await_idle();
-    fprintf(stderr, "device %s %s\n", device.c_str(), order.plan.c_str());
+    fprintf(stderr, "device %s%s\n", device.c_str(), order.plan.c_str());
     const ExitStatus status = job.follow();
     if (status != ANSWERED || !job.restarts() || !order.wait_back) {
         return status;

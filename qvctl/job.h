@@ -14,7 +14,7 @@ namespace qvctl {
 /// What a job is to do.
 struct JobOrder {
     json_object* command; ///< 1002, 1032 or 1033; borrowed
-    std::string plan;     ///< what will happen, said before it does
+    std::string plan;     ///< what will happen, said behind the device's name before it does
     std::string url{};    ///< of the image, told when the download fails
     ImageServer* server = nullptr;
     bool reboot = false;    ///< asked for

@@ -277,10 +277,10 @@ std::string upgrade_status_text(int status, CommandType job) {
     case UPDATA_FLASHED_IMAGE: return "the image that lay on the device was flashed";
     case UPDATA_ACCEPTED: return "accepted, downloading";
     case UPDATA_FLASHING: return "image verified, flashing";
-    case UPDATA_DONE: return "flashed, or handed to the tool that flashes and restarts the device";
+    case UPDATA_DONE: return "flashed, or handed to the tool that does it";
     case UPDATA_DOWNLOAD_FAILED: return "the download failed, or the command was refused";
-    case UPDATA_CHECKSUM_WRONG: return "the image's MD5 sum is wrong or could not be computed";
-    case UPDATA_FLASHING_FAILED: return "flashing failed, or there is no tool for this board";
+    case UPDATA_CHECKSUM_WRONG: return "the image's MD5 sum is wrong, or no tool told it";
+    case UPDATA_FLASHING_FAILED: return "flashing failed, or no tool for this board";
     case UPDATA_BOARD_UNREADABLE: return "the device cannot tell which board it is";
     }
     if (status < 0 && WIFEXITED(-status)) {

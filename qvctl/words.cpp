@@ -45,7 +45,7 @@ bool is_digits(std::string_view text) {
 std::string nearest_word(std::string_view typed, std::span<const std::string> words) {
     const std::string name = lower_case(std::string(typed));
     std::string nearest;
-    size_t least = name.size() / 2 + 2; // farther is another word
+    size_t least = name.size() / 2 + 1; // farther is another word
     for (const std::string& word : words) {
         const std::string known = lower_case(word);
         // Who types the beginning of a word means that word.

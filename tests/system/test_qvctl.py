@@ -16,6 +16,7 @@ NOT_SENT = [
     ("weather", USAGE, "qvctl: weather is unknown; it must be one of help, get, set, devices, "),
     ("get", USAGE, "get: what? One of stations, aps, interfaces, radios, radio-stats, system, "),
     ("get weather", USAGE, "get: weather is unknown; it must be one of stations, aps, "),
+    ("set hostnme Garden", USAGE, "set: hostnme is unknown; the nearest is hostname, and it must be "),
     ("set weather", USAGE, "set: weather is unknown; it must be one of settings, vap, radio, ap, "),
     ("-d 02:11:22:33:44:5g get stations", USAGE, "02:11:22:33:44:5g is no MAC address"),
     ("-d 02:11:22:33:44:55:66 get stations", USAGE, "02:11:22:33:44:55:66 is no MAC address"),

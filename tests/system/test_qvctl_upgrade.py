@@ -27,8 +27,8 @@ def shown(output):
 # Reports of an upgrade in the background, exit status, the statuses shown, what is said.
 UPGRADES = [
     ([(0, 1015, 201), (0.1, 1015, 202), (0.1, 1015, 203)], ANSWERED, [201, 202, 203],
-     f"device {OTHER} fetches http://localhost:80/i (the host is its broker's, as it knows it), "
-     f"flashes it when its MD5 sum is {MD5}, and keeps its configuration\n"),
+     f"device {OTHER}\n  fetches http://localhost:80/i\n    (from its broker's host, as it knows it)\n"
+     f"  flashes it when its MD5 sum is {MD5}\n  keeps its configuration\n"),
     ([(0, 1015, 201), (0.1, 1015, -2)], REFUSED, [201, -2], ""),
     ([(0, 1015, 201), (0.1, 1015, 202)], NO_ANSWER, [201, 202],
      "no word of the job within 1 s; the last was 202, image verified, flashing"),
@@ -54,9 +54,10 @@ def test_upgrades(pretend):
     pretend((0, 1015, {"updata_stats": -2}))
     status, output, said = qvctl("-d", OTHER, "flash", "--discard-config")
     assert status == REFUSED and "the flashing tool was ended by signal 2\n" in output
-    assert said == (f"device {OTHER} flashes, with updata_rootfs.sh and whatever board it is, the "
-                    "image that the last download left, also one whose MD5 sum was wrong, and loses "
-                    "its configuration, its broker's address too\n")
+    assert said == (f"device {OTHER}\n"
+                    "  flashes what the last download left, also when its MD5 sum was wrong,\n"
+                    "    with updata_rootfs.sh, whatever board it is\n"
+                    "  loses its configuration, its broker's address too\n")
 
 
 def test_busy_device(pretend, overheard):
@@ -187,7 +188,7 @@ def test_served_image(overheard, wifi_manager, agent, images, tmp_path):
     status, output, said = qvctl("-d", MAC, "upgrade", "--serve", str(file))
     assert (status, shown(output)) == (ANSWERED, [202, 203])
     assert re.search(r"^#{24} +5\.1 MB of 5\.1 MB, \d+\.\d MB/s$", output, re.M)
-    assert "/new%20firmware.img " in said
+    assert "/new%20firmware.img\n" in said
     assert IMAGE.read_bytes() == file.read_bytes()
     # Without --serve a local file still tells its name and sum.
     mark = overheard.reports.mark()
