@@ -1,4 +1,6 @@
 """qvctl's session with its broker: nothing that it says was sent is lost."""
+import json
+import socket
 import threading
 import time
 
@@ -29,7 +31,8 @@ def read_packet(stream):
 class Flooder:
     """Meets a client with reports faster than it reads them, and reads what it sends late."""
 
-    REPORT = packet(PUBLISH, len(REPORT_TOPIC).to_bytes(2, "big") + REPORT_TOPIC.encode() + b"{}")
+    REPORT = packet(PUBLISH, len(REPORT_TOPIC).to_bytes(2, "big") + REPORT_TOPIC.encode() +
+                    json.dumps({"padding": 80 * "."}).encode())
 
     def __init__(self, acknowledges):
         self.heard = []
@@ -37,6 +40,7 @@ class Flooder:
         self._acknowledges = acknowledges
 
     def __call__(self, connection):
+        connection.setsockopt(socket.SOL_SOCKET, socket.SO_SNDBUF, 65536)
         stop = threading.Event()
         lock = threading.Lock()
 
@@ -76,16 +80,17 @@ class Flooder:
 
 def test_farewell_among_unread_reports():
     """A reset would take along what the broker has not read."""
-    for acknowledges, status, heard, said in (
-        (True, ANSWERED, [CONNECT, SUBSCRIBE, PUBLISH, DISCONNECT, None], ""),
-        (False, REFUSED, [CONNECT, SUBSCRIBE, PUBLISH, DISCONNECT, None], "takes no messages"),
+    for acknowledges, timeout, status, said in (
+        (True, "10", ANSWERED, ""),
+        (False, "0.5", REFUSED, "takes no messages"),
     ):
         flooder = Flooder(acknowledges)
         broker = StandInBroker(flooder)
-        got = qvctl("-d", OTHER, "--timeout", "1", "notes", "on the roof")
+        got = qvctl("-d", OTHER, "--timeout", timeout, "notes", "on the roof")
         poll(lambda: flooder.ended, 5, "the end of the connection")
         broker.close()
-        assert (got[0], flooder.heard, flooder.ended) == (status, heard, "closed"), got
+        assert (got[0], flooder.heard, flooder.ended) == (
+            status, [CONNECT, SUBSCRIBE, PUBLISH, DISCONNECT, None], "closed"), got
         assert said in got[2]
 
 
