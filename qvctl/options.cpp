@@ -27,7 +27,7 @@ bool Options::means(const std::string& macaddr) const {
 }
 
 std::string normal_device(const std::string& typed) {
-    const std::string digits = lower_case(without(typed, ":-."));
+    std::string digits = lower_case(without(typed, ":-."));
     if (digits.size() > MAC_DIGITS || !is_hexadecimal(digits)) {
         return "";
     }

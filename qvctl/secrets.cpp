@@ -65,7 +65,7 @@ std::string printable_value(std::string_view key, const std::string& value, bool
 std::string first_hidden(json_object* settings) {
     if (json_object_is_type(settings, json_type_array) != 0) {
         for (size_t i = 0; i < json_object_array_length(settings); ++i) {
-            if (const std::string found = first_hidden(json_object_array_get_idx(settings, i));
+            if (std::string found = first_hidden(json_object_array_get_idx(settings, i));
                 !found.empty()) {
                 return found;
             }
@@ -80,7 +80,7 @@ std::string first_hidden(json_object* settings) {
     }
     json_object_object_foreach(settings, key, member) {
         (void)key;
-        if (const std::string found = first_hidden(member); !found.empty()) {
+        if (std::string found = first_hidden(member); !found.empty()) {
             return found;
         }
     }

@@ -79,28 +79,30 @@ class ContestedDevice(PretendedDevice):
         super().__init__()
         self._statuses = iter(statuses)
         self._rival = rival
+        self._job = threading.Lock()  # one after the other
 
     def idle(self):
         self.command(self._rival)
         super().idle()
 
     def act(self):
-        time.sleep(0.3)
-        for status in next(self._statuses):
-            self.report(1015, {"updata_stats": status})
+        with self._job:
+            time.sleep(0.3)
+            for status in next(self._statuses):
+                self.report(1015, {"updata_stats": status})
 
 
 def test_another_controller(pretend, images):
     # Each 1002 waits for the one before; what a 1033 does beside it cannot be told from it.
     pretend([202, 203], [202, -2], kind=ContestedDevice, rival=upgrade(1002, images))
-    got = qvctl("-d", OTHER, "upgrade", "i", "--md5", MD5)
+    got = qvctl("-d", OTHER, "--timeout", "5", "upgrade", "i", "--md5", MD5)
     assert (got[0], shown(got[1])) == (REFUSED, [202, -2]), got
     assert "note: status 203 is of an upgrade that was sent before" in got[2]
 
 
 def test_another_flash(pretend):
     pretend([], [202, 203], kind=ContestedDevice, rival=flash(save_config=1, reboot=0))
-    got = qvctl("-d", OTHER, "upgrade", "i", "--md5", MD5)
+    got = qvctl("-d", OTHER, "--timeout", "5", "upgrade", "i", "--md5", MD5)
     assert (got[0], shown(got[1])) == (UNCONFIRMED, [202, 203]), got
 
 
