@@ -20,6 +20,8 @@ namespace {
 constexpr const char* AP_COLUMNS[] = {"ifname",  "parent", "ssid",      "bssid",
                                       "channel", "status", "numsta",    "txpower",
                                       "country", "ipaddr", "encryption"};
+constexpr const char* STA_COLUMNS[] = {"macaddr", "bssid",  "channel", "rssi",
+                                       "txrate",  "rxrate", "uptime",  "txpower"};
 constexpr const char* VAP_COLUMNS[] = {"ifname",     "device", "ssid",    "mode",    "channel",
                                        "encryption", "hidden", "isolate", "disabled"};
 constexpr const char* RADIO_COLUMNS[] = {"device", "hwmode",  "htmode",  "channel",
@@ -29,7 +31,7 @@ constexpr ReportKind REPORT_KINDS[] = {
     {DISCOVERY, "announcement"},
     {SYSTEM_STATS, "system statistics"},
     {AP_STATS, "access points", AP_COLUMNS},
-    {STA_STATS, "stations"},
+    {STA_STATS, "stations", STA_COLUMNS},
     {RADIO_STATS, "radio statistics"},
     {INTERFACE_STATS, "interfaces"},
     {UCI_SYSTEM, "system settings"},

@@ -107,8 +107,8 @@ def main():
     except Failed as failure:
         print(f"demo failed: {failure}", file=sys.stderr)
         return 1
-    print("\ntry next: simulator/simulated-ap --shell, an access point with an agent and a shell, and\n"
-          "there qvctl top, qvctl set vap ath1 ssid=Guest or qvctl help")
+    print("\ntry next: simulator/simulated-ap --shell, an access point with an agent, and in it\n"
+          "qvctl top, qvctl set vap ath1 ssid=Guest or qvctl help")
     return 0
 
 
