@@ -9,9 +9,11 @@
 #include "protocol/record_walk.h"
 #include "protocol/system_config_record.h"
 #include "protocol/upgrade.h"
+#include "words.h"
 
 #include <algorithm>
 #include <json-c/json_util.h>
+#include <vector>
 
 namespace qvctl {
 
@@ -19,6 +21,15 @@ namespace {
 
 [[noreturn]] void refuse(const std::string& key, const std::string& reason) {
     throw Failure(REFUSED, key + ": " + reason);
+}
+
+[[noreturn]] void refuse_unknown(const std::string& name, const char* key, RecordTable fields) {
+    std::vector<std::string> known;
+    for (const RecordField& field : fields) {
+        known.emplace_back(field.key);
+    }
+    const std::string nearest = nearest_word(key, known);
+    refuse(name, "is unknown here" + (nearest.empty() ? "" : "; the nearest is " + nearest));
 }
 
 /// A value as a text field takes it: a string as it is, any other value as its JSON text.
@@ -137,7 +148,7 @@ void check_members(const std::string& prefix, json_object* object, RecordTable f
     json_object_object_foreach(object, key, value) {
         const RecordField* const field = qv_find_record_field(fields, key);
         if (field == nullptr) {
-            refuse(name_in(prefix, key), "is unknown here");
+            refuse_unknown(name_in(prefix, key), key, fields);
         }
         if (!field->required) {
             check_field(name_in(prefix, key), value, *field);

@@ -1,6 +1,10 @@
 #include "command_line.h"
 
+#include "command_line_settings.h"
+#include "words.h"
+
 #include <algorithm>
+#include <cstdio>
 
 namespace qvctl {
 
@@ -9,40 +13,30 @@ namespace {
 constexpr const char* FOOTER =
     "Exit status: 0 answered, or sent where the device confirms nothing; 1 refused before it was "
     "sent, not taken over by the device, or failed; 2 the invocation cannot be understood; 3 no "
-    "device, or no answer in time.";
+    "device, or no answer in time; 4 sent, but no report tells whether it was carried out.";
 
-std::string lower_case_mac(std::string& text) {
-    std::ranges::transform(text, text.begin(), [](char character) {
-        return character >= 'A' && character <= 'F' ? static_cast<char>(character - 'A' + 'a')
-                                                    : character;
-    });
-    bool is_mac = text.size() == 17;
-    for (size_t i = 0; is_mac && i < text.size(); ++i) {
-        is_mac = i % 3 == 2
-                     ? text[i] == ':'
-                     : std::string_view("0123456789abcdef").find(text[i]) != std::string_view::npos;
-    }
-    return is_mac ? "" : text + " is no MAC address as 02:11:22:33:44:55";
+std::string device_digits(std::string& text) {
+    const std::string device = normal_device(text);
+    const std::string typed = text;
+    text = device;
+    return device.empty() ? typed + " is no MAC address as 02:11:22:33:44:55, nor its last digits"
+                          : "";
 }
 
 std::string lower_case_md5(std::string& text) {
-    std::ranges::transform(text, text.begin(), [](char character) {
-        return character >= 'A' && character <= 'F' ? static_cast<char>(character - 'A' + 'a')
-                                                    : character;
-    });
-    const bool is_sum =
-        text.size() == 32 && text.find_first_not_of("0123456789abcdef") == std::string::npos;
-    return is_sum ? "" : text + " is no MD5 sum of 32 hexadecimal digits";
-}
-
-std::string only_digits(std::string& text) {
-    const bool is_number = !text.empty() && text.find_first_not_of("0123456789") == text.npos;
-    return is_number ? "" : text + " is no number of digits only";
+    text = lower_case(text);
+    return text.size() == 32 && is_hexadecimal(text)
+               ? ""
+               : text + " is no MD5 sum of 32 hexadecimal digits";
 }
 
 void add_flashing_flags(CLI::App& verb, Arguments& arguments) {
-    verb.add_flag("--save-config", arguments.save_config, "Keep the device's configuration");
+    verb.add_flag("--discard-config", arguments.discard_config,
+                  "Let the device lose its configuration, its broker's address too");
     verb.add_flag("--reboot", arguments.reboot, "Restart the device after updata_rootfs.sh");
+    verb.add_flag("--wait-back,!--no-wait-back", arguments.wait_back,
+                  "Wait until a device that restarts is back with another firmware name (the "
+                  "default)");
 }
 
 void add_text(CLI::App& verb, Arguments& arguments, const char* name, const char* help,
@@ -51,17 +45,21 @@ void add_text(CLI::App& verb, Arguments& arguments, const char* name, const char
 }
 
 void define_upgrade(CLI::App& verb, Arguments& arguments) {
-    verb.add_option("IMAGE", arguments.image, "Name of the image on the download server")
-        ->required();
-    verb.add_option("--md5", arguments.md5sum, "MD5 sum of the image")
-        ->required()
+    verb.add_option("IMAGE", arguments.image,
+                    "Name of the image on the download server; without --md5 a local file, whose "
+                    "name and MD5 sum are taken");
+    verb.add_option("--md5", arguments.md5sum, "MD5 sum of the image, that of a local file else")
         ->transform(CLI::Validator(lower_case_md5, ""))
         ->type_name("SUM");
+    verb.add_option("--serve", arguments.served,
+                    "Be the download server, of this file; only where the broker runs on this "
+                    "host, which is where devices download from")
+        ->type_name("FILE");
     verb.add_option("--server-port", arguments.server_port,
-                    "Port of the download server, which is the device's broker host")
+                    "Port of the download server, which is the device's broker host (80; with "
+                    "--serve any that is free)")
         ->type_name("PORT")
-        ->check(CLI::Range(1, 65535))
-        ->capture_default_str();
+        ->check(CLI::Range(1, 65535));
     verb.add_flag("--background", arguments.background,
                   "Beside the device's other work, which discards commands meanwhile");
     add_flashing_flags(verb, arguments);
@@ -119,8 +117,7 @@ constexpr Verb VERBS[] = {
     {"watch", "Show reports as they come", watch, define_watch},
     {"top",
      "Show devices, radios and stations on one screen; asks them, which ends announcements. Takes "
-     "load as percent, uptime as seconds and signals as dBm, whatever the wifi manager means. "
-     "Keys: q ends, Tab or n goes to the next device",
+     "load as percent, uptime as seconds and signals as dBm, whatever the wifi manager means",
      top, define_top},
 };
 
@@ -136,14 +133,17 @@ void add_global_options(CommandLine& line) {
         ->check(CLI::Range(1, 65535))
         ->capture_default_str();
     app.add_option("-d,--device", options.device,
-                   "MAC address of the device; the only one that speaks when it is missing")
-        ->transform(CLI::Validator(lower_case_mac, ""))
+                   "MAC address of the device in any notation, or the digits that only its own "
+                   "ends in; the only one that speaks when it is missing")
+        ->transform(CLI::Validator(device_digits, ""))
         ->type_name("MAC")
         ->envname("QVCTL_DEVICE");
-    app.add_option("--timeout", options.timeout,
-                   "Seconds until an answer must be there. It takes the place of --listen for "
-                   "devices, counts from the last status for upgrade and flash, and ends watch; "
-                   "set lan and set wan may wait 30 s more for a new session of the device")
+    app.add_option(
+           "--timeout", options.timeout,
+           "Seconds until the broker and then an answer must be there. It takes the place of "
+           "--listen for devices, counts from the last status for upgrade and flash, and ends "
+           "watch; "
+           "set lan and set wan may wait 30 s more for a new session of the device")
         ->type_name("SECONDS")
         ->check(duration);
     app.add_option("--listen", options.listen,
@@ -153,59 +153,50 @@ void add_global_options(CommandLine& line) {
         ->check(duration)
         ->capture_default_str();
     app.add_flag("--json", options.json, "Print reports as JSON, one line each");
+    app.add_flag("--show-secrets", options.show_secrets,
+                 "Print keys, passphrases and passwords, which are hidden else");
     app.add_flag("--no-color", options.no_color, "Print without colours");
     app.add_option("--generate", line.generated, "")
         ->check(CLI::IsMember({"bash-completion", "man"}))
         ->group("");
 }
 
-void add_get(CommandLine& line) {
-    CLI::App* const get_verb = line.app.add_subcommand("get", "Ask for a report and show it");
-    get_verb->require_subcommand(1);
-    for (const Reading& reading : readings()) {
-        CLI::App* const what = get_verb->add_subcommand(reading.name, reading.help);
-        if (reading.takes_index) {
-            what->add_option("INDEX", line.arguments.text, "Index of the wifi interface, usually 0")
-                ->check(CLI::Validator(only_digits, ""));
-        }
-        if (reading.has_entries) {
-            what->add_flag("-a,--all", line.arguments.all, "Show every member of a list's entries");
-        }
-        what->callback([&line, &reading] {
-            line.run = [&line, &reading] { return get(line.options, line.arguments, reading); };
-        });
-    }
-}
-
-void add_set(CommandLine& line) {
-    CLI::App* const set_verb = line.app.add_subcommand(
-        "set", "Change settings, and check in the device's report that they were taken over");
-    set_verb->require_subcommand(1);
-    for (const Setting& setting : settings()) {
-        CLI::App* const what = set_verb->add_subcommand(setting.name, setting.help);
-        what->add_option("FILE|KEY=VALUE", line.arguments.settings,
-                         "A file with a JSON object (- is standard input), or members and their "
-                         "values; lists (server, radio_list, vap_list) as JSON")
-            ->required();
-        if (setting.read_command != 0) {
-            what->add_flag("--replace", line.arguments.replace,
-                           "Empty the members that are not named instead of keeping what the "
-                           "device holds; a file always does");
-        }
-        if (setting.command == COMMAND_SET_MACLIST) {
-            what->add_flag("--delete", line.arguments.remove,
-                           "Delete the lists that wifi0Flag=1 and wifi1Flag=1 name from the "
-                           "configuration store");
-        }
-        line.words[what] = setting.keys();
-        what->callback([&line, &setting] {
-            line.run = [&line, &setting] { return set(line.options, line.arguments, setting); };
-        });
-    }
+/// "help get stations" for "get stations --help".
+void add_help(CommandLine& line) {
+    CLI::App* const help = line.app.add_subcommand("help", "Print the help of a verb");
+    help->add_option("VERB", line.arguments.settings, "The verb, and what it gets or sets")
+        ->type_name("");
+    help->callback([&line] {
+        line.run = [&line] {
+            const CLI::App* verb = &line.app;
+            std::string before;
+            for (const std::string& word : line.arguments.settings) {
+                const auto parts = verb->get_subcommands([](const CLI::App*) { return true; });
+                const auto found = std::ranges::find(parts, word, &CLI::App::get_name);
+                if (found == parts.end()) {
+                    throw Failure(USAGE, "help: " + word + " is unknown");
+                }
+                before += (before.empty() ? "" : " ") + verb->get_name();
+                verb = *found;
+            }
+            fputs(verb->help(before).c_str(), stdout);
+            return ANSWERED;
+        };
+    });
 }
 
 std::vector<const CLI::App*> parts_of(const CLI::App& verb) {
-    return verb.get_subcommands([](const CLI::App* part) { return !part->get_name().empty(); });
+    return verb.get_subcommands([](const CLI::App* part) { return !part->get_group().empty(); });
+}
+
+/// Of all parts, also of those that are not listed.
+std::string nearest_part(const CLI::App& verb, const std::string& word) {
+    std::vector<std::string> names;
+    for (const CLI::App* const part : verb.get_subcommands([](const CLI::App*) { return true; })) {
+        names.push_back(part->get_name());
+    }
+    const std::string nearest = nearest_word(word, names);
+    return nearest.empty() ? "" : "the nearest is " + nearest + ", and ";
 }
 
 /// What is wrong with the invocation; a word that is missing or unknown is told by those known.
@@ -224,7 +215,9 @@ std::string failure_text(const CLI::App* app, const CLI::Error& error) {
         return CLI::FailureMessage::simple(app, error);
     }
     std::string text = verb->get_name() + ": ";
-    text += rest.empty() ? "what? One of" : rest.front() + " is unknown; it must be one of";
+    text += rest.empty() ? "what? One of"
+                         : rest.front() + " is unknown; " + nearest_part(*verb, rest.front()) +
+                               "it must be one of";
     for (const CLI::App* const part : parts) {
         text += (part == parts.front() ? " " : ", ") + part->get_name();
     }
@@ -238,10 +231,10 @@ CommandLine::CommandLine()
     app.set_help_flag("--help", "Print this help and end"); // -h is the host
     app.set_version_flag("-V,--version", "qvctl " QV_VERSION, "Print the version and end");
     app.fallthrough();
-    app.footer(FOOTER);
     app.failure_message(failure_text);
     app.require_subcommand(0, 1);
     add_global_options(*this);
+    add_help(*this);
     add_get(*this);
     add_set(*this);
     for (const Verb& verb : VERBS) {
@@ -252,6 +245,7 @@ CommandLine::CommandLine()
         added->callback(
             [this, &verb] { run = [this, &verb] { return verb.run(options, arguments); }; });
     }
+    app.footer(FOOTER); // the verbs, which would inherit it, have ends of their own
 }
 
 } // namespace qvctl

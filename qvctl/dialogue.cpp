@@ -42,7 +42,12 @@ std::optional<Report> next_of(Session& session, const std::string& macaddr, int 
     return std::nullopt;
 }
 
-/// A device that runs reports every ten seconds; only one that announces itself is faster.
+std::string ending_text(const Options& options) {
+    return options.device.empty() ? "" : " that ends in " + options.device;
+}
+
+} // namespace
+
 void note_short_listening(double seconds) {
     constexpr double LONGEST_SILENCE = 10;
     if (seconds < LONGEST_SILENCE) {
@@ -50,8 +55,6 @@ void note_short_listening(double seconds) {
                 seconds_text(LONGEST_SILENCE).c_str(), seconds_text(seconds).c_str());
     }
 }
-
-} // namespace
 
 std::string seconds_text(double seconds) {
     char text[32];
@@ -72,33 +75,28 @@ void note_device(DevicesSeen& devices, const Report& report) {
     }
 }
 
-DevicesSeen listen(Session& session, double seconds) {
-    note_short_listening(seconds);
-    DevicesSeen devices;
-    const auto deadline = after(seconds);
-    while (const std::optional<Report> report = session.next(deadline)) {
-        note_device(devices, *report);
-    }
-    return devices;
-}
-
 std::string choose_device(Session& session, const Options& options) {
-    if (!options.device.empty()) {
+    if (options.names_device()) {
         return options.device;
     }
     if (isatty(STDERR_FILENO) != 0) {
-        fprintf(stderr, "listening %s for the only device; -d MAC saves the wait\n",
-                seconds_text(options.listen).c_str());
+        fprintf(stderr,
+                "listening %s for the only device%s; its whole MAC address saves the wait\n",
+                seconds_text(options.listen).c_str(), ending_text(options).c_str());
     }
     note_short_listening(options.listen);
     DevicesSeen devices;
     const auto deadline = after(options.listen);
-    while (const std::optional<Report> report = session.next(deadline)) {
-        note_device(devices, *report);
-        refuse_several(devices);
+    while (Clock::now() < deadline) {
+        const std::optional<Report> report = session.next(deadline);
+        if (report.has_value() && options.means(report->macaddr)) {
+            note_device(devices, *report);
+            refuse_several(devices);
+        }
     }
     if (devices.empty()) {
-        throw Failure(NO_ANSWER, "no device has spoken within " + seconds_text(options.listen));
+        throw Failure(NO_ANSWER, "no device" + ending_text(options) + " has spoken within " +
+                                     seconds_text(options.listen));
     }
     return devices.begin()->first;
 }

@@ -25,11 +25,12 @@ std::string seconds_text(double seconds);
 /// Takes from a report what it says of its device; a report without MAC address says nothing.
 void note_device(DevicesSeen& devices, const Report& report);
 
-/// Listens until every device must have spoken.
-DevicesSeen listen(Session& session, double seconds);
+/// Says that a device may be missed in so short a time: one that runs reports every ten seconds,
+/// and only one that announces itself is faster.
+void note_short_listening(double seconds);
 
-/// The device that the options name, or the only one that speaks. Throws Failure when there is
-/// none or more than one.
+/// The device that the options name, or the only one that speaks and may be it. Throws Failure when
+/// there is none or more than one.
 std::string choose_device(Session& session, const Options& options);
 
 /// A command text; its time is now unless it is given in milliseconds since 1970.

@@ -9,10 +9,11 @@ namespace qvctl {
 
 /// Exit status of the program.
 enum ExitStatus : int {
-    ANSWERED = 0,  ///< answered; or sent, where there is no answer
-    REFUSED = 1,   ///< refused before it was sent, not taken over by the device, or failed
-    USAGE = 2,     ///< the invocation cannot be understood
-    NO_ANSWER = 3, ///< no device, or it kept silent
+    ANSWERED = 0,    ///< answered; or sent, where there is no answer
+    REFUSED = 1,     ///< refused before it was sent, not taken over by the device, or failed
+    USAGE = 2,       ///< the invocation cannot be understood
+    NO_ANSWER = 3,   ///< no device, or it kept silent
+    UNCONFIRMED = 4, ///< sent, and no report tells whether it was carried out
 };
 
 struct Failure : std::runtime_error {

@@ -7,7 +7,7 @@ namespace qvctl {
 namespace {
 
 std::vector<const CLI::App*> verbs_of(const CLI::App& app) {
-    return app.get_subcommands([](const CLI::App* verb) { return !verb->get_name().empty(); });
+    return app.get_subcommands([](const CLI::App* verb) { return !verb->get_group().empty(); });
 }
 
 /// Every verb has its help, which is said once, with the program's own options.
@@ -81,13 +81,8 @@ std::string roff_verb(const CommandLine& line, const CLI::App& verb, const std::
         text += ".SS " + roff(name) + "\n" + roff(verb.get_description()) + ".\n";
         text += roff_options(verb, true);
         text += roff_options(verb, false);
-        const auto words = line.words.find(&verb);
-        if (words != line.words.end()) {
-            text += ".PP\nKeys:";
-            for (const std::string& word : words->second) {
-                text += " " + roff(word);
-            }
-            text += "\n";
+        if (const std::string keys = verb.get_footer(); !keys.empty()) {
+            text += ".PP\n.nf\n" + roff(keys) + "\n.fi\n";
         }
     }
     for (const CLI::App* const part : parts) {
@@ -116,7 +111,7 @@ qvctl \-d 02:11:22:33:44:55 get stations
 qvctl \-d 02:11:22:33:44:55 set settings hostname=Garden
 qvctl \-d 02:11:22:33:44:55 \-\-json get lan > lan.json
 qvctl \-d 02:11:22:33:44:55 set lan lan.json
-qvctl \-d 02:11:22:33:44:55 upgrade image.img \-\-md5 SUM \-\-background
+qvctl \-d 02:11:22:33:44:55 upgrade image.img \-\-background
 .fi
 )";
 
@@ -154,7 +149,7 @@ void add_branches(const CommandLine& line, const CLI::App& app, const std::strin
     words += option_words(app, completion);
     if (const auto keys = line.words.find(&app); keys != line.words.end()) {
         for (const std::string& key : keys->second) {
-            words += " " + key + "=";
+            words += " " + key;
         }
     }
     completion.branches += "    '" + path + "') words='" + words + "' ;;\n";

@@ -2,8 +2,12 @@
 #include "dialogue.h"
 #include "protocol/commands.h"
 #include "report_view.h"
+#include "secrets.h"
+#include "terminal.h"
 #include "verbs.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdio>
 
 namespace qvctl {
@@ -19,28 +23,89 @@ JsonPtr data_of(const Reading& reading, const Arguments& arguments) {
     return new_object("general_data", JsonPtr(json_object_new_string(index.c_str())));
 }
 
+void show(const Report& report, const Options& options, const Arguments& arguments,
+          const Reading& reading) {
+    const Style style = Style::of_output(options);
+    if (options.json) {
+        puts(json_line(report).c_str());
+    } else if (!reading.distinct.empty()) {
+        print_lines(list_lines(distinct_entries(report.body(), reading.distinct).get(),
+                               reading.distinct, style));
+    } else {
+        print_lines(body_lines(report, arguments.all, style));
+    }
+}
+
+/// Cells of a device, in the order of HEADING.
+using DeviceCells = std::array<std::string, 5>;
+const DeviceCells HEADING = {"macaddr", "ip", "hwname", "fwname", "state"};
+
+DeviceCells cells_of(const std::string& macaddr, const DeviceSeen& seen) {
+    return {macaddr, seen.ip, seen.hwname, seen.fwname,
+            seen.announcing ? "announcing" : "reporting"};
+}
+
+/// A line that stands when the next one is not yet known: longer texts move what is behind them.
+std::string device_line(const DeviceCells& cells) {
+    constexpr std::array<size_t, 4> WIDTHS = {17, 15, 8, 14};
+    std::string line;
+    for (size_t i = 0; i < WIDTHS.size(); ++i) {
+        const std::string cell = printable(cells[i]);
+        line += fitted(cell, std::max(columns_of(cell), WIDTHS[i])) + "  ";
+    }
+    return line + cells.back();
+}
+
+JsonPtr json_of(const DevicesSeen& devices) {
+    JsonPtr list(json_object_new_array());
+    for (const auto& [macaddr, seen] : devices) {
+        JsonPtr device(json_object_new_object());
+        const DeviceCells cells = cells_of(macaddr, seen);
+        for (size_t i = 0; i < cells.size(); ++i) {
+            qv_json_add(device.get(), HEADING[i].c_str(),
+                        JsonPtr(json_object_new_string(cells[i].c_str())));
+        }
+        qv_json_append(list.get(), std::move(device));
+    }
+    return list;
+}
+
+/// A list may well be empty. A device that has neither a name nor memory has not heard its wifi
+/// manager, and reports zeros in the place of everything.
+void check_wifi_manager(Session& session, const std::string& device, const Options& options) {
+    const Report system = ask(session, device, new_command(COMMAND_GET_SYSTEM_STATS).get(),
+                              REPORT_TYPE_SYSTEM_STATS, options.timeout_or(ANSWER_TIMEOUT));
+    if (holds_nothing(system.body())) {
+        throw Failure(NO_ANSWER, "device " + device +
+                                     ": its wifi manager does not answer; zeros and empty lists "
+                                     "are no values of the device");
+    }
+}
+
 } // namespace
 
 ExitStatus list_devices(const Options& options, const Arguments& /*arguments*/) {
     Session session(options);
-    const DevicesSeen devices = listen(session, options.timeout_or(options.listen));
-    JsonPtr list(json_object_new_array());
-    for (const auto& [macaddr, seen] : devices) {
-        JsonPtr device(json_object_new_object());
-        const auto add = [&device](const char* key, const std::string& text) {
-            qv_json_add(device.get(), key, JsonPtr(json_object_new_string(text.c_str())));
-        };
-        add("macaddr", macaddr);
-        add("ip", seen.ip);
-        add("hwname", seen.hwname);
-        add("fwname", seen.fwname);
-        add("state", seen.announcing ? "announcing" : "reporting");
-        qv_json_append(list.get(), std::move(device));
+    const double seconds = options.timeout_or(options.listen);
+    note_short_listening(seconds);
+    const Style style = Style::of_output(options);
+    DevicesSeen devices;
+    const auto deadline = after(seconds);
+    while (const std::optional<Report> report = session.next(deadline)) {
+        const size_t before = devices.size();
+        note_device(devices, *report);
+        if (devices.size() > before && !options.json) {
+            if (before == 0) {
+                puts(style.paint(Paint::faint, device_line(HEADING)).c_str());
+            }
+            puts(device_line(cells_of(report->macaddr, devices[report->macaddr])).c_str());
+            check_output();
+        }
     }
     if (options.json) {
-        puts(json_object_to_json_string_ext(list.get(), JSON_C_TO_STRING_PLAIN));
-    } else {
-        print_lines(list_lines(list.get(), {}, Style::of_output(options)));
+        puts(json_object_to_json_string_ext(json_of(devices).get(), JSON_C_TO_STRING_PLAIN));
+    } else if (devices.empty()) {
+        puts("none");
     }
     return devices.empty() ? NO_ANSWER : ANSWERED;
 }
@@ -51,14 +116,28 @@ ExitStatus get(const Options& options, const Arguments& arguments, const Reading
     const std::string device = choose_device(session, options);
     const Report report =
         ask(session, device, command.get(), reading.report, options.timeout_or(ANSWER_TIMEOUT));
-    const Style style = Style::of_output(options);
+    show(printable_report(report, options.show_secrets), options, arguments, reading);
+    if (holds_nothing(report.body())) {
+        check_wifi_manager(session, device, options);
+    }
+    return ANSWERED;
+}
+
+ExitStatus list_keys(const Options& options, const Setting& setting) {
+    JsonPtr list(json_object_new_array());
+    for (const SettingKey& key : setting.keys()) {
+        if (key.use == SettingKey::Use::reported) {
+            continue;
+        }
+        JsonPtr entry(json_object_new_object());
+        qv_json_add(entry.get(), "key", JsonPtr(json_object_new_string(key.name.c_str())));
+        qv_json_add(entry.get(), "limit", JsonPtr(json_object_new_string(key.limit.c_str())));
+        qv_json_append(list.get(), std::move(entry));
+    }
     if (options.json) {
-        puts(json_line(report).c_str());
-    } else if (!reading.distinct.empty()) {
-        print_lines(list_lines(distinct_entries(report.body(), reading.distinct).get(),
-                               reading.distinct, style));
+        puts(json_object_to_json_string_ext(list.get(), JSON_C_TO_STRING_PLAIN));
     } else {
-        print_lines(body_lines(report, arguments.all, style));
+        print_lines(list_lines(list.get(), {}, Style::of_output(options)));
     }
     return ANSWERED;
 }

@@ -1,6 +1,7 @@
 // qvctl: the controller's side of qvagent on the command line.
 #include "command_line.h"
 #include "generate.h"
+#include "terminal.h"
 
 #include <cstdio>
 
@@ -17,13 +18,16 @@ int main(int argc, char** argv) {
             const std::string text =
                 line.generated == "man" ? man_page(line) : bash_completion(line);
             fputs(text.c_str(), stdout);
+            check_output();
             return ANSWERED;
         }
         if (!line.run) {
             fputs(line.app.help().c_str(), stderr);
             return USAGE;
         }
-        return line.run();
+        const ExitStatus status = line.run();
+        check_output();
+        return status;
     } catch (const Failure& failure) {
         fprintf(stderr, "qvctl: %s\n", failure.what());
         return failure.status;

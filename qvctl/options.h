@@ -20,32 +20,44 @@ inline Clock::time_point after(double seconds) {
 struct Options {
     std::string host = "localhost";
     int port = 1883;
-    std::string device;            ///< lower-case MAC address; empty: the only one
+    std::string device; ///< lower-case MAC address, or the digits it ends in; empty: the only one
     std::optional<double> timeout; ///< seconds until an answer must be there
     double listen = 12;            ///< seconds in which every device must have spoken
     bool json = false;
     bool no_color = false;
+    bool show_secrets = false;
 
     double timeout_or(double usual) const {
         return timeout.value_or(usual);
     }
+    /// Whether `device` is a whole MAC address.
+    bool names_device() const;
+    /// Whether it may be that device, given by its MAC address.
+    bool means(const std::string& macaddr) const;
 };
+
+/// A MAC address, or its last digits, in any notation (02:11:22:33:44:55, 0211.2233.4455, 44-55)
+/// as Options hold it: in lower case, an address with colons and an ending without. Empty when it
+/// is neither.
+std::string normal_device(const std::string& typed);
 
 /// Arguments of the verbs.
 struct Arguments {
-    std::vector<std::string> settings; ///< of set: a file and key=value words
+    std::vector<std::string> settings; ///< of set: an entry, a file, key=value words
     std::string text;                  ///< notes, passthrough, clock, or the index of a MAC list
-    std::string image;
-    std::string md5sum;
-    int server_port = 80;
-    bool all = false;         ///< every member of a list's entries
-    bool replace = false;     ///< send what is given and nothing else
-    bool remove = false;      ///< delete MAC lists
-    bool save_config = false; ///< over a flashing
-    bool reboot = false;      ///< after a flashing
-    bool background = false;  ///< upgrade beside the device's other work
-    std::optional<int> count; ///< reports of watch, screens of top
-    double interval = 5;      ///< seconds between two questions of top
+    std::string image;                 ///< name on the download server, or a local file
+    std::string md5sum;                ///< empty: that of the local file
+    std::string served;                ///< local file to serve to the device, or none
+    std::optional<int> server_port;
+    bool all = false;            ///< every member of a list's entries
+    bool replace = false;        ///< empty what is not given
+    bool remove = false;         ///< delete MAC lists
+    bool discard_config = false; ///< with a flashing
+    bool reboot = false;         ///< after a flashing
+    bool wait_back = true;       ///< until the device runs what was flashed
+    bool background = false;     ///< upgrade beside the device's other work
+    std::optional<int> count;    ///< reports of watch, screens of top
+    double interval = 5;         ///< seconds between two questions of top
 };
 
 } // namespace qvctl

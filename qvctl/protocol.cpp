@@ -10,7 +10,6 @@
 #include "protocol/upgrade.h"
 
 #include <algorithm>
-#include <iterator>
 #include <sys/wait.h>
 
 namespace qvctl {
@@ -20,6 +19,8 @@ namespace {
 constexpr const char* AP_COLUMNS[] = {"ifname",  "parent", "ssid",      "bssid",
                                       "channel", "status", "numsta",    "txpower",
                                       "country", "ipaddr", "encryption"};
+constexpr const char* STA_COLUMNS[] = {"macaddr", "bssid",  "channel", "rssi",
+                                       "txrate",  "rxrate", "uptime",  "txpower"};
 constexpr const char* VAP_COLUMNS[] = {"ifname",     "device", "ssid",    "mode",    "channel",
                                        "encryption", "hidden", "isolate", "disabled"};
 constexpr const char* RADIO_COLUMNS[] = {"device", "hwmode",  "htmode",  "channel",
@@ -29,7 +30,7 @@ constexpr ReportKind REPORT_KINDS[] = {
     {REPORT_TYPE_DEVICE_DISCOVERY, "announcement"},
     {REPORT_TYPE_SYSTEM_STATS, "system statistics"},
     {REPORT_TYPE_AP_STATS, "access points", AP_COLUMNS},
-    {REPORT_TYPE_STA_STATS, "stations"},
+    {REPORT_TYPE_STA_STATS, "stations", STA_COLUMNS},
     {REPORT_TYPE_RADIO_STATS, "radio statistics"},
     {REPORT_TYPE_INTERFACE_STATS, "interfaces"},
     {REPORT_TYPE_UCI_SYSTEM, "system settings"},
@@ -91,41 +92,72 @@ void put_radio(json_object* settings, const std::string& key, JsonPtr value) {
               std::move(value));
 }
 
-std::vector<std::string> keys_of(RecordTable table) {
-    std::vector<std::string> keys;
-    for (const RecordField& field : table) {
-        if (qv_is_settable(field)) {
-            keys.emplace_back(field.key);
+using Use = SettingKey::Use;
+
+/// What the row takes.
+std::string limit_of(const RecordField& field) {
+    if (field.type == RecordFieldType::list) {
+        const RecordList& list = *field.special->list;
+        const RecordField& first = list.fields[0];
+        return "list of at most " + std::to_string(list.room) + ", each " +
+               (first.key == nullptr ? limit_of(first) : "with all of:");
+    }
+    if (qv_is_integer(field)) {
+        const IntegerRange range = qv_integer_range(field);
+        return "integer from " + std::to_string(range.lowest) + " to " +
+               std::to_string(range.highest);
+    }
+    return "at most " + std::to_string(qv_longest_text(field)) + " bytes";
+}
+
+/// The rows' keys and, behind a list, those of its entries.
+void add_keys(std::vector<SettingKey>& keys, RecordTable fields, const std::string& prefix = "") {
+    for (const RecordField& field : fields) {
+        const std::string name = prefix + field.key;
+        const bool is_set = qv_is_settable(field);
+        keys.push_back({name, limit_of(field),
+                        !is_set          ? Use::reported
+                        : prefix.empty() ? Use::word
+                                         : Use::nested});
+        if (is_set && field.type == RecordFieldType::list &&
+            field.special->list->fields[0].key != nullptr) {
+            add_keys(keys, field.special->list->fields, name + "[].");
         }
     }
+}
+
+std::vector<SettingKey> keys_of(RecordTable fields) {
+    std::vector<SettingKey> keys;
+    add_keys(keys, fields);
     return keys;
 }
 
-std::vector<std::string> system_keys() {
+std::vector<SettingKey> system_keys() {
     return keys_of(qv_system_config_fields);
 }
-std::vector<std::string> vap_keys() {
+std::vector<SettingKey> vap_keys() {
     return keys_of(qv_vap_fields);
 }
-std::vector<std::string> radio_keys() {
-    std::vector<std::string> keys = keys_of(qv_radio_config_fields);
-    keys.pop_back(); // the list of VAPs; the keys of its one entry stand for it
-    std::ranges::move(keys_of(qv_first_vap_fields), std::back_inserter(keys));
+std::vector<SettingKey> radio_keys() {
+    // Its last row is the list of VAPs; the keys of its one entry stand for it.
+    const RecordTable fields = qv_radio_config_fields;
+    std::vector<SettingKey> keys = keys_of(fields.first(fields.size() - 1));
+    add_keys(keys, qv_first_vap_fields);
     return keys;
 }
-std::vector<std::string> access_point_keys() {
+std::vector<SettingKey> access_point_keys() {
     return keys_of(qv_apconfigs_fields);
 }
-std::vector<std::string> lan_keys() {
+std::vector<SettingKey> lan_keys() {
     return keys_of(qv_network_lan_fields);
 }
-std::vector<std::string> wan_keys() {
+std::vector<SettingKey> wan_keys() {
     return keys_of(qv_network_wan_fields);
 }
-std::vector<std::string> wan6_keys() {
+std::vector<SettingKey> wan6_keys() {
     return keys_of(qv_network_wan6_fields);
 }
-std::vector<std::string> maclist_keys() {
+std::vector<SettingKey> maclist_keys() {
     return keys_of(qv_maclist_fields);
 }
 
@@ -140,10 +172,11 @@ constexpr Setting SETTINGS[] = {
      .put = put_plain,
      .keys = system_keys},
     {.name = "vap",
-     .help = "One VAP, named by ifname; what is not named is sent empty",
+     .help = "One VAP, named by ifname",
      .command = COMMAND_SET_VAP_AND_REPORT,
      .key = "vap_config",
      .report = REPORT_TYPE_UCI_VAP_LIST,
+     .read_command = COMMAND_GET_VAP_LIST,
      .entry_key = "ifname",
      .check = check_vap,
      .put = put_plain,
@@ -155,6 +188,7 @@ constexpr Setting SETTINGS[] = {
      .command = COMMAND_SET_RADIO,
      .key = "general_data",
      .report = REPORT_TYPE_UCI_RADIO_LIST,
+     .confirm_command = COMMAND_GET_VAP_LIST,
      .entry_key = "radio_name",
      .check = check_radio,
      .put = put_radio,
@@ -163,6 +197,7 @@ constexpr Setting SETTINGS[] = {
      .help = "All radios with all their VAPs; every member must be given",
      .command = COMMAND_SET_APCONFIGS,
      .key = "apconfigs",
+     .confirm_command = COMMAND_GET_VAP_LIST,
      .check = check_access_point,
      .put = put_plain,
      .keys = access_point_keys},
@@ -219,6 +254,16 @@ std::span<const Setting> settings() {
     return SETTINGS;
 }
 
+std::vector<std::string> words_of(const Setting& setting) {
+    std::vector<std::string> words;
+    for (const SettingKey& key : setting.keys()) {
+        if (key.use == Use::word) {
+            words.push_back(key.name);
+        }
+    }
+    return words;
+}
+
 std::string upgrade_status_text(int status, CommandType job) {
     // The flashing tool's own status, as wait(2) gives it, negated.
     if (status < 0 && job == COMMAND_FW_FLASH && WIFSIGNALED(-status)) {
@@ -228,10 +273,10 @@ std::string upgrade_status_text(int status, CommandType job) {
     case UPDATA_FLASHED_IMAGE: return "the image that lay on the device was flashed";
     case UPDATA_ACCEPTED: return "accepted, downloading";
     case UPDATA_FLASHING: return "image verified, flashing";
-    case UPDATA_DONE: return "flashed, or handed to the tool that flashes and restarts the device";
+    case UPDATA_DONE: return "flashed, or handed to the tool that does it";
     case UPDATA_DOWNLOAD_FAILED: return "the download failed, or the command was refused";
-    case UPDATA_CHECKSUM_WRONG: return "the image's MD5 sum is wrong or could not be computed";
-    case UPDATA_FLASHING_FAILED: return "flashing failed, or there is no tool for this board";
+    case UPDATA_CHECKSUM_WRONG: return "the image's MD5 sum is wrong, or no tool told it";
+    case UPDATA_FLASHING_FAILED: return "flashing failed, or no tool for this board";
     case UPDATA_BOARD_UNREADABLE: return "the device cannot tell which board it is";
     }
     if (status < 0 && WIFEXITED(-status)) {

@@ -37,6 +37,17 @@ struct Reading {
 };
 std::span<const Reading> readings();
 
+/// A member of settings.
+struct SettingKey {
+    std::string name; ///< with the lists that it lies in, as in "radio_list[].ssid"
+    std::string limit;
+    enum class Use {
+        word,     ///< key=value may name it
+        nested,   ///< only a list's JSON does
+        reported, ///< reports name it, and commands do not
+    } use = Use::word;
+};
+
 /// Something to set.
 struct Setting {
     const char* name;
@@ -47,6 +58,8 @@ struct Setting {
     ReportType report = REPORT_TYPE_NONE;
     /// Command that reads them, for settings that a command replaces as a whole.
     int read_command = 0;
+    /// Command that brings the VAP list, where that tells what the report does not.
+    int confirm_command = 0;
     /// Member that says which entry of a list is meant.
     const char* entry_key = nullptr;
     /// The device connects to the broker again after that command.
@@ -55,10 +68,12 @@ struct Setting {
     void (*check)(json_object* settings);
     /// Puts key and value where they belong.
     void (*put)(json_object* settings, const std::string& key, JsonPtr value);
-    /// Keys that key=value may name.
-    std::vector<std::string> (*keys)();
+    std::vector<SettingKey> (*keys)();
 };
 std::span<const Setting> settings();
+
+/// Names of the keys that key=value may name.
+std::vector<std::string> words_of(const Setting& setting);
 
 /// Status of a firmware job in words. What is below 0 means another thing after a flash than after
 /// an upgrade.

@@ -1,5 +1,7 @@
 #include "report_view.h"
 
+#include "terminal.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <set>
@@ -56,7 +58,53 @@ bool is_list_of_objects(json_object* value) {
     return true;
 }
 
+/// Takes columns from the right until the table fits. Returns how many are left.
+size_t narrow(std::vector<std::vector<std::string>>& rows, size_t columns) {
+    const auto is_too_wide = [columns](const std::string& line) {
+        return columns_of(line) > columns;
+    };
+    while (columns > 0 && rows[0].size() > 1 && std::ranges::any_of(align(rows), is_too_wide)) {
+        for (std::vector<std::string>& row : rows) {
+            row.pop_back();
+        }
+    }
+    return rows[0].size();
+}
+
+/// Names the members that a table does not show, at most as many as find room on a line.
+void add_left_out(std::vector<std::string>& lines, std::span<const char* const> all,
+                  std::span<const char* const> shown, const Style& style) {
+    std::string names;
+    size_t count = 0;
+    for (const char* const key : all) {
+        if (std::ranges::find(shown, std::string_view(key)) == shown.end()) {
+            names += (names.empty() ? "" : ", ") + printable(key);
+            ++count;
+        }
+    }
+    if (count == 0) {
+        return;
+    }
+    const std::string text = "left out, see --all: " + std::to_string(count) +
+                             (count == 1 ? " member: " : " members: ") + names;
+    lines.push_back(style.paint(Paint::faint, shortened(text, style.columns, style)));
+}
+
 } // namespace
+
+bool holds_nothing(json_object* value) {
+    if (json_object_is_type(value, json_type_object) == 0) {
+        const std::string text = cell_of(value);
+        return text.empty() || text == "0" || text == "[ ]" || text == "null";
+    }
+    json_object_object_foreach(value, key, member) {
+        (void)key;
+        if (!holds_nothing(member)) {
+            return false;
+        }
+    }
+    return true;
+}
 
 std::string cell_of(json_object* value) {
     const char* const text = json_object_is_type(value, json_type_string) != 0
@@ -71,9 +119,10 @@ std::vector<std::string> list_lines(json_object* list, std::span<const char* con
     if (count == 0) {
         return {style.paint(Paint::faint, "none")};
     }
+    std::vector<const char*> all = keys_of(json_object_array_get_idx(list, 0));
     std::vector<const char*> keys(columns.begin(), columns.end());
     if (keys.empty()) {
-        keys = keys_of(json_object_array_get_idx(list, 0));
+        keys = all;
     }
     std::vector<std::vector<std::string>> rows{{}};
     for (const char* const key : keys) {
@@ -86,8 +135,12 @@ std::vector<std::string> list_lines(json_object* list, std::span<const char* con
             rows.back().push_back(value == nullptr ? "" : cell_of(value));
         }
     }
+    keys.resize(narrow(rows, style.columns));
     std::vector<std::string> lines = align(rows);
     lines[0] = style.paint(Paint::faint, lines[0]);
+    if (style.columns > 0) {
+        add_left_out(lines, all, keys, style);
+    }
     return lines;
 }
 
@@ -140,7 +193,7 @@ void print_lines(const std::vector<std::string>& lines, const char* indent) {
     for (const std::string& line : lines) {
         printf("%s%s\n", line.empty() ? "" : indent, line.c_str());
     }
-    fflush(stdout);
+    check_output();
 }
 
 } // namespace qvctl

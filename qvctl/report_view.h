@@ -12,13 +12,18 @@
 
 namespace qvctl {
 
-/// A list of objects as a table of these members, or of all when there are none.
+/// A list of objects as a table of these members, or of all when there are none. On a terminal as
+/// many of them as it has room for, and a last line that names those left out.
 std::vector<std::string> list_lines(json_object* list, std::span<const char* const> columns,
                                     const Style& style);
 
 /// The body of a report: a list as a table, an object as one line per member, a number as it is.
 /// `all` shows every member of a list's entries, one line each.
 std::vector<std::string> body_lines(const Report& report, bool all, const Style& style);
+
+/// Whether there is nothing but zeros, empty texts and empty lists in it, as in the reports of a
+/// device whose wifi manager does not answer.
+bool holds_nothing(json_object* value);
 
 /// The first entry for each value of the first of these members, with these members only.
 JsonPtr distinct_entries(json_object* list, std::span<const char* const> columns);

@@ -70,46 +70,50 @@ void check_password(const std::string& password) {
     check_no_control("password", password);
 }
 
+ExitStatus send_to_device(const Options& options, const JsonPtr& command) {
+    Session session(options);
+    send_only(session, choose_device(session, options), options, command.get());
+    return ANSWERED;
+}
+
 } // namespace
 
-ExitStatus send_only(const Options& options, json_object* command) {
-    Session session(options);
-    const std::string device = choose_device(session, options);
-    session.send(device, command);
+void send_only(Session& session, const std::string& device, const Options& options,
+               json_object* command) {
+    session.send(device, command, Delivery::acknowledged);
     const int type = json_object_get_int(qv_json_member(command, "type"));
     if (options.json) {
         printf("{\"sent\":%d,\"macaddr\":\"%s\"}\n", type, device.c_str());
     } else {
         printf("sent to %s; the device confirms command %d by no report\n", device.c_str(), type);
     }
-    return ANSWERED;
 }
 
 ExitStatus set_clock(const Options& options, const Arguments& arguments) {
     const std::optional<int64_t> time = clock_time(arguments.text);
-    return send_only(options, new_command(COMMAND_SET_CLOCK, nullptr, time).get());
+    return send_to_device(options, new_command(COMMAND_SET_CLOCK, nullptr, time));
 }
 
 ExitStatus set_password(const Options& options, const Arguments& /*arguments*/) {
     const std::string password = read_password();
     check_password(password);
-    return send_only(options, new_command(COMMAND_SET_PASSWORD, general_data(password)).get());
+    return send_to_device(options, new_command(COMMAND_SET_PASSWORD, general_data(password)));
 }
 
 ExitStatus set_notes(const Options& options, const Arguments& arguments) {
     check_text("equipment_notes", arguments.text, EQUIPMENT_NOTES_MAX);
-    return send_only(options,
-                     new_command(COMMAND_SET_EQUIPMENT_NOTES, general_data(arguments.text)).get());
+    return send_to_device(options,
+                          new_command(COMMAND_SET_EQUIPMENT_NOTES, general_data(arguments.text)));
 }
 
 ExitStatus reload_wifi(const Options& options, const Arguments& /*arguments*/) {
-    return send_only(options, new_command(COMMAND_WIFI_RELOAD).get());
+    return send_to_device(options, new_command(COMMAND_WIFI_RELOAD));
 }
 
 ExitStatus pass_through(const Options& options, const Arguments& arguments) {
     check_text("general_data", arguments.text, GENERAL_DATA_MAX);
-    return send_only(options,
-                     new_command(COMMAND_SET_GENERAL_DATA, general_data(arguments.text)).get());
+    return send_to_device(options,
+                          new_command(COMMAND_SET_GENERAL_DATA, general_data(arguments.text)));
 }
 
 } // namespace qvctl

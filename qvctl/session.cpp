@@ -1,74 +1,49 @@
 #include "session.h"
 
 #include "failure.h"
+#include "platform/scoped_fd.h"
 #include "protocol/topics.h"
+#include "words.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
+#include <sys/socket.h>
 #include <vector>
 
 namespace qvctl {
 
 namespace {
 
-constexpr int KEEP_ALIVE = 15; // seconds
+constexpr int KEEP_ALIVE = 15; // seconds, as the two below
 constexpr double BROKER_TIMEOUT = 10;
+constexpr double FAREWELL_TIMEOUT = 3;
+constexpr double RECONNECT_PAUSE = 1;
 /// The library wants its housekeeping done about once a second.
 constexpr std::chrono::milliseconds HOUSEKEEPING{1000};
-
-Report read_report(std::string text) {
-    Report report{.text = std::move(text)};
-    report.root.reset(json_tokener_parse(report.text.c_str()));
-    if (json_object_is_type(report.root.get(), json_type_object) == 0) {
-        report.root.reset();
-        return report;
-    }
-    report.type = json_object_get_int(qv_json_member(report.root.get(), "type"));
-    report.macaddr = report.member("macaddr");
-    std::ranges::transform(report.macaddr, report.macaddr.begin(), [](char character) {
-        return character >= 'A' && character <= 'F' ? static_cast<char>(character - 'A' + 'a')
-                                                    : character;
-    });
-    return report;
-}
-
-json_object_iterator first_of_data(const Report& report, json_object*& data) {
-    data = qv_json_member(report.root.get(), "data");
-    if (json_object_is_type(data, json_type_object) == 0 || json_object_object_length(data) == 0) {
-        data = nullptr;
-        return json_object_iter_init_default();
-    }
-    return json_object_iter_begin(data);
-}
+constexpr int NOT_GRANTED = 0x80; // in place of a QoS
 
 int milliseconds_until(Clock::time_point deadline) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
     return static_cast<int>(std::clamp(left, std::chrono::milliseconds(0), HOUSEKEEPING).count());
 }
 
+/// Whether the other end has closed the connection. What it sent before is dropped.
+bool is_closed(int socket) {
+    char ignored[4096];
+    ssize_t size = 0;
+    while ((size = recv(socket, ignored, sizeof ignored, MSG_DONTWAIT)) > 0) {
+    }
+    return size == 0 || (errno != EAGAIN && errno != EINTR);
+}
+
 } // namespace
 
-std::string Report::member(const char* key) const {
-    json_object* const value = qv_json_member(root.get(), key);
-    return value == nullptr ? "" : json_object_get_string(value);
-}
-
-json_object* Report::body() const {
-    json_object* data = nullptr;
-    const json_object_iterator first = first_of_data(*this, data);
-    return data == nullptr ? nullptr : json_object_iter_peek_value(&first);
-}
-
-std::string Report::data_key() const {
-    json_object* data = nullptr;
-    const json_object_iterator first = first_of_data(*this, data);
-    return data == nullptr ? "" : json_object_iter_peek_name(&first);
-}
-
-Session::Session(const Options& options)
+Session::Session(const Options& options, OnLoss on_loss)
     : broker_(options.host + ":" + std::to_string(options.port)),
+      timeout_(options.timeout_or(BROKER_TIMEOUT)), on_loss_(on_loss),
       client_(mosquitto_new(nullptr, true, this)) {
     if (client_ == nullptr) {
         fail(strerror(errno));
@@ -78,7 +53,7 @@ Session::Session(const Options& options)
     mosquitto_publish_callback_set(client_.get(), on_publish);
     mosquitto_message_callback_set(client_.get(), on_message);
     check(mosquitto_connect_async(client_.get(), options.host.c_str(), options.port, KEEP_ALIVE));
-    const auto deadline = after(BROKER_TIMEOUT);
+    const auto deadline = after(timeout_);
     while (!subscribed_) {
         // The library knows best how to wait for a connection that is still being made.
         check(mosquitto_loop(client_.get(), milliseconds_until(deadline), 1));
@@ -88,14 +63,18 @@ Session::Session(const Options& options)
     }
 }
 
-void Session::send(const std::string& macaddr, json_object* command) {
+Session::~Session() {
+    leave();
+}
+
+void Session::send(const std::string& macaddr, json_object* command, Delivery delivery) {
     const std::string topic = COMMAND_TOPIC_START + macaddr;
     const char* const text = json_object_to_json_string_ext(command, JSON_C_TO_STRING_PLAIN);
     int message = 0;
     check(mosquitto_publish(client_.get(), &message, topic.c_str(), static_cast<int>(strlen(text)),
-                            text, 0, false));
-    const auto deadline = after(BROKER_TIMEOUT);
-    while (written_ != message) {
+                            text, static_cast<int>(delivery), false));
+    const auto deadline = after(timeout_);
+    while (delivered_ != message && subscribed_) {
         if (Clock::now() >= deadline) {
             fail("takes no messages");
         }
@@ -103,12 +82,19 @@ void Session::send(const std::string& macaddr, json_object* command) {
     }
 }
 
+void Session::overhear(const std::string& macaddr) {
+    overheard_ = COMMAND_TOPIC_START + macaddr;
+    subscribe();
+}
+
 std::optional<Report> Session::next(Clock::time_point deadline, std::span<pollfd> others) {
     const auto is_readable = [](const pollfd& other) { return other.revents != 0; };
+    const bool was_connected = connected();
     for (pollfd& other : others) {
         other.revents = 0;
     }
-    while (reports_.empty() && std::ranges::none_of(others, is_readable)) {
+    while (reports_.empty() && std::ranges::none_of(others, is_readable) &&
+           connected() == was_connected) {
         if (Clock::now() >= deadline) {
             return std::nullopt;
         }
@@ -127,13 +113,22 @@ void Session::forget() {
     reports_.clear();
 }
 
+void Session::subscribe() {
+    mosquitto_subscribe(client_.get(), nullptr, REPORT_TOPIC, 0);
+    if (!overheard_.empty()) {
+        mosquitto_subscribe(client_.get(), nullptr, overheard_.c_str(), 0);
+    }
+}
+
 /// Waits once, until the deadline at most, and does what is due.
 void Session::work(Clock::time_point deadline, std::span<pollfd> others) {
+    if (socket() < 0) {
+        deadline = std::min(deadline, next_attempt_);
+    }
     std::vector<pollfd> descriptors(others.begin(), others.end());
     const short write_too = mosquitto_want_write(client_.get()) ? POLLOUT : short{0};
-    descriptors.push_back({.fd = mosquitto_socket(client_.get()),
-                           .events = static_cast<short>(POLLIN | write_too),
-                           .revents = 0});
+    descriptors.push_back(
+        {.fd = socket(), .events = static_cast<short>(POLLIN | write_too), .revents = 0});
     if (poll(descriptors.data(), descriptors.size(), milliseconds_until(deadline)) < 0) {
         if (errno != EINTR) {
             fail(strerror(errno));
@@ -142,6 +137,10 @@ void Session::work(Clock::time_point deadline, std::span<pollfd> others) {
     }
     for (size_t i = 0; i < others.size(); ++i) {
         others[i].revents = descriptors[i].revents;
+    }
+    if (socket() < 0) {
+        connect_again();
+        return;
     }
     const short events = descriptors.back().revents;
     if ((events & (POLLIN | POLLERR | POLLHUP)) != 0) {
@@ -153,12 +152,50 @@ void Session::work(Clock::time_point deadline, std::span<pollfd> others) {
     check(mosquitto_loop_misc(client_.get()));
 }
 
-void Session::check(int result) const {
+void Session::connect_again() {
+    if (Clock::now() >= next_attempt_) {
+        next_attempt_ = after(RECONNECT_PAUSE);
+        mosquitto_reconnect_async(client_.get());
+    }
+}
+
+/// Leaves with a DISCONNECT and reads until the broker has closed its end. A socket that is closed
+/// with reports unread resets the connection, and brokers then drop what they have not read of it.
+void Session::leave() {
+    const ScopedFd kept(fcntl(socket(), F_DUPFD_CLOEXEC, 0)); // the library closes its own
+    if (!kept.valid() || mosquitto_disconnect(client_.get()) != MOSQ_ERR_SUCCESS) {
+        return;
+    }
+    const auto deadline = after(FAREWELL_TIMEOUT);
+    bool written = false;
+    while (!is_closed(kept.get()) && Clock::now() < deadline) {
+        if (!written && socket() < 0) {
+            written = true;
+            shutdown(kept.get(), SHUT_WR);
+        }
+        const short write_too = written ? short{0} : POLLOUT;
+        pollfd descriptor{
+            .fd = kept.get(), .events = static_cast<short>(POLLIN | write_too), .revents = 0};
+        poll(&descriptor, 1, milliseconds_until(deadline));
+        if (!written && (descriptor.revents & POLLOUT) != 0) {
+            mosquitto_loop_write(client_.get(), 1);
+        }
+    }
+}
+
+void Session::check(int result) {
+    if (result == MOSQ_ERR_SUCCESS && refusal_.empty()) {
+        return;
+    }
+    if (on_loss_ == OnLoss::reconnect && was_subscribed_) {
+        subscribed_ = false;
+        refusal_.clear();
+        return;
+    }
     if (!refusal_.empty()) {
         fail(refusal_);
     }
     switch (result) {
-    case MOSQ_ERR_SUCCESS: return;
     case MOSQ_ERR_ERRNO: fail(strerror(errno));
     case MOSQ_ERR_CONN_LOST: fail(subscribed_ ? "connection lost" : "connection refused");
     default: fail(mosquitto_strerror(result));
@@ -169,26 +206,40 @@ void Session::fail(const std::string& reason) const {
     throw Failure(REFUSED, "broker " + broker_ + ": " + reason);
 }
 
-void Session::on_connect(mosquitto* client, void* session, int result) {
+void Session::on_connect(mosquitto* /*client*/, void* session, int result) {
+    auto* const self = static_cast<Session*>(session);
     if (result != 0) {
-        static_cast<Session*>(session)->refusal_ = mosquitto_connack_string(result);
+        self->refusal_ = mosquitto_connack_string(result);
         return;
     }
-    mosquitto_subscribe(client, nullptr, REPORT_TOPIC, 0);
+    self->subscribe();
 }
 
-void Session::on_subscribe(mosquitto* /*client*/, void* session, int /*message*/, int /*count*/,
-                           const int* /*granted*/) {
-    static_cast<Session*>(session)->subscribed_ = true;
+void Session::on_subscribe(mosquitto* /*client*/, void* session, int /*message*/, int count,
+                           const int* granted) {
+    auto* const self = static_cast<Session*>(session);
+    const bool is_granted = count > 0 && granted[0] < NOT_GRANTED;
+    if (!is_granted && !self->subscribed_) { // the reports come first
+        self->refusal_ = std::string("does not let ") + REPORT_TOPIC + " be read";
+        return;
+    }
+    self->subscribed_ = true;
+    self->was_subscribed_ = true;
 }
 
 void Session::on_publish(mosquitto* /*client*/, void* session, int message) {
-    static_cast<Session*>(session)->written_ = message;
+    static_cast<Session*>(session)->delivered_ = message;
 }
 
 void Session::on_message(mosquitto* /*client*/, void* session, const mosquitto_message* message) {
-    static_cast<Session*>(session)->reports_.push_back(read_report(std::string(
-        static_cast<const char*>(message->payload), static_cast<size_t>(message->payloadlen))));
+    Report report = read_report(std::string(static_cast<const char*>(message->payload),
+                                            static_cast<size_t>(message->payloadlen)));
+    const std::string_view topic = message->topic;
+    if (topic != REPORT_TOPIC) {
+        report.is_command = true;
+        report.macaddr = topic.substr(std::min(topic.size(), strlen(COMMAND_TOPIC_START)));
+    }
+    static_cast<Session*>(session)->reports_.push_back(std::move(report));
 }
 
 } // namespace qvctl

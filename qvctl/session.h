@@ -4,7 +4,7 @@
 #define QVCTL_SESSION_H
 
 #include "options.h"
-#include "json/json_scope.h"
+#include "report.h"
 
 #include <deque>
 #include <memory>
@@ -16,37 +16,52 @@
 
 namespace qvctl {
 
-/// One message of the report topic.
-struct Report {
-    std::string text; ///< as received
-    JsonPtr root{};   ///< none when it is no JSON object
-    int type = -1;
-    std::string macaddr{}; ///< empty when it names none
+/// What a session does that has lost its broker: what shows devices for hours outlives a restart.
+enum class OnLoss { fail, reconnect };
 
-    /// Member of the envelope as text; empty when it is missing.
-    std::string member(const char* key) const;
-    /// The one member of "data", or none. Borrowed.
-    json_object* body() const;
-    /// The key of that member.
-    std::string data_key() const;
-};
+/// When a command counts as sent: written to the socket (QoS 0), which is enough where a report
+/// answers it, or acknowledged by the broker (QoS 1).
+enum class Delivery : int { written = 0, acknowledged = 1 };
 
 class Session {
 public:
-    /// Connects and subscribes to the reports. Throws Failure when the broker cannot be reached.
-    explicit Session(const Options& options);
+    /// Connects and subscribes to the reports. Throws Failure when the broker cannot be reached
+    /// in time.
+    explicit Session(const Options& options, OnLoss on_loss = OnLoss::fail);
+    /// Takes leave of the broker, which may take a moment.
+    ~Session();
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
-    /// Publishes a command to a device and returns when it has left for the broker.
-    void send(const std::string& macaddr, json_object* command);
+    /// Publishes a command to a device and returns when it is delivered. Throws Failure when it is
+    /// not in time; a session that reconnects drops it instead while there is no broker.
+    void send(const std::string& macaddr, json_object* command,
+              Delivery delivery = Delivery::written);
 
-    /// The next report, or none at the deadline or as soon as one of the other descriptors is
-    /// readable, which their revents then say. Throws Failure when the broker is lost.
+    /// From now on next() returns what anyone sends to that device, too, where the broker lets it
+    /// be read.
+    void overhear(const std::string& macaddr);
+
+    /// The next report, or none at the deadline, when the broker has been lost or found again, or
+    /// as soon as one of the other descriptors is readable, which their revents then say. Throws
+    /// Failure when the broker is lost to a session that does not reconnect.
     std::optional<Report> next(Clock::time_point deadline, std::span<pollfd> others = {});
 
     /// Drops the reports that have arrived so far.
     void forget();
+
+    /// Whether there is a broker.
+    bool connected() const {
+        return subscribed_;
+    }
+    /// Its host and port.
+    const std::string& broker() const {
+        return broker_;
+    }
+    /// The socket to the broker, or -1.
+    int socket() const {
+        return mosquitto_socket(client_.get());
+    }
 
 private:
     struct ClientDeleter {
@@ -63,22 +78,31 @@ private:
         }
     };
 
+    void subscribe();
     void work(Clock::time_point deadline, std::span<pollfd> others);
-    void check(int result) const;
+    void connect_again();
+    void leave();
+    void check(int result);
     [[noreturn]] void fail(const std::string& reason) const;
 
     static void on_connect(mosquitto* client, void* session, int result);
-    static void on_subscribe(mosquitto* client, void* session, int, int, const int*);
+    static void on_subscribe(mosquitto* client, void* session, int message, int count,
+                             const int* granted);
     static void on_publish(mosquitto* client, void* session, int message);
     static void on_message(mosquitto* client, void* session, const mosquitto_message* message);
 
     Library library_;
     std::string broker_; ///< host:port
+    double timeout_;     ///< of the connection and of a delivery, in seconds
+    OnLoss on_loss_;
     std::unique_ptr<mosquitto, ClientDeleter> client_;
     std::deque<Report> reports_;
     std::string refusal_;
+    std::string overheard_; ///< command topic, or none
     bool subscribed_ = false;
-    int written_ = 0; ///< message last written to the broker
+    bool was_subscribed_ = false; ///< ever
+    Clock::time_point next_attempt_{};
+    int delivered_ = 0; ///< message last delivered to the broker
 };
 
 } // namespace qvctl

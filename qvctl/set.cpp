@@ -1,12 +1,15 @@
 #include "checks.h"
+#include "confirm.h"
 #include "dialogue.h"
 #include "protocol/system_config_record.h"
 #include "report_view.h"
+#include "secrets.h"
 #include "settings_words.h"
 #include "verbs.h"
 
 #include <cstdio>
-#include <string_view>
+#include <utility>
+#include <vector>
 
 namespace qvctl {
 
@@ -16,36 +19,66 @@ namespace {
 /// announces itself two seconds later.
 constexpr double RECONNECTION_TIMEOUT = 30;
 
-/// A device whose wifi manager has not answered reports every text empty. Sent back, that would
-/// empty the section.
-bool holds_nothing(json_object* settings) {
-    json_object_object_foreach(settings, key, value) {
-        (void)key;
-        if (!cell_of(value).empty()) {
-            return false;
+/// The entry of a reported list that is meant, or the reported object.
+json_object* held_settings(const Report& report, const Setting& setting, json_object* given) {
+    json_object* const body = report.body();
+    if (setting.entry_key == nullptr) {
+        return body;
+    }
+    const std::string name = cell_of(qv_json_member(given, setting.entry_key));
+    const size_t count =
+        json_object_is_type(body, json_type_array) != 0 ? json_object_array_length(body) : 0;
+    for (size_t i = 0; i < count; ++i) {
+        json_object* const entry = json_object_array_get_idx(body, i);
+        if (cell_of(qv_json_member(entry, setting.entry_key)) == name) {
+            return entry;
         }
     }
-    return true;
+    throw Failure(REFUSED, std::string("the device reports no ") + setting.name + " " + name);
+}
+
+/// Only what a command may name, for a start: reports hold more.
+JsonPtr settable(const Setting& setting, json_object* held) {
+    JsonPtr settings(json_object_new_object());
+    for (const std::string& key : words_of(setting)) {
+        if (json_object* const value = qv_json_member(held, key.c_str()); value != nullptr) {
+            qv_json_add(settings.get(), key.c_str(), JsonPtr(json_object_get(value)));
+        }
+    }
+    return settings;
+}
+
+/// A frequency belongs to its channel: who sets one of them does not mean to keep the other.
+void drop_counterpart(json_object* settings, json_object* given) {
+    constexpr std::pair<const char*, const char*> COUNTERPARTS[] = {{"channel", "freq"},
+                                                                    {"freq", "channel"}};
+    for (const auto& [one, other] : COUNTERPARTS) {
+        if (qv_json_member(given, one) != nullptr && qv_json_member(given, other) == nullptr) {
+            json_object_object_del(settings, other);
+        }
+    }
 }
 
 /// The settings as the device holds them, with those given in their place: the command replaces
-/// the section as a whole.
+/// them as a whole.
 JsonPtr merge(Session& session, const std::string& device, const Options& options,
-              const Setting& setting, JsonPtr given) {
+              const Setting& setting, json_object* given) {
     const Report report = ask(session, device, new_command(setting.read_command).get(),
                               setting.report, options.timeout_or(ANSWER_TIMEOUT));
-    JsonPtr merged(json_object_get(report.body()));
-    if (json_object_is_type(merged.get(), json_type_object) == 0) {
+    json_object* const held = held_settings(report, setting, given);
+    if (json_object_is_type(held, json_type_object) == 0) {
         throw Failure(REFUSED, "the device reports no settings to keep; --replace sends the given "
                                "ones alone");
     }
-    if (holds_nothing(merged.get())) {
+    if (holds_nothing(held)) { // sent back, that would empty the section
         throw Failure(REFUSED, "the device reports every setting empty, as when its wifi manager "
                                "does not answer; --replace sends the given ones alone");
     }
-    json_object_object_foreach(given.get(), key, value) {
+    JsonPtr merged = settable(setting, held);
+    json_object_object_foreach(given, key, value) {
         qv_json_add(merged.get(), key, JsonPtr(json_object_get(value)));
     }
+    drop_counterpart(merged.get(), given);
     if (setting.report == REPORT_TYPE_UCI_SYSTEM &&
         qv_json_member(merged.get(), SYSTEM_SERVER_KEY) == nullptr) {
         fputs("note: the device reports no time servers, also when it has ten; they end\n", stderr);
@@ -56,54 +89,17 @@ JsonPtr merge(Session& session, const std::string& device, const Options& option
     return merged;
 }
 
-/// The entry of a reported list that was set, or the reported object.
-json_object* held_settings(const Report& report, const Setting& setting, json_object* sent) {
-    json_object* const body = report.body();
-    if (setting.entry_key == nullptr) {
-        return body;
-    }
-    const std::string name = cell_of(qv_json_member(sent, setting.entry_key));
-    const size_t count =
-        json_object_is_type(body, json_type_array) != 0 ? json_object_array_length(body) : 0;
-    for (size_t i = 0; i < count; ++i) {
-        json_object* const entry = json_object_array_get_idx(body, i);
-        if (cell_of(qv_json_member(entry, setting.entry_key)) == name) {
-            return entry;
+/// Says what becomes empty where nothing is kept.
+void note_replaced(const Setting& setting, json_object* given) {
+    std::string names;
+    for (const std::string& key : words_of(setting)) {
+        if (qv_json_member(given, key.c_str()) == nullptr) {
+            names += (names.empty() ? "" : ", ") + key;
         }
     }
-    return nullptr;
-}
-
-/// Whether a value sent and one reported can be told apart: names of channels and countries come
-/// back as numbers, and what an empty text of an entry does is the wifi manager's to decide.
-bool is_comparable(const Setting& setting, const std::string& sent, json_object* held) {
-    if (held == nullptr || (setting.entry_key != nullptr && sent.empty())) {
-        return false;
+    if (!names.empty()) {
+        fprintf(stderr, "note: becomes empty: %s\n", names.c_str());
     }
-    return json_object_is_type(held, json_type_int) == 0 ||
-           (!sent.empty() && sent.find_first_not_of("0123456789") == sent.npos);
-}
-
-/// Says what the device holds otherwise than it was sent. Returns whether nothing was.
-bool taken_over(const Report& report, const Setting& setting, json_object* sent) {
-    json_object* const held = held_settings(report, setting, sent);
-    if (held == nullptr) {
-        fprintf(stderr, "qvctl: the device reports no %s %s\n", setting.name,
-                cell_of(qv_json_member(sent, setting.entry_key)).c_str());
-        return false;
-    }
-    bool all = true;
-    json_object_object_foreach(sent, key, value) {
-        json_object* const now = qv_json_member(held, key);
-        const std::string asked = cell_of(value);
-        if (is_comparable(setting, asked, now) && cell_of(now) != asked) {
-            fprintf(stderr,
-                    "qvctl: not taken over: %s: asked for \"%s\", the device holds \"%s\"\n", key,
-                    asked.c_str(), cell_of(now).c_str());
-            all = false;
-        }
-    }
-    return all;
 }
 
 void require_entry(const Setting& setting, json_object* settings) {
@@ -113,33 +109,59 @@ void require_entry(const Setting& setting, json_object* settings) {
     }
 }
 
+/// Secrets that were read hidden stay as they are, where anything does.
+void refuse_hidden(json_object* given, bool keeps_the_rest) {
+    if (keeps_the_rest) {
+        drop_hidden(given);
+    }
+    if (const std::string key = first_hidden(given); !key.empty()) {
+        throw Failure(REFUSED, key + ": is \"" + std::string(HIDDEN) +
+                                   "\", as get shows it without --show-secrets");
+    }
+}
+
+void show(const Report& report, const Options& options) {
+    const Report shown = printable_report(report, options.show_secrets);
+    if (options.json) {
+        puts(json_line(shown).c_str());
+    } else {
+        print_lines(body_lines(shown, false, Style::of_output(options)));
+    }
+}
+
 } // namespace
 
 ExitStatus set(const Options& options, const Arguments& arguments, const Setting& setting) {
-    GivenSettings given = read_settings(setting, arguments.settings);
-    setting.check(given.object.get());
-    require_entry(setting, given.object.get());
-    const int type = arguments.remove ? static_cast<int>(COMMAND_DELETE_MACLIST) : setting.command;
-    if (setting.report == REPORT_TYPE_NONE) {
-        return send_only(options,
-                         new_command(type, new_object(setting.key, std::move(given.object))).get());
-    }
+    JsonPtr settings = read_settings(setting, arguments.settings);
+    const JsonPtr asked(json_object_get(settings.get()));
+    const bool merges = setting.read_command != 0 && !arguments.replace;
+    refuse_hidden(asked.get(), merges);
+    setting.check(asked.get());
+    require_entry(setting, asked.get());
 
     Session session(options);
     const std::string device = choose_device(session, options);
-    const JsonPtr asked(json_object_get(given.object.get()));
-    const bool whole = given.from_file || arguments.replace || setting.read_command == 0;
-    JsonPtr settings = whole ? std::move(given.object)
-                             : merge(session, device, options, setting, std::move(given.object));
-    const JsonPtr command = new_command(type, new_object(setting.key, std::move(settings)));
-    const Report report =
-        ask(session, device, command.get(), setting.report, options.timeout_or(ANSWER_TIMEOUT));
-    if (options.json) {
-        puts(json_line(report).c_str());
-    } else {
-        print_lines(body_lines(report, false, Style::of_output(options)));
+    if (merges) {
+        settings = merge(session, device, options, setting, asked.get());
+    } else if (setting.read_command != 0) {
+        note_replaced(setting, asked.get());
     }
-    return taken_over(report, setting, asked.get()) ? ANSWERED : REFUSED;
+    const double seconds = options.timeout_or(ANSWER_TIMEOUT);
+    const int type = arguments.remove ? static_cast<int>(COMMAND_DELETE_MACLIST) : setting.command;
+    const JsonPtr command = new_command(type, new_object(setting.key, std::move(settings)));
+    std::vector<Report> reports;
+    if (setting.report == REPORT_TYPE_NONE) {
+        send_only(session, device, options, command.get());
+    } else {
+        reports.push_back(ask(session, device, command.get(), setting.report, seconds));
+        show(reports.front(), options);
+        held_settings(reports.front(), setting, asked.get());
+    }
+    if (setting.confirm_command != 0) {
+        reports.push_back(ask(session, device, new_command(setting.confirm_command).get(),
+                              REPORT_TYPE_UCI_VAP_LIST, seconds));
+    }
+    return confirm(setting, asked.get(), reports, options);
 }
 
 } // namespace qvctl

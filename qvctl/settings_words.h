@@ -9,15 +9,11 @@
 
 namespace qvctl {
 
-struct GivenSettings {
-    JsonPtr object;         ///< what was given
-    bool from_file = false; ///< a file has given all of them
-};
-
-/// Reads the words in order: a word without "=" names a file with a JSON object ("-": standard
-/// input), which may be a report or a command that holds the settings in its "data"; key=value
-/// sets one member, a list by its JSON text. Throws Failure.
-GivenSettings read_settings(const Setting& setting, const std::vector<std::string>& words);
+/// Reads the words in order. The first may name the entry that is meant, where the settings are
+/// those of one ("ath1"); a word without "=" names a file with a JSON object ("-": standard input),
+/// which may be a report or a command, or an entry of a list in it; key=value sets one member, a
+/// list by its JSON text, and servers also as a,b. Throws Failure.
+JsonPtr read_settings(const Setting& setting, const std::vector<std::string>& words);
 
 } // namespace qvctl
 

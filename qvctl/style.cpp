@@ -1,5 +1,7 @@
 #include "style.h"
 
+#include "terminal.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -50,9 +52,11 @@ bool is_number(const std::string& text) {
 } // namespace
 
 Style Style::of_output(const Options& options) {
-    return {.color = isatty(STDOUT_FILENO) != 0 && !options.no_color &&
-                     environment("NO_COLOR").empty() && environment("TERM") != "dumb",
-            .utf8 = locale_is_utf8()};
+    const bool is_terminal = isatty(STDOUT_FILENO) != 0;
+    return {.color = is_terminal && !options.no_color && environment("NO_COLOR").empty() &&
+                     !is_dumb_terminal(),
+            .utf8 = locale_is_utf8(),
+            .columns = is_terminal ? screen_size().columns : 0};
 }
 
 std::string Style::paint(Paint paint, std::string_view text) const {
@@ -62,11 +66,11 @@ std::string Style::paint(Paint paint, std::string_view text) const {
     return "\033[" + std::string(code_of(paint)) + "m" + std::string(text) + "\033[0m";
 }
 
-std::string Style::bar(double filled, size_t columns) const {
-    const auto full = static_cast<size_t>(
-        std::lround(std::clamp(filled, 0.0, 1.0) * static_cast<double>(columns)));
+std::string Style::bar(double filled, size_t width) const {
+    const auto full =
+        static_cast<size_t>(std::lround(std::clamp(filled, 0.0, 1.0) * static_cast<double>(width)));
     std::string text;
-    for (size_t i = 0; i < columns; ++i) {
+    for (size_t i = 0; i < width; ++i) {
         text += utf8 ? (i < full ? "█" : "░") : (i < full ? "#" : ".");
     }
     return text;
@@ -114,6 +118,14 @@ std::string fitted(std::string_view text, size_t columns) {
         ++size;
     }
     return std::string(text.substr(0, size)) + std::string(columns - used, ' ');
+}
+
+std::string shortened(std::string_view text, size_t columns, const Style& style) {
+    const std::string_view mark = style.utf8 ? "…" : "...";
+    if (columns_of(text) <= columns) {
+        return std::string(text);
+    }
+    return fitted(text, columns - std::min(columns, columns_of(mark))).append(mark);
 }
 
 std::vector<std::string> align(const std::vector<std::vector<std::string>>& rows) {

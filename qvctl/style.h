@@ -16,6 +16,7 @@ enum class Paint { plain, faint, bold, good, fair, bad };
 struct Style {
     bool color = false;
     bool utf8 = false;
+    size_t columns = 0; ///< of the terminal; 0: as many as it takes, where there is none
 
     /// For standard output, from the options and the environment: NO_COLOR, TERM, LC_ALL,
     /// LC_CTYPE, LANG.
@@ -23,7 +24,7 @@ struct Style {
 
     std::string paint(Paint paint, std::string_view text) const;
     /// A bar of that many columns, filled from 0 to 1.
-    std::string bar(double filled, size_t columns) const;
+    std::string bar(double filled, size_t width) const;
     /// One column per value, from 0 to 1.
     std::string sparkline(std::span<const double> values) const;
 };
@@ -37,6 +38,9 @@ size_t columns_of(std::string_view text);
 
 /// Cut or filled with blanks to exactly that many columns.
 std::string fitted(std::string_view text, size_t columns);
+
+/// The text, or its beginning and a mark that there is more, in at most that many columns.
+std::string shortened(std::string_view text, size_t columns, const Style& style);
 
 /// Rows of cells as aligned lines; the first row is the heading. A column whose cells below the
 /// heading are all numbers is set to the right. Without a row, no line.

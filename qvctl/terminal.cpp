@@ -3,9 +3,13 @@
 #include "failure.h"
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <poll.h>
+#include <string_view>
 #include <sys/ioctl.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
@@ -104,6 +108,17 @@ ScreenSize screen_size() {
     return size;
 }
 
+bool is_dumb_terminal() {
+    const char* const name = getenv("TERM");
+    return name != nullptr && std::string_view(name) == "dumb";
+}
+
+void check_output() {
+    if (fflush(stdout) != 0 || ferror(stdout) != 0) { // whose reason stands since the failed write
+        throw Failure(REFUSED, std::string("standard output: ") + strerror(errno));
+    }
+}
+
 SignalDescriptor::SignalDescriptor() {
     const sigset_t signals = ending_signals();
     sigprocmask(SIG_BLOCK, &signals, nullptr);
@@ -129,8 +144,8 @@ bool SignalDescriptor::asks_to_end() const {
 }
 
 KeyScreen::KeyScreen()
-    : has_keys_(isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0),
-      has_screen_(isatty(STDOUT_FILENO) != 0) {
+    : has_screen_(isatty(STDOUT_FILENO) != 0 && !is_dumb_terminal()),
+      has_keys_(has_screen_ && isatty(STDIN_FILENO) != 0) {
     if (has_keys_) {
         tcgetattr(STDIN_FILENO, &before_);
         termios keys = before_;

@@ -21,6 +21,12 @@ struct ScreenSize {
 };
 ScreenSize screen_size();
 
+/// Whether the terminal, by its name, takes no control sequences.
+bool is_dumb_terminal();
+
+/// Throws Failure when what was printed could not be written, as on a full disk.
+void check_output();
+
 /// While it lives, SIGINT, SIGTERM, SIGHUP and SIGWINCH are read from a descriptor.
 class SignalDescriptor {
 public:
@@ -40,7 +46,7 @@ private:
 };
 
 /// While it lives, standard input gives single keys and standard output is a screen of its own
-/// without cursor. Does nothing where they are no terminals.
+/// without cursor. Does nothing where they are no terminals, or dumb ones.
 class KeyScreen {
 public:
     KeyScreen();
@@ -56,8 +62,8 @@ public:
     }
 
 private:
-    bool has_keys_;
     bool has_screen_;
+    bool has_keys_;
     termios before_{};
 };
 

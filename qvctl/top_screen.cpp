@@ -2,6 +2,8 @@
 
 #include "protocol.h"
 #include "report_view.h"
+#include "screen_lines.h"
+#include "top_stations.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,7 +14,6 @@ namespace {
 
 constexpr size_t HISTORY = 120; // samples of the CPU's load
 constexpr size_t DEVICES_SHOWN = 6;
-constexpr size_t BAR_COLUMNS = 16;
 constexpr Seconds SILENT_AFTER{25}; // a device that runs reports every ten seconds
 
 int64_t number(json_object* object, const char* key) {
@@ -35,51 +36,32 @@ void note_system(TopDevice& device, json_object* body) {
     }
     device.memory = share(number(body, "max_memory_used"), number(body, "max_memory"));
     device.uptime = number(body, "uptime");
+    device.is_mute = holds_nothing(body);
     device.known = true;
 }
 
-/// Collects lines that fit the screen.
-class Lines {
-public:
-    Lines(const ScreenSize& size, const Style& style) : size_(size), style_(style) {}
-
-    size_t left() const {
-        return size_.lines > lines_.size() ? size_.lines - lines_.size() : 0;
+/// What stands in the place of a device's load.
+std::string remark(const TopDevice& device) {
+    if (Clock::now() - device.heard > SILENT_AFTER) {
+        return "silent";
     }
-    /// A line and, at its end, a drawing of that many columns.
-    void add(std::string_view text, Paint paint = Paint::plain, std::string_view drawing = "",
-             size_t drawing_columns = 0, Paint drawing_paint = Paint::plain) {
-        if (left() == 0) {
-            return;
-        }
-        const size_t columns = size_.columns - std::min(size_.columns, drawing_columns);
-        std::string line = fitted(text, std::min(columns, columns_of(text)));
-        line = style_.paint(paint, line);
-        lines_.push_back(line + style_.paint(drawing_paint, drawing));
+    if (!device.known) {
+        return "no statistics";
     }
-    std::vector<std::string> take() {
-        return std::move(lines_);
-    }
-
-private:
-    ScreenSize size_;
-    const Style& style_;
-    std::vector<std::string> lines_;
-};
+    return device.is_mute ? "wifi manager does not answer" : "";
+}
 
 void add_devices(Lines& lines, const TopState& state, const ScreenSize& size, const Style& style) {
     std::vector<std::vector<std::string>> rows{{"DEVICE", "HOST", "CPU", "MEM", "UP", "LOAD"}};
     std::vector<const TopDevice*> devices;
     for (const auto& [macaddr, device] : state.devices) {
-        const bool silent = Clock::now() - device.heard > SILENT_AFTER;
-        const std::string mark = macaddr == state.selected ? "*" : " ";
-        if (device.known) {
-            rows.push_back({mark + macaddr, fitted(device.hostname, 12),
+        const std::string name = (macaddr == state.selected ? "*" : " ") + macaddr;
+        if (device.known && !device.is_mute) {
+            rows.push_back({name, fitted(device.hostname, 12),
                             percent(device.cpu.empty() ? 0 : device.cpu.back()),
-                            percent(device.memory), duration_text(device.uptime),
-                            silent ? "silent" : ""});
+                            percent(device.memory), duration_text(device.uptime), remark(device)});
         } else {
-            rows.push_back({mark + macaddr, "", "", "", "", silent ? "silent" : "no statistics"});
+            rows.push_back({name, "", "", "", "", remark(device)});
         }
         devices.push_back(&device);
     }
@@ -109,8 +91,7 @@ void add_table(Lines& lines, json_object* list, const Style& style) {
         lines.add("not reported yet", Paint::faint);
         return;
     }
-    Style bare = style; // the lines are painted here
-    bare.color = false;
+    const Style bare{.utf8 = style.utf8}; // the lines are painted and cut here
     bool is_heading = json_object_array_length(list) > 0;
     for (const std::string& line : list_lines(list, {}, bare)) {
         lines.add(line, is_heading ? Paint::faint : Paint::plain);
@@ -118,56 +99,17 @@ void add_table(Lines& lines, json_object* list, const Style& style) {
     }
 }
 
-/// Signals in dBm from -90 to -30, or as much above the noise.
-double signal_share(int64_t rssi) {
-    return static_cast<double>(rssi < 0 ? rssi + 90 : rssi) / 60;
-}
-
-Paint signal_paint(double share) {
-    return share > 0.5 ? Paint::good : share > 0.25 ? Paint::fair : Paint::bad;
-}
-
-std::vector<json_object*> by_signal(json_object* list) {
-    std::vector<json_object*> stations;
-    for (size_t i = 0; i < json_object_array_length(list); ++i) {
-        stations.push_back(json_object_array_get_idx(list, i));
-    }
-    std::ranges::stable_sort(stations, std::ranges::greater{}, [](json_object* station) {
-        return signal_share(number(station, "rssi"));
-    });
-    return stations;
-}
-
-void add_stations(Lines& lines, json_object* list, const Style& style) {
-    if (list == nullptr) {
-        lines.add("not reported yet", Paint::faint);
+/// The last line of the screen.
+void add_keys(Lines& lines, const TopState& state) {
+    if (!state.has_keys) {
         return;
     }
-    const std::vector<json_object*> stations = by_signal(list);
-    std::vector<std::vector<std::string>> rows{{"STATION", "CH", "TX", "RX", "UP", "RSSI", ""}};
-    for (json_object* const station : stations) {
-        const auto cell = [station](const char* key) {
-            return cell_of(qv_json_member(station, key));
-        };
-        rows.push_back({cell("macaddr"), cell("channel"), cell("txrate"), cell("rxrate"),
-                        duration_text(number(station, "uptime")), cell("rssi"), ""});
+    while (lines.left() > 1) {
+        lines.add("");
     }
-    const std::vector<std::string> text = align(rows);
-    const size_t width = columns_of(*std::ranges::max_element(
-                             text, {}, [](const std::string& line) { return columns_of(line); })) +
-                         2;
-    lines.add(text[0], Paint::faint);
-    const size_t room = lines.left();
-    const size_t shown =
-        stations.size() <= room ? stations.size() : room - std::min<size_t>(room, 1);
-    for (size_t i = 0; i < shown; ++i) {
-        const double share = signal_share(number(stations[i], "rssi"));
-        lines.add(fitted(text[i + 1], width), Paint::plain, style.bar(share, BAR_COLUMNS),
-                  BAR_COLUMNS, signal_paint(share));
-    }
-    if (shown < stations.size()) {
-        lines.add("... and " + std::to_string(stations.size() - shown) + " more", Paint::faint);
-    }
+    lines.add("q end   Tab device   s sort: " + std::string(name_of(state.order)) +
+                  "   up, down, PgUp, PgDn: from " + std::to_string(state.first + 1),
+              Paint::faint);
 }
 
 std::string count_text(json_object* list, const char* what) {
@@ -195,6 +137,8 @@ void TopState::note(const Report& report) {
         note_system(device, body);
     } else if (report.type == REPORT_TYPE_RADIO_STATS && is_list) {
         device.radios.reset(json_object_get(body));
+    } else if (report.type == REPORT_TYPE_AP_STATS && is_list) {
+        device.access_points.reset(json_object_get(body));
     } else if (report.type == REPORT_TYPE_STA_STATS && is_list) {
         device.stations.reset(json_object_get(body));
     }
@@ -208,6 +152,22 @@ void TopState::select_next() {
     if (next != devices.end()) {
         selected = next->first;
     }
+    first = 0;
+}
+
+void TopState::order_next() {
+    order = next_order(order);
+    first = 0;
+}
+
+void TopState::scroll(ptrdiff_t stations) {
+    const auto found = devices.find(selected);
+    const size_t count = found == devices.end() || found->second.stations == nullptr
+                             ? 0
+                             : json_object_array_length(found->second.stations.get());
+    const auto last = static_cast<ptrdiff_t>(count) - 1;
+    first = static_cast<size_t>(std::clamp(static_cast<ptrdiff_t>(first) + stations, ptrdiff_t{0},
+                                           std::max(last, ptrdiff_t{0})));
 }
 
 std::vector<std::string> top_lines(const TopState& state, const ScreenSize& size,
@@ -216,11 +176,12 @@ std::vector<std::string> top_lines(const TopState& state, const ScreenSize& size
     lines.add("qvctl top  broker " + printable(state.broker) + "  " +
                   std::to_string(state.devices.size()) +
                   (state.devices.size() == 1 ? " device" : " devices") +
-                  "  (q ends, Tab: next device)",
-              Paint::bold);
+                  (state.connected ? "" : "  broker lost, trying again"),
+              state.connected ? Paint::bold : Paint::bad);
     const auto found = state.devices.find(state.selected);
     if (found == state.devices.end()) {
         lines.add("no device has spoken yet", Paint::faint);
+        add_keys(lines, state);
         return lines.take();
     }
     add_devices(lines, state, size, style);
@@ -232,7 +193,8 @@ std::vector<std::string> top_lines(const TopState& state, const ScreenSize& size
               Paint::bold);
     add_table(lines, device.radios.get(), style);
     lines.add("");
-    add_stations(lines, device.stations.get(), style);
+    add_stations(lines, state, device, size.columns, style);
+    add_keys(lines, state);
     return lines.take();
 }
 

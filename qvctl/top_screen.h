@@ -18,21 +18,32 @@ struct TopDevice {
     std::string hostname;
     std::vector<double> cpu; ///< shares of 1, oldest first
     double memory = 0;       ///< share of 1
+    bool is_mute = false;    ///< its wifi manager does not answer
     int64_t uptime = 0;      ///< seconds
     bool known = false;      ///< statistics have come
     Clock::time_point heard;
     JsonPtr radios;
+    JsonPtr access_points;
     JsonPtr stations;
 };
 
+enum class StationOrder { signal, rate, uptime, network, macaddr };
+
 struct TopState {
     std::string broker;
+    bool connected = true;                      ///< to the broker
+    bool has_keys = false;                      ///< which a last line explains
     std::map<std::string, TopDevice> devices{}; ///< by MAC address
     std::string selected{};                     ///< the one shown in detail
+    StationOrder order = StationOrder::signal;
+    size_t first = 0; ///< station shown
 
     /// Takes what a report says.
     void note(const Report& report);
     void select_next();
+    void order_next();
+    /// Moves the stations up or down, as far as there are any.
+    void scroll(ptrdiff_t stations);
 };
 
 /// The screen, no line longer and not more lines than it has.

@@ -5,6 +5,7 @@
 #include "failure.h"
 #include "options.h"
 #include "protocol.h"
+#include "session.h"
 
 namespace qvctl {
 
@@ -26,8 +27,12 @@ ExitStatus flash(const Options& options, const Arguments& arguments);
 ExitStatus watch(const Options& options, const Arguments& arguments);
 ExitStatus top(const Options& options, const Arguments& arguments);
 
+/// The keys of a kind of settings, with what they take.
+ExitStatus list_keys(const Options& options, const Setting& setting);
+
 /// Sends a command that no report answers, and says so.
-ExitStatus send_only(const Options& options, json_object* command);
+void send_only(Session& session, const std::string& device, const Options& options,
+               json_object* command);
 
 } // namespace qvctl
 

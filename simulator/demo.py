@@ -5,22 +5,17 @@ Started by scripts/demo. Exit status 0 when every report of the tour came and he
 (--once), or when a viewer ended it with Ctrl-C; 1 otherwise.
 """
 import argparse
-import hashlib
-import http.server
 import json
 import os
 import shlex
 import signal
 import subprocess
 import sys
-import threading
-import time
 
 QVCTL = os.path.join(os.environ["QV_BUILD_DIR"], "qvctl")
 DEVICE = os.environ["AP_MAC"]
 
-IMAGE = b"a firmware image of the demo's own\n" * 30000
-IMAGE_PIECES = 4
+IMAGE = "/tmp/demo.img"
 FLASHING_SECONDS = 2
 
 # What qvctl is asked for, and what it is for.
@@ -34,23 +29,6 @@ TOUR = [
 
 class Failed(Exception):
     """A step of the demo did not go as it must."""
-
-
-class ImageHandler(http.server.BaseHTTPRequestHandler):
-    """Serves the image in slow pieces, as a device on a slow line gets it."""
-
-    def do_GET(self):
-        self.send_response(200)
-        self.send_header("Content-Length", str(len(IMAGE)))
-        self.end_headers()
-        for piece in range(IMAGE_PIECES):
-            begin, end = (len(IMAGE) * at // IMAGE_PIECES for at in (piece, piece + 1))
-            self.wfile.write(IMAGE[begin:end])
-            print(f"  download of {self.path}: {end} of {len(IMAGE)} bytes", flush=True)
-            time.sleep(0.4)
-
-    def log_message(self, *_):
-        pass
 
 
 def ask(words, purpose):
@@ -80,22 +58,9 @@ def tour():
             require_content(words.split())
     with open(os.path.join(os.environ["AP_DIR"], "tools/updata_rootfs.sh.delay"), "w") as delay:
         delay.write(str(FLASHING_SECONDS))
-    server = http.server.HTTPServer(("127.0.0.1", 0), ImageHandler)
-    threading.Thread(target=server.serve_forever, daemon=True).start()
-    ask(
-        [
-            "upgrade",
-            "demo.img",
-            "--md5",
-            hashlib.md5(IMAGE).hexdigest(),
-            "--server-port",
-            str(server.server_port),
-            "--save-config",
-            "--timeout",
-            "20",
-        ],
-        "a firmware upgrade",
-    )
+    with open(IMAGE, "wb") as image:
+        image.write(b"a firmware image of the demo's own\n" * 300000)
+    ask(["upgrade", "--serve", IMAGE, "--timeout", "20"], "a firmware upgrade")
 
 
 def interrupt(*_):
@@ -126,7 +91,12 @@ def main():
 
     with open(arguments.log, "wb") as log:
         agent = subprocess.Popen([arguments.agent], stdout=log, stderr=log)
-    print(f"agent started; its log: {arguments.log}", flush=True)
+    print(
+        f"agent started; its log: {arguments.log}\n"
+        f"beside it, on a second terminal: simulator/simulated-ap --join {os.environ['AP_LAUNCHER']}\n"
+        "and there, for example: qvctl top",
+        flush=True,
+    )
     try:
         try:
             tour()
@@ -143,6 +113,10 @@ def main():
     except Failed as failure:
         print(f"demo failed: {failure}", file=sys.stderr)
         return 1
+    print(
+        "\ntry next: simulator/simulated-ap --shell, an access point with an agent, and in it\n"
+        "qvctl top, qvctl set vap ath1 ssid=Guest or qvctl help"
+    )
     return 0
 
 

@@ -1,6 +1,10 @@
 #!/usr/bin/python3
-"""Installs the Debian package into a folder of its own, inside a simulated access point, has systemd
-examine its unit, lets the agent that it brought serve a controller, and removes it."""
+"""Installs the Debian packages into a folder of their own, inside a simulated access point, has
+systemd examine the agent's unit, lets the agent and qvctl that they brought talk to each other, and
+removes them.
+
+usage: check.py QVAGENT.deb QVCTL.deb
+"""
 import os
 import pathlib
 import re
@@ -16,10 +20,13 @@ DATABASE = ROOT / "var/lib/dpkg"
 INSTALLED = {
     "usr/sbin/qvagent",
     "usr/lib/systemd/system/qvagent.service",
+    "usr/share/doc/qvagent/README.md",
+}
+QVCTL_INSTALLED = {
     "usr/bin/qvctl",
     "usr/share/man/man1/qvctl.1.gz",
     "usr/share/bash-completion/completions/qvctl",
-    "usr/share/doc/qvagent/README.md",
+    "usr/share/doc/qvctl/README.md",
 }
 # What `systemd-analyze security` gives the unit, in tenths: the agent is root, sets the clock,
 # mounts, flashes and restarts, and 5.8 is what is left without that.
@@ -69,12 +76,15 @@ def files():
     }
 
 
-def make_root(package):
-    """Holds no packages, but believes in those of the machine that the package depends on."""
+def make_root(*packages):
+    """Holds no packages, but believes in those of the machine that the packages depend on."""
     for folder in ("info", "updates", "triggers"):
         (DATABASE / folder).mkdir(parents=True)
-    needed = re.findall(r"(?:^|, )([^ ,]+)", run("dpkg-deb", "--field", package, "Depends").strip())
-    assert needed, "the package depends on nothing"
+    needed = set()
+    for package in packages:
+        depends = run("dpkg-deb", "--field", package, "Depends").strip()
+        assert depends, f"{package} depends on nothing"
+        needed.update(re.findall(r"(?:^|, )([^ ,]+)", depends))
     fields = ("Package", "Status", "Version", "Architecture", "Maintainer", "Description")
     form = "".join(f"{name}: ${{{name}}}\n" for name in fields) + "\n"
     (DATABASE / "status").write_text(run("dpkg-query", "--show", f"--showformat={form}", *needed))
@@ -122,6 +132,8 @@ def serve_a_controller():
     controller.wait_report(DISCOVERY, 10)
     controller.send(1034)
     controller.wait_report(SYSTEM_STATS, 5)
+    asked = run(ROOT / "usr/bin/qvctl", "-d", os.environ["AP_MAC"], "get", "radio-stats")
+    assert "wifi2" in asked, asked
     agent.close()
     controller.close()
     wifi_manager.close()
@@ -129,9 +141,13 @@ def serve_a_controller():
 
 
 def main():
-    package = sys.argv[1]
-    make_root(package)
+    package, qvctl = sys.argv[1:]
+    make_root(package, qvctl)
+    empty = files()
+    dpkg("--install", qvctl)
     before = files()
+    # It belongs on other machines than the agent, and brings no service to them.
+    assert before - empty == QVCTL_INSTALLED, (before - empty) ^ QVCTL_INSTALLED
     dpkg("--install", package)
     installed = files() - before
     assert INSTALLED | {LINK} <= installed, (INSTALLED | {LINK}) - installed
@@ -144,7 +160,9 @@ def main():
     assert files() == before | installed, files() ^ (before | installed)
     dpkg("--purge", "qvagent")
     assert files() == before, files() ^ before
-    assert "qvagent" not in (DATABASE / "status").read_text()
+    assert "Package: qvagent" not in (DATABASE / "status").read_text()
+    dpkg("--purge", "qvctl")
+    assert files() == empty, files() ^ empty
     check_scripts(package)
 
 

@@ -6,6 +6,7 @@ import subprocess
 import firmware
 import harness
 import pytest
+import qvctl
 
 
 @pytest.fixture(scope="session", autouse=True)
@@ -148,3 +149,24 @@ def images(device_tools):
     yield server
     server.close()
     firmware.BOARD.write_text(board)
+
+
+@pytest.fixture
+def overheard(controller):
+    """The controller, which holds to the contract what is sent to either device, too."""
+    for mac in (qvctl.MAC, qvctl.OTHER):
+        controller.listen_to("qv/device_" + mac)
+    return controller
+
+
+@pytest.fixture
+def pretend(overheard):
+    devices = []
+
+    def start(*answers, kind=qvctl.PretendedDevice, **more):
+        devices.append(kind(answers, **more))
+        return devices[-1]
+
+    yield start
+    for device in devices:
+        device.close()

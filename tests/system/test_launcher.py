@@ -165,6 +165,8 @@ def test_exit_status_is_the_commands(command, expected):
         (["--frobnicate", "--", "true"], "unknown argument --frobnicate"),
         (["--mac"], "--mac needs a value"),
         (["--build", "/nonexistent", "--", "true"], "wifi_manager_sim is missing"),
+        (["--join", "1"], "1 is no simulated access point"),
+        (["--join", "999999999"], "999999999 is no simulated access point"),
     ],
 )
 def test_setup_failures_say_why(arguments, line):
@@ -308,3 +310,30 @@ def test_writable_folder_is_the_only_one(tmp_path):
     script(text, options=["--writable", open_folder])
     assert (open_folder / "x").read_text() == "out\n"
     assert not (closed / "x").exists()
+
+
+def test_shell_with_an_agent():
+    """And a second terminal in the same access point."""
+    first = subprocess.Popen(
+        [str(LAUNCHER), "--build", str(BUILD), "--shell"],
+        text=True,
+        stdin=subprocess.PIPE,
+        stdout=subprocess.PIPE,
+        stderr=subprocess.STDOUT,
+    )
+    greeting = "".join(
+        iter(first.stdout.readline, f"    simulator/simulated-ap --join {first.pid}\n")
+    )
+    assert "An agent runs; its log: /run/ap/qvagent.log." in greeting
+    join = [str(LAUNCHER), "--join", str(first.pid)]
+    second = subprocess.run(
+        join,
+        input="qvctl get radio-stats; echo $AP_MAC",
+        timeout=30,
+        text=True,
+        stdout=subprocess.PIPE,
+        check=True,
+    )
+    assert "wifi2" in second.stdout and "02:11:22:33:44:55\n" in second.stdout
+    output, _ = first.communicate("qvctl get radio-stats\n", timeout=30)
+    assert first.returncode == 0 and "wifi2" in output
