@@ -23,11 +23,11 @@ struct ReportKind {
     const RecordList* list = nullptr;    ///< or an array of a record's entries
 
     WifiMgrMsgId message{}; ///< reads the record, which is all zeros without an answer
+    bool has_ip = true;     ///< whether the envelope carries "ip"
     uint16_t record_size = 0;
     ReportRecordHook* on_record = nullptr;
 
     ReportBody* body = nullptr; ///< makes the body of a record that no message reads
-    bool has_ip = true;         ///< whether the envelope carries "ip"
 };
 
 #endif

@@ -3,6 +3,8 @@
 #include "protocol/network_records.h"
 #include "settings/section.h"
 
+#include <array>
+
 namespace {
 
 constexpr SettingsSection LAN = {.command = COMMAND_SET_NETWORK_LAN,
@@ -12,23 +14,27 @@ constexpr SettingsSection WAN = {.command = COMMAND_SET_NETWORK_WAN,
 constexpr SettingsSection WAN6 = {
     .command = COMMAND_SET_NETWORK_WAN6, .apply = WIFI_MGR_SET_NETWORK_WAN6, .show_payload = true};
 
-template <class Record>
-int32_t set(const SettingsSection& section, AgentContext& context, const char* payload) {
-    Record record{};
-    qv_set_section(section, qv_record_bytes(record), context, payload);
+static_assert(sizeof(LanConfigRecord) >= sizeof(WanConfigRecord) &&
+              sizeof(LanConfigRecord) >= sizeof(Wan6ConfigRecord));
+
+/// Sets a record of that size, which is at most LAN's.
+int32_t set(const SettingsSection& section, size_t record_size, AgentContext& context,
+            const char* payload) {
+    std::array<std::byte, sizeof(LanConfigRecord)> record{};
+    qv_set_section(section, std::span(record).first(record_size), context, payload);
     return 0;
 }
 
 } // namespace
 
 int32_t qv_set_network_lan(AgentContext& context, const char* payload, uint32_t /*length*/) {
-    return set<LanConfigRecord>(LAN, context, payload);
+    return set(LAN, sizeof(LanConfigRecord), context, payload);
 }
 
 int32_t qv_set_network_wan(AgentContext& context, const char* payload, uint32_t /*length*/) {
-    return set<WanConfigRecord>(WAN, context, payload);
+    return set(WAN, sizeof(WanConfigRecord), context, payload);
 }
 
 int32_t qv_set_network_wan6(AgentContext& context, const char* payload, uint32_t /*length*/) {
-    return set<Wan6ConfigRecord>(WAN6, context, payload);
+    return set(WAN6, sizeof(Wan6ConfigRecord), context, payload);
 }

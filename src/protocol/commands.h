@@ -58,11 +58,11 @@ inline constexpr uint32_t FW_COMMAND_MAX = 300;
 /// A command that carries something or is answered.
 struct CommandContract {
     CommandType type;
-    const char* key = nullptr; ///< the one member of "data", none for a command that takes none
-    const RecordTable* fields = nullptr; ///< what it holds; without them it is a text
-    size_t text_max = 0;                 ///< of that text, in bytes
     ReportType answer = REPORT_TYPE_NONE;
-    uint32_t command_max = 0; ///< longest command text in bytes, 0: any
+    const char* key = nullptr;           ///< the one member of "data", none for a command without
+    const RecordTable* fields = nullptr; ///< what it holds; without them it is a text
+    uint16_t text_max = 0;               ///< of that text, in bytes
+    uint16_t command_max = 0;            ///< longest command text in bytes, 0: any
 };
 
 extern const std::span<const CommandContract> qv_command_contracts;
