@@ -481,6 +481,7 @@ class Link:
                 sink.sendall(data)
         except OSError:
             pass
+        gate.wait()  # the end, too, is held
         self._end(pair)
 
     def _end(self, pair):

@@ -18,9 +18,15 @@ def cpu_seconds(agent):
     return sum(int((thread / "schedstat").read_text().split()[0]) for thread in threads) / 1e9
 
 
-def test_announces_until_spoken_to_then_reports_every_ten_seconds(controller, agent):
+def test_announces_until_spoken_to_then_reports_every_ten_seconds(
+    controller, wifi_manager, start_agent
+):
+    time.sleep((0.4 - time.time()) % 1)
+    agent = start_agent()
     controller.wait_report(DISCOVERY, 18, count=3)
     assert all(4 < gap < 6 for gap in gaps(controller.times(DISCOVERY)))
+    # On whole seconds of the clock, although the agent was started between two.
+    assert min(report["timestamp"] % 1000 for _, report in controller.reports.items()) < 300
     _, discovery = controller.reports.items()[0]
     assert discovery["macaddr"] == MAC
     assert discovery["data"] == {"device_discovery_macaddr": {"macaddr": MAC}}

@@ -1,9 +1,9 @@
-"""Twenty lost connections while commands flow: one session and one subscription for each."""
+"""Six lost connections while commands flow: one session and one subscription for each."""
 import threading
 
 from harness import DISCOVERY, SYSTEM_STATS
 
-LOSSES = 20
+LOSSES = 6
 
 
 def test_broker_killed_and_restarted(broker, wifi_manager, idle_controller, start_agent):

@@ -4,11 +4,13 @@ import time
 
 import harness
 import pytest
-from firmware import BOARD, ROOTFS_BOARDS, UPDATA_STATS
+from firmware import BOARD, ROOTFS_BOARDS, SYSUPGRADE_BOARD, UPDATA_STATS
 from firmware import flash, statuses, tools_called, upgrade, wait_statuses
 from harness import DISCOVERY, SYSTEM_STATS, poll, set_tool
 
 KEEP_ALIVE_S = 15
+RETRY_S = 2  # the pause between two attempts to connect
+STATUS_LIMIT_S = 2  # how long a last status without a session holds up what may end the agent
 BROKER_LIMIT_S = 1.5 * KEEP_ALIVE_S
 STATIONS = 1005
 AGENT_PID = harness.AP_DIR / "agent.pid"
@@ -70,3 +72,37 @@ def test_slow_reboot_holds_no_status_up(controller, device_tools, agent):
     controller.send(flash(save_config=1, reboot=1))
     poll(lambda: tools_called()[-1:] == ["reboot"], 3, "reboot")
     wait_statuses(controller, mark, [2], 1)
+
+
+def test_session_back_before_a_fast_reboot(controller, link, device_tools, rebooted_agent):
+    """The broker is away when the tool ends, and the status is not lost all the same."""
+    mark = controller.reports.mark()
+    set_tool("updata_rootfs.sh", delay=RETRY_S)
+    controller.send(flash(save_config=1, reboot=1))
+    poll(tools_called, 2, "flashing tool")
+    time.sleep(RETRY_S / 2)
+    link.shut()
+    link.cut()
+    rebooted_agent.wait_line("^PUB MSG: .*updata_stats", RETRY_S)
+    link.open()
+    assert rebooted_agent.exit_status(STATUS_LIMIT_S + 1) == -9
+    wait_statuses(controller, mark, [2], 1)
+
+
+@pytest.mark.parametrize("command, tool", [(1033, "reboot"), (1032, "sysupgrade")])
+def test_no_session_at_all(controller, link, images, linked_agent, command, tool):
+    BOARD.write_text(SYSUPGRADE_BOARD)
+    link.shut()
+    if command == 1033:
+        set_tool("updata_rootfs.sh", delay=1)
+        controller.send(flash(save_config=1, reboot=1))
+        poll(tools_called, 2, "flashing tool")
+    else:
+        images.hold()
+        controller.send(upgrade(command, images))
+        poll(lambda: images.requests, 2, "download")
+    link.cut()
+    images.let_go()
+    said, _ = linked_agent.wait_line('"updata_stats": (2|203) ', 3)
+    poll(lambda: (tools_called() or [""])[-1].startswith(tool), STATUS_LIMIT_S + 1, tool)
+    assert STATUS_LIMIT_S - 0.1 < time.monotonic() - said < STATUS_LIMIT_S + 0.7

@@ -2,6 +2,7 @@
 from harness import DISCOVERY, SYSTEM_STATS, poll, set_tool, tool_calls
 
 PASS_S = 10  # the longest pause of the main loop
+LOOK_S = 5  # its pause behind an announcement; after it the new session is taken up
 
 
 def test_spoken_to_after_a_loss(broker, controller, link, linked_agent):
@@ -17,10 +18,11 @@ def test_spoken_to_after_a_loss(broker, controller, link, linked_agent):
 
 
 def test_lost_during_a_command(broker, controller, link, device_tools, linked_agent):
-    """The command's end does not make the agent forget that the new session is to be announced."""
-    set_tool("wifi", delay=2.5)
+    """The command's end, once the agent has taken the new session up, is not taken for a command on
+    it: the agent goes on to announce."""
+    set_tool("wifi", delay=LOOK_S + 1)
     mark = controller.reports.mark()
-    controller.wait_report(DISCOVERY, 4)  # 5 s until the main loop looks again
+    controller.wait_report(DISCOVERY, 4)
     controller.send(1021)
     poll(tool_calls, 2, "wifi reload")
     link.cut()

@@ -6,6 +6,7 @@ from firmware import BOARD, IMAGE, ROOTFS_BOARDS, STALLED, UPDATA_STATS
 from firmware import flash, statuses, tools_called, upgrade
 from harness import SYSTEM_STATS, poll, set_tool
 
+BUSY_LOOK_S = 4  # at least, between two looks of the main loop at a state that is busy
 TOOL_SECONDS = 40
 STALL_LIMIT = 30  # seconds below a byte per second,
 SPEED_WINDOW = 6  # which libcurl takes as the mean of the last six
@@ -26,6 +27,7 @@ def test_statuses_of_slow_commands(broker, controller, wifi_manager, images, age
     stalled_for = time.monotonic() - begin
     assert STALL_LIMIT <= stalled_for < STALL_LIMIT + SPEED_WINDOW + 2
     assert not IMAGE.exists()
+    assert len(agent.lines("^sm->state:4$")) <= stalled_for / BUSY_LOOK_S + 1
 
     at, _ = controller.wait_report(UPDATA_STATS, TOOL_SECONDS, mark, 3)
     assert TOOL_SECONDS < at - begin < TOOL_SECONDS + 2

@@ -1,11 +1,13 @@
 #include "agent/connection.h"
 #include "agent/dispatcher.h"
+#include "broker/inbox.h"
 #include "broker/intake.h"
 #include "broker/report_store.h"
 #include "broker/settings.h"
 #include "support.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <sys/socket.h>
@@ -95,6 +97,35 @@ TEST_F(DispatcherTest, EndingsAndLines) {
         fake().replies[1] = Image(4).number(0, word, 4);
         run_command(1035, "{}");
         EXPECT_EQ(log, word < 0x80000000 ? "" : "QV_ERR: failed to fetch wifi stats..\n") << word;
+    }
+}
+
+/// The main loop neither announces nor asks while a handler is at work, but for 1035, which it
+/// asks for itself.
+TEST_F(DispatcherTest, StateWhileAHandlerRuns) {
+    const struct {
+        int32_t type;
+        AgentState during;
+    } rows[] = {
+        {1034, AGENT_STATE_BUSY},
+        {1035, AGENT_STATE_ANNOUNCE},
+        {1017, AGENT_STATE_BUSY}, // of the intake
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.type);
+        context.state = AGENT_STATE_ANNOUNCE;
+        std::vector<AgentState> seen;
+        fake().during_request = [&] { seen.push_back(context.state); };
+        const std::string text = "{\"type\":" + std::to_string(row.type) + "}";
+        log = log_of([&] {
+            if (row.type == 1017) {
+                qv_agent_recv_msg(context, "", text.c_str(), static_cast<uint32_t>(text.size()));
+            } else {
+                qv_agent_process(context, *message(context, row.type, text.c_str()));
+            }
+        });
+        ASSERT_FALSE(seen.empty());
+        EXPECT_EQ(std::ranges::count(seen, row.during), std::ssize(seen));
     }
 }
 
@@ -193,6 +224,16 @@ TEST_F(ConnectionTest, EachAskIsAnsweredByOneConnectionBegunAfterIt) {
         EXPECT_EQ(context.state, row.state);
     }
     qv_agent_connection_lost(context);
+    qv_agent_command_handled(context); // one that was at work meanwhile
+    EXPECT_TRUE(qv_agent_connect_due(context));
+    std::atomic<bool> taken{false};
+    std::thread main_loop([&] { taken = qv_agent_take_connection(context); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_FALSE(taken); // it waits for one that stands
+    make(begin());
+    main_loop.join();
+    EXPECT_TRUE(taken);
+    qv_agent_connection_lost(context);
     qv_agent_stop(context);
     EXPECT_FALSE(qv_agent_take_connection(context));
 }
@@ -241,7 +282,7 @@ TEST_F(IntakeTest, QueuesWhatHasAReadableType) {
 using BrokerSettingsTest = AgentTest;
 
 TEST_F(BrokerSettingsTest, CreatesReadsAndKeeps) {
-    fake().broker_entry = false;
+    fake().broker_section = -1;
     EXPECT_EQ(log_of([&] { EXPECT_EQ(qv_load_broker_config(context), 0); }), "");
     EXPECT_STREQ(fake().broker.host, "127.0.0.1");
     EXPECT_EQ(fake().broker.port, 1883);
@@ -255,10 +296,51 @@ TEST_F(BrokerSettingsTest, CreatesReadsAndKeeps) {
     EXPECT_EQ(log_of([&] { EXPECT_EQ(qv_load_broker_config(context), 0); }),
               "qva->broker: a-host-of-23-characters\nqva->broker: 8883\n");
 
+    fake().calls.clear();
+    fake().broker_section = 3; // the package cannot be read: that is no reason to write it
+    memset(fake().broker.host, 'x', sizeof fake().broker.host);
+    log_of([&] { EXPECT_EQ(qv_load_broker_config(context), 0); });
+    EXPECT_EQ(std::ranges::count(fake().calls, "uci_set_system_broker_config broker"), 0);
+    const BrokerConfig unterminated = qv_agent_broker(context);
+    EXPECT_EQ(std::ranges::count(unterminated.host, 'x'), BROKER_HOST_SIZE - 1);
+
     fake().uci_init_result = 5;
     fake().broker.port = 1;
     EXPECT_EQ(log_of([&] { EXPECT_EQ(qv_load_broker_config(context), 5); }), "");
     EXPECT_EQ(qv_agent_broker(context).port, 8883);
+}
+
+TEST(InboxTest, BoundsWhatWaits) {
+    const struct {
+        size_t size, kept;
+    } rows[] = {
+        {1, Inbox::MESSAGES_MAX},
+        {Inbox::BYTES_MAX / 4, 4},
+        {Inbox::BYTES_MAX / 4 + 1, 3},
+        {Inbox::BYTES_MAX + 1, 1}, // alone, any message is taken
+    };
+    Inbox inbox;
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.size);
+        std::string payload(row.size, 'x');
+        std::string topic = "t";
+        mosquitto_message message{};
+        message.topic = topic.data();
+        message.payload = payload.data();
+        message.payloadlen = static_cast<int>(row.size);
+        testing::internal::CaptureStdout();
+        for (size_t i = 0; i < row.kept + 2; ++i) {
+            message.mid = static_cast<int>(i);
+            inbox.push(InboundMessage::copy_of(message));
+        }
+        const std::string line = "QV_ERR: inbound message of " + std::to_string(row.size) +
+                                 " bytes dropped, too many wait\n";
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), line + line);
+        for (size_t i = 0; i < row.kept; ++i) {
+            ASSERT_EQ(inbox.pop()->message().mid, static_cast<int>(i));
+        }
+        EXPECT_EQ(inbox.pop(), nullptr); // and there is room again for the next row
+    }
 }
 
 TEST(ReportStoreTest, DropsTheOldestWithALineEach) {

@@ -10,11 +10,18 @@ FakeZendry& fake() {
 
 namespace {
 
+void look() {
+    if (fake().during_request) {
+        fake().during_request();
+    }
+}
+
 template <class... Texts>
 int32_t record_call(const char* name, Texts... texts) {
     std::string call = name;
     ((call += " ", call += texts), ...);
     fake().calls.push_back(call);
+    look();
     return 0;
 }
 
@@ -24,6 +31,7 @@ int32_t qv_ctrl_send_wifi_mgr_msg(const void* request, uint32_t request_length, 
                                   uint32_t reply_capacity) {
     const auto* const bytes = static_cast<const uint8_t*>(request);
     fake().requests.emplace_back(bytes, bytes + request_length);
+    look();
     const auto scripted = fake().replies.find(bytes[1]);
     const bool known = scripted != fake().replies.end();
     if (!known && !fake().reply_to_others) {
@@ -55,10 +63,10 @@ int32_t uciCommit(const char* package) {
 }
 int32_t uciSectionExist(const char* package, const char* section, const char* name) {
     record_call("uciSectionExist", package, section, name);
-    return fake().broker_entry ? 0 : -1;
+    return fake().broker_section;
 }
 int32_t uci_add_section_system_config(const char* section, const char* name) {
-    fake().broker_entry = true;
+    fake().broker_section = 0;
     return record_call("uci_add_section_system_config", section, name);
 }
 int32_t uci_set_system_broker_config(const char* name, BrokerConfig settings) {

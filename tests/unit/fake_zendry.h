@@ -24,10 +24,11 @@ struct FakeZendry {
     std::vector<Bytes> requests;    ///< as they arrived
     std::vector<std::string> calls; ///< "uciSet system @system[0] name value", ...
     int32_t uci_init_result = 0;
-    bool broker_entry = true;
+    int32_t broker_section = 0; ///< what uciSectionExist answers
     BrokerConfig broker{1883, "127.0.0.1"};
     int32_t file_request_result = 0;
     std::function<void()> during_file_request;
+    std::function<void()> during_request; ///< of the wifi manager, or of the store
 
     /// Message `id` is answered with a header alone, as apply messages are.
     void acknowledge(uint8_t id) {
