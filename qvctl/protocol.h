@@ -3,9 +3,9 @@
 #ifndef QVCTL_PROTOCOL_H
 #define QVCTL_PROTOCOL_H
 
+#include "json/json_scope.h"
 #include "protocol/commands.h"
 #include "protocol/reports.h"
-#include "json/json_scope.h"
 
 #include <cstdint>
 #include <span>

@@ -1,8 +1,8 @@
 #include "state_json.h"
 
-#include "protocol/record_walk.h"
 #include "json/mac_text.h"
 #include "json/text.h"
+#include "protocol/record_walk.h"
 
 #include <algorithm>
 #include <bit>

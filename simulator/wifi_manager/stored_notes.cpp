@@ -1,9 +1,9 @@
 #include "stored_notes.h"
 
+#include "json/text.h"
 #include "platform/scoped_fd.h"
 #include "platform/zendry_common/file_io.h"
 #include "platform/zendry_common/uci_document.h"
-#include "json/text.h"
 
 #include <fcntl.h>
 #include <string_view>

@@ -100,9 +100,8 @@ bool all_written(MqttSession& session) {
 void write_all(AgentContext& context, Clock::time_point deadline) {
     MqttSession& session = *context.session;
     while (!all_written(session) && Clock::now() < deadline) {
-        serve_once(session,
-                   qv_link_wait(context, interest_of(session).descriptor, POLLOUT, deadline) &
-                       POLLOUT);
+        qv_link_wait(context, interest_of(session).descriptor, POLLOUT, deadline);
+        serve_once(session, 0);
     }
 }
 

@@ -1,10 +1,10 @@
 #include "maintenance/device_commands.h"
 
+#include "json/json_field.h"
+#include "json/text.h"
 #include "platform/shell.h"
 #include "platform/zendry_common.h"
 #include "protocol/commands.h"
-#include "json/json_field.h"
-#include "json/text.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,13 +1,13 @@
 #include "maintenance/fw_flash.h"
 
 #include "agent/context.h"
+#include "json/json_field.h"
 #include "maintenance/flash_tools.h"
 #include "maintenance/fw_upgrade.h"
 #include "platform/owned_text.h"
 #include "protocol/commands.h"
 #include "protocol/record_walk.h"
 #include "reports/send_report.h"
-#include "json/json_field.h"
 
 #include <cstdio>
 #include <cstring>

@@ -1,7 +1,7 @@
 #include "maintenance/fw_params.h"
 
-#include "protocol/commands.h"
 #include "json/json_field.h"
+#include "protocol/commands.h"
 
 #include <cstdio>
 #include <cstring>

@@ -1,6 +1,7 @@
 #include "maintenance/fw_upgrade.h"
 
 #include "agent/context.h"
+#include "json/text.h"
 #include "maintenance/flash_tools.h"
 #include "maintenance/fw_params.h"
 #include "platform/device_paths.h"
@@ -10,7 +11,6 @@
 #include "protocol/record_fields.h"
 #include "reports/send_report.h"
 #include "wifimgr/channel.h"
-#include "json/text.h"
 
 #include <algorithm>
 #include <climits>

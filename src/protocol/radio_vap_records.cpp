@@ -1,7 +1,7 @@
 #include "protocol/radio_vap_records.h"
 
-#include "protocol/record_checks.h"
 #include "json/text.h"
+#include "protocol/record_checks.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,7 +1,7 @@
 #include "protocol/system_config_record.h"
 
-#include "protocol/record_checks.h"
 #include "json/text.h"
+#include "protocol/record_checks.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,10 +1,10 @@
 #include "reports/report.h"
 
 #include "agent/context.h"
-#include "protocol/record_walk.h"
-#include "wifimgr/channel.h"
 #include "json/json_field.h"
 #include "json/mac_text.h"
+#include "protocol/record_walk.h"
+#include "wifimgr/channel.h"
 
 #include <algorithm>
 #include <array>

@@ -3,9 +3,9 @@
 #define QV_REPORTS_REPORT_H
 
 #include "agent/report_kind.h"
+#include "json/json_scope.h"
 #include "platform/owned_text.h"
 #include "protocol/reports.h"
-#include "json/json_scope.h"
 
 #include <array>
 #include <cstdint>

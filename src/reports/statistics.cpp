@@ -1,7 +1,7 @@
 #include "reports/statistics.h"
 
-#include "protocol/statistics_records.h"
 #include "json/text.h"
+#include "protocol/statistics_records.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -22,8 +22,10 @@ void qv_drop_unused_radios(std::span<std::byte> record) {
     auto list = qv_record_of<RadioStatsList>(record);
     const auto radios =
         std::span(list.entries).first(std::min<size_t>(list.count, std::size(list.entries)));
-    const auto unused =
-        std::ranges::remove(radios, RADIO_STATS_UNUSED_CHANNEL, &RadioStatsEntry::channel);
-    list.count = static_cast<uint8_t>(radios.size() - unused.size());
+    const auto end_of_used =
+        std::remove_if(radios.begin(), radios.end(), [](const RadioStatsEntry& radio) {
+            return radio.channel == RADIO_STATS_UNUSED_CHANNEL;
+        });
+    list.count = static_cast<uint8_t>(end_of_used - radios.begin());
     std::ranges::copy(qv_record_bytes(list), record.begin());
 }

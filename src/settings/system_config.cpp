@@ -1,8 +1,8 @@
 #include "settings/system_config.h"
 
+#include "json/text.h"
 #include "protocol/system_config_record.h"
 #include "settings/section.h"
-#include "json/text.h"
 
 #include <cstdio>
 

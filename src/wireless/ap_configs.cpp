@@ -1,11 +1,12 @@
 #include "wireless/ap_configs.h"
 
+#include "json/json_field.h"
 #include "protocol/ap_configs_records.h"
 #include "protocol/commands.h"
 #include "protocol/record_walk.h"
 #include "wifimgr/channel.h"
-#include "json/json_field.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -14,7 +15,7 @@ namespace {
 void refuse(const RecordReading& reading) {
     fputs("QV_ERR: apconfigs refused: ", stdout);
     constexpr const char* LISTS[] = {"radio", "vap"};
-    for (size_t i = 0; i < reading.depth; ++i) {
+    for (size_t i = 0; i < std::min(reading.depth, std::size(LISTS)); ++i) {
         printf("%s %zu, ", LISTS[i], reading.entries[i]);
     }
     printf("%s: length %zu, at most %zu\n", reading.field->key, reading.length, reading.limit);

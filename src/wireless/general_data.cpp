@@ -1,8 +1,8 @@
 #include "wireless/general_data.h"
 
+#include "json/json_field.h"
 #include "protocol/commands.h"
 #include "wifimgr/channel.h"
-#include "json/json_field.h"
 
 #include <cstdio>
 #include <cstring>

@@ -1,12 +1,12 @@
 #include "wireless/maclist.h"
 
+#include "json/json_field.h"
 #include "platform/zendry_common.h"
 #include "protocol/maclist_records.h"
 #include "protocol/record_walk.h"
 #include "reports/send_report.h"
 #include "settings/section.h"
 #include "wifimgr/channel.h"
-#include "json/json_field.h"
 
 #include <cstdio>
 #include <cstdlib>

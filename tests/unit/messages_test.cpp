@@ -1,9 +1,9 @@
-#include "protocol/record_walk.h"
-#include "reports/report.h"
-#include "support.h"
 #include "json/json_field.h"
 #include "json/mac_text.h"
 #include "json/text.h"
+#include "protocol/record_walk.h"
+#include "reports/report.h"
+#include "support.h"
 
 #include <chrono>
 #include <json-c/json.h>
