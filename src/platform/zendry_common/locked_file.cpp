@@ -2,16 +2,19 @@
 
 #include "platform/zendry_common/file_io.h"
 
-#include <atomic>
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <fcntl.h>
 #include <memory>
+#include <mutex>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 namespace zendry {
 namespace {
@@ -23,9 +26,30 @@ constexpr milliseconds wait_limit{5000};
 constexpr milliseconds short_wait_limit{200}; // longer than a sound edit takes
 constexpr milliseconds retry_pause{5};
 
-// Somebody has outlasted a whole wait, and nobody has had a lock since: waits are short then, or
-// the several calls of one connection attempt would add up to half a minute.
-std::atomic<bool> holder_hangs{false};
+/*
+ * Files whose holder has outlasted a whole wait, and which nobody has had since: waits for those
+ * are short, or the several calls of one connection attempt would add up to half a minute.
+ */
+class HungFiles {
+public:
+    milliseconds limit(const std::string& name) {
+        const std::lock_guard guard(lock_);
+        return std::ranges::find(names_, name) != names_.end() ? short_wait_limit : wait_limit;
+    }
+    void record(const std::string& name, bool hangs) {
+        const std::lock_guard guard(lock_);
+        std::erase(names_, name);
+        if (hangs) {
+            names_.push_back(name);
+        }
+    }
+
+private:
+    std::mutex lock_;
+    std::vector<std::string> names_;
+};
+
+constinit HungFiles hung_files;
 
 struct Free {
     void operator()(char* text) const {
@@ -116,14 +140,13 @@ int LockedFile::try_open(const std::string& name) {
 }
 
 int LockedFile::open(const std::string& name) {
-    const Clock::time_point deadline =
-        Clock::now() + (holder_hangs ? short_wait_limit : wait_limit);
+    const Clock::time_point deadline = Clock::now() + hung_files.limit(name);
     int error = try_open(name);
     while ((error == EWOULDBLOCK || error == EINTR) && Clock::now() < deadline) {
         std::this_thread::sleep_for(retry_pause);
         error = try_open(name);
     }
-    holder_hangs = error == EWOULDBLOCK;
+    hung_files.record(name, error == EWOULDBLOCK);
     if (error != 0) {
         fd_.reset();
     }

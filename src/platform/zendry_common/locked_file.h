@@ -25,7 +25,8 @@ public:
     /*
      * Opens and locks a regular file; a symbolic link stands for its target. A file that is not
      * there is made, empty and the owner's alone, so that there is something to lock. EWOULDBLOCK
-     * when somebody else has kept the lock for 5 seconds.
+     * when somebody else has kept the lock for 5 seconds, or for 200 ms after they had kept this
+     * file for so long.
      */
     [[nodiscard]] int open(const std::string& name);
 
