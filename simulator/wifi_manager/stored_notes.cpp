@@ -10,7 +10,9 @@
 #include <utility>
 
 void qv_show_stored_notes(SystemStats& system, const std::string& package_file) {
-    // The store replaces its files, so what is open is whole.
+    // Without the store's lock, which may be held for long. The store replaces its files, so of its
+    // edits all is seen or nothing. What another program rewrites in place may be seen half done;
+    // the next statistics have the rest.
     const ScopedFd file(open(package_file.c_str(), O_RDONLY | O_CLOEXEC));
     std::string text;
     zendry::UciDocument package;

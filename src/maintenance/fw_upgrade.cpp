@@ -59,7 +59,10 @@ bool given_up(const Upgrade& upgrade) {
 
 int32_t fail(const Upgrade& upgrade, UpdataStatus status) {
     clear_busy(upgrade);
-    release_worker(upgrade); // before the status, which a controller may answer with another job
+    // Before the status, which a controller may answer with another job. The start of that one
+    // joins this thread: while a slow broker has no room for the status, the intake worker waits,
+    // and nobody else. That ends with the session at the latest.
+    release_worker(upgrade);
     qv_send_updata_stats(upgrade.context, status);
     return -status;
 }

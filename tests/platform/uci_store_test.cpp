@@ -7,8 +7,10 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <sched.h>
 #include <string>
 #include <sys/file.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -88,6 +90,7 @@ TEST_F(UciStore, BadPackagesAreReportedAndNeverWritten) {
     EXPECT_EQ(uciSectionExist("absent", "conf", "broker"), -1);
     EXPECT_EQ(uciSet("absent", "@system[0]", "notes", "roof"), -1);
     uciDestroy();
+    EXPECT_EQ(files_in_store(), 2U); // a look at what is not there makes nothing
     fflush(stdout);
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "QV_ERR: " + package_path("system") + ":2: quote not closed\n" +
@@ -230,10 +233,60 @@ TEST_F(UciStore, ALinkedPackageIsReplacedWhereItLies) {
     EXPECT_EQ(files_in(folder), std::size(table));
 }
 
+TEST_F(UciStore, AFileWhosePathCannotBeHadIsRefusedAtOnce) {
+    const std::string half = std::string(250, 'd') + "/" + std::string(250, 'd');
+    std::string folder = root_;
+    // Each link is short enough to follow; the path behind them is longer than any may be.
+    for (int i = 0; i < 9; ++i) {
+        std::filesystem::create_directories(folder + "/" + half);
+        std::filesystem::create_directory_symlink(half, folder + "/l");
+        folder += "/l";
+    }
+    std::ofstream(folder + "/target") << system_text;
+    std::filesystem::create_symlink(folder + "/target", package_path("system"));
+    testing::internal::CaptureStdout();
+    const auto asked = std::chrono::steady_clock::now();
+    EXPECT_EQ(uci_set_system_broker_status(1), -1);
+    const auto waited = std::chrono::steady_clock::now() - asked;
+    fflush(stdout);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "QV_ERR: " + package_path("system") + ": File name too long\n");
+    EXPECT_LT(waited, std::chrono::seconds(2));
+}
+
+// In a mount namespace of its own, where the store is mounted read-only.
+TEST_F(UciStore, AMissingPackageOfAReadOnlyStoreIsEmpty) {
+    constexpr int no_namespace = 77;
+    const std::string folder = root_ + "/etc/config";
+    testing::internal::CaptureStdout();
+    const pid_t child = fork();
+    if (child == 0) {
+        if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0 ||
+            mount(folder.c_str(), folder.c_str(), nullptr, MS_BIND, nullptr) != 0 ||
+            mount(nullptr, folder.c_str(), nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr)) {
+            _exit(no_namespace);
+        }
+        uciInit();
+        const bool empty = uciSectionExist("system", "conf", "broker") == -1;
+        uciDestroy();
+        const bool stored = uci_set_system_broker_config("broker", {1883, "10.0.0.1"}) == 0;
+        fflush(stdout);
+        _exit(empty && !stored ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    const std::string log = testing::internal::GetCapturedStdout();
+    if (WEXITSTATUS(status) == no_namespace) {
+        GTEST_SKIP() << "no user namespace";
+    }
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(log, "QV_ERR: " + package_path("system") + ": not written: Read-only file system\n");
+}
+
 TEST_F(UciStore, BrokerEntryIsCreatedStoredAndReadBack) {
     EXPECT_EQ(uci_set_system_broker_status(0), -1);
     EXPECT_EQ(uci_add_section_system_config("conf", "broker"), 0);
-    EXPECT_EQ(read_package("system"), ""); // no entry without an address, at no time
+    EXPECT_EQ(files_in_store(), 0U); // no entry without an address, at no time
     BrokerConfig settings{1883, "127.0.0.1"};
     EXPECT_EQ(uci_set_system_broker_config("broker", settings), 0);
     EXPECT_EQ(uci_set_system_broker_status(1), 0);

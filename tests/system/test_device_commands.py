@@ -10,7 +10,6 @@ CANARY = "/tmp/canary"
 
 # As the tool must receive them.
 PASSWORDS = ["abc", "\\';>/tmp/canary;'", "Áé密码"]
-REFUSED = ["\n>/tmp/canary"]
 
 
 def general_data(command, text):
@@ -19,15 +18,14 @@ def general_data(command, text):
 
 def test_passwords(controller, agent, device_tools):
     set_tool("passwd", 1)  # of no consequence
-    for text in REFUSED:
-        controller.send(general_data(1016, text), valid=False)
+    controller.send(general_data(1016, f"\n>{CANARY}"), valid=False)
     for text in PASSWORDS:
         controller.send(general_data(1016, text))
     poll(lambda: len(tool_calls()) == len(PASSWORDS), 10, "calls of passwd")
     for text, call in zip(PASSWORDS, tool_calls()):
         assert call["args"] == ["admin"]
         assert call["stdin"].encode("utf-8", "surrogateescape").decode() == f"{text}\n{text}\n"
-    assert len(agent.lines("^QV_ERR: password refused: ")) == len(REFUSED)
+    assert len(agent.lines("^QV_ERR: password refused: ")) == 1
     plain = "(echo 'abc'; sleep 1; echo 'abc') | passwd 'admin' >/dev/null 2>&1"
     assert agent.lines(f"^QV: update password command: {re.escape(plain)}$")
     assert not pathlib.Path(CANARY).exists()
@@ -36,10 +34,9 @@ def test_passwords(controller, agent, device_tools):
 def test_clock_and_wifi(controller, agent, device_tools):
     # The command, and what it says in the device's own time zone. Seconds of 32 bits end in 2106.
     clocks = [1700000000999, 32503680000000]
-    refused = ["soon"]
     set_tool("date", 1)
-    for timestamp in clocks + refused:
-        controller.send({"type": 1015, "timestamp": timestamp}, valid=timestamp in clocks)
+    for timestamp in clocks:
+        controller.send({"type": 1015, "timestamp": timestamp})
     controller.send({"type": 1015}, valid=False)
     controller.send(1021)
     poll(lambda: tool_calls()[-1:] == [{"tool": "wifi", "args": ["reload"]}], 10, "wifi reload")
@@ -48,7 +45,7 @@ def test_clock_and_wifi(controller, agent, device_tools):
         {"tool": "date", "args": ["-s", time.strftime("%Y-%m-%d %H:%M:%S", time.localtime(at))]}
         for at in seconds
     ]
-    assert len(agent.lines("^QV_ERR: clock not set: ")) == len(refused) + 1
+    assert len(agent.lines("^QV_ERR: clock not set: ")) == 1
 
 
 def stored_notes():

@@ -4,6 +4,7 @@ import fcntl
 import itertools
 import pathlib
 import subprocess
+import time
 
 import harness
 import pytest
@@ -18,6 +19,7 @@ ENTRY = "\nconfig conf 'broker'\n\toption host '127.0.0.1'\n\toption port '1883'
 CONNECTED = "\toption status '1'\n"
 WHOLE = [FACTORY, FACTORY + ENTRY, FACTORY + ENTRY + CONNECTED]
 
+WIRELESS = PACKAGES / "wireless"
 LOCKED = f"^QV_ERR: {SYSTEM}: locked by another program$"
 
 
@@ -73,6 +75,18 @@ def test_holder_that_hangs_is_left_alone(controller, agent, held_package):
     controller.send(1034)
     controller.wait_report(SYSTEM_STATS, 7)
     assert len(agent.lines(LOCKED)) == 1
+
+    # Who holds another package has the whole time.
+    lists = WIRELESS.read_text().count("list maclist")
+    with open(WIRELESS) as file:
+        fcntl.flock(file, fcntl.LOCK_EX)
+        mark = agent.log.mark()
+        flags = {"maclist_size": 0, "wifi0Flag": 1, "wifi1Flag": 0}
+        controller.send({"type": 1020, "timestamp": 1, "data": {"general_data": flags}})
+        agent.wait_line("^process_msg->type 1020", 2, mark)
+        time.sleep(0.6)
+    harness.poll(lambda: WIRELESS.read_text().count("list maclist") == lists - 2, 2, "the edit")
+
     status, seconds = agent.stop()
     assert (status, seconds < 2) == (0, True)
 

@@ -154,6 +154,24 @@ def test_commands_during_a_background_upgrade(controller, wifi_manager, images, 
     assert notices(wifi_manager, 0) == []
 
 
+def test_nobody_waits_for_a_slow_reboot(controller, images, agent):
+    set_tool("reboot", delay=4)
+    BOARD.write_text(ROOTFS_BOARDS[0])
+    mark = controller.reports.mark()
+    controller.send(upgrade(1032, images, reboot="1"))
+    wait_statuses(controller, mark, [201, 202, 203])
+    poll(lambda: tools_called()[-1:] == ["reboot"], 3, "reboot")
+    log = agent.log.mark()
+    controller.send(upgrade(1032, images, reboot="1"))
+    agent.wait_line("^QV_ERR: firmware upgrade refused: another one runs", 1, log)
+    controller.send({"type": 1017, "timestamp": 1, "data": {"general_data": "roof"}})
+    agent.wait_line("^qv_set_equipment_notes: uciDestroy$", 1, log)
+    asked = controller.reports.mark()
+    controller.send(1034)
+    controller.wait_report(harness.SYSTEM_STATS, 1, asked)
+    assert statuses(controller, mark) == [201, 202, 203]
+
+
 def test_background_upgrade_behind_another(controller, images, agent):
     """Upgrades wait for one another, and the end of the first leaves the second undisturbed."""
     BOARD.write_text(ROOTFS_BOARDS[1])

@@ -436,8 +436,9 @@ TEST_F(MaintenanceTest, Passwords) {
         EXPECT_EQ(fake_shell().commands, std::vector{payload.size() > 20 ? abc : none}) << payload;
     }
     fake_shell() = {};
-    for (const char* json : {R"("1234567secret4567890")", R"("ÄÖÜsecretÄÖÜÄ")", R"("secret\nx")",
-                             R"("secret\u0000x")", R"("secret\u001bx")", R"("secret\u007fx")"}) {
+    for (const char* json :
+         {R"("1234567secret4567890")", R"("ÄÖÜsecretÄÖÜÄ")", R"("secret\nx")", R"("secret\rx")",
+          R"("secret\u0000x")", R"("secret\u001bx")", R"("secret\u007fx")"}) {
         EXPECT_EQ(run_command(1016, general_data(json)), 0);
         const size_t line = log.find("QV_ERR: password refused: ");
         ASSERT_NE(line, log.npos) << json;

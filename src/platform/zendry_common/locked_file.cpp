@@ -2,16 +2,19 @@
 
 #include "platform/zendry_common/file_io.h"
 
-#include <atomic>
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <fcntl.h>
 #include <memory>
+#include <mutex>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 namespace zendry {
 namespace {
@@ -23,9 +26,30 @@ constexpr milliseconds wait_limit{5000};
 constexpr milliseconds short_wait_limit{200}; // longer than a sound edit takes
 constexpr milliseconds retry_pause{5};
 
-// Somebody has outlasted a whole wait, and nobody has had a lock since: waits are short then, or
-// the several calls of one connection attempt would add up to half a minute.
-std::atomic<bool> holder_hangs{false};
+/*
+ * Files whose holder has outlasted a whole wait, and which nobody has had since: waits for those
+ * are short, or the several calls of one connection attempt would add up to half a minute.
+ */
+class HungFiles {
+public:
+    milliseconds limit(const std::string& name) {
+        const std::lock_guard guard(lock_);
+        return std::ranges::find(names_, name) != names_.end() ? short_wait_limit : wait_limit;
+    }
+    void record(const std::string& name, bool hangs) {
+        const std::lock_guard guard(lock_);
+        std::erase(names_, name);
+        if (hangs) {
+            names_.push_back(name);
+        }
+    }
+
+private:
+    std::mutex lock_;
+    std::vector<std::string> names_;
+};
+
+constinit HungFiles hung_files;
 
 struct Free {
     void operator()(char* text) const {
@@ -33,14 +57,16 @@ struct Free {
     }
 };
 
-/* The path behind all links, if name still means the opened file; empty when it does not. */
-std::string path_of(const std::string& name, int fd) {
-    const std::unique_ptr<char, Free> path(realpath(name.c_str(), nullptr));
+/* Finds the path behind all links; EWOULDBLOCK when name does not mean the opened file. */
+int resolve(const std::string& name, int fd, std::string& path) {
+    const std::unique_ptr<char, Free> found(realpath(name.c_str(), nullptr));
     struct stat named {};
     struct stat held {};
-    const bool same = path != nullptr && lstat(path.get(), &named) == 0 && fstat(fd, &held) == 0 &&
-                      named.st_dev == held.st_dev && named.st_ino == held.st_ino;
-    return same ? path.get() : "";
+    if (found == nullptr || lstat(found.get(), &named) != 0 || fstat(fd, &held) != 0) {
+        return errno == ENOENT ? EWOULDBLOCK : errno;
+    }
+    path = found.get();
+    return named.st_dev == held.st_dev && named.st_ino == held.st_ino ? 0 : EWOULDBLOCK;
 }
 
 /* A new file in a folder, which goes away again unless it has taken the name it was made for. */
@@ -97,33 +123,53 @@ bool take_over_attributes(int old_fd, int new_fd) {
 
 } // namespace
 
+LockedFile::~LockedFile() {
+    struct stat about {};
+    std::string path;
+    // Under the lock: whoever waits for it looks for the name again.
+    if (made_ && fstat(fd_.get(), &about) == 0 && about.st_size == 0 &&
+        resolve(path_, fd_.get(), path) == 0) {
+        unlink(path.c_str());
+    }
+}
+
+/* 0 with no file when there is none and none can be made; whoever could make it is not kept out. */
+int LockedFile::open_or_make(const std::string& name) {
+    // O_NONBLOCK: a fifo put in the file's place must not hold the caller.
+    constexpr int flags = O_RDONLY | O_CLOEXEC | O_NONBLOCK;
+    fd_.reset(::open(name.c_str(), flags));
+    if (!fd_.valid() && errno == ENOENT) {
+        fd_.reset(::open(name.c_str(), flags | O_CREAT, S_IRUSR | S_IWUSR));
+        made_ = fd_.valid();
+        not_made_ = made_ ? 0 : errno;
+        return not_made_ == EROFS || not_made_ == EACCES ? 0 : not_made_;
+    }
+    return fd_.valid() ? 0 : errno;
+}
+
 /* EWOULDBLOCK when the lock cannot be had now, or is one on a file that has been replaced. */
 int LockedFile::try_open(const std::string& name) {
-    // O_NONBLOCK: a fifo put in the file's place must not hold the caller.
-    fd_.reset(::open(name.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK, S_IRUSR | S_IWUSR));
     struct stat about {};
-    if (!fd_.valid() || fstat(fd_.get(), &about) != 0) {
+    if (const int error = open_or_make(name); error != 0 || !fd_.valid()) {
+        return error;
+    }
+    if (fstat(fd_.get(), &about) != 0) {
         return errno;
     }
     if (!S_ISREG(about.st_mode)) {
-        return EINVAL;
+        return S_ISDIR(about.st_mode) ? EISDIR : EINVAL;
     }
-    if (flock(fd_.get(), LOCK_EX | LOCK_NB) != 0) {
-        return errno;
-    }
-    path_ = path_of(name, fd_.get());
-    return path_.empty() ? EWOULDBLOCK : 0;
+    return flock(fd_.get(), LOCK_EX | LOCK_NB) == 0 ? resolve(name, fd_.get(), path_) : errno;
 }
 
 int LockedFile::open(const std::string& name) {
-    const Clock::time_point deadline =
-        Clock::now() + (holder_hangs ? short_wait_limit : wait_limit);
+    const Clock::time_point deadline = Clock::now() + hung_files.limit(name);
     int error = try_open(name);
     while ((error == EWOULDBLOCK || error == EINTR) && Clock::now() < deadline) {
         std::this_thread::sleep_for(retry_pause);
         error = try_open(name);
     }
-    holder_hangs = error == EWOULDBLOCK;
+    hung_files.record(name, error == EWOULDBLOCK);
     if (error != 0) {
         fd_.reset();
     }
@@ -131,10 +177,14 @@ int LockedFile::open(const std::string& name) {
 }
 
 int LockedFile::read(size_t limit, std::string& content) {
-    return read_all(fd_.get(), limit, content);
+    content.clear();
+    return fd_.valid() ? read_all(fd_.get(), limit, content) : 0;
 }
 
 int LockedFile::replace(std::string_view content) {
+    if (!fd_.valid()) {
+        return not_made_;
+    }
     const size_t name_at = path_.rfind('/') + 1; // the path is absolute
     const std::string name = path_.substr(name_at);
     const ScopedFd folder(
@@ -155,6 +205,7 @@ int LockedFile::replace(std::string_view content) {
         return errno;
     }
     fd_ = file.take_fd();
+    made_ = false;
     // Without this the rename itself might not outlast a power cut.
     return fsync(folder.get()) == 0 ? 0 : errno;
 }

@@ -22,10 +22,19 @@ namespace zendry {
  */
 class LockedFile {
 public:
+    LockedFile() = default;
+    LockedFile(const LockedFile&) = delete;
+    LockedFile& operator=(const LockedFile&) = delete;
+
+    /* Takes a file that was made only to be locked, and is still empty, away again. */
+    ~LockedFile();
+
     /*
      * Opens and locks a regular file; a symbolic link stands for its target. A file that is not
-     * there is made, empty and the owner's alone, so that there is something to lock. EWOULDBLOCK
-     * when somebody else has kept the lock for 5 seconds.
+     * there is made, empty and the owner's alone, so that there is something to lock; where none
+     * may be made it reads as empty, unlocked, and replace fails with EROFS or EACCES. EWOULDBLOCK
+     * when somebody else has kept the lock for 5 seconds, or for 200 ms after they had kept this
+     * file for so long.
      */
     [[nodiscard]] int open(const std::string& name);
 
@@ -44,10 +53,13 @@ public:
     [[nodiscard]] int replace(std::string_view content);
 
 private:
+    int open_or_make(const std::string& name);
     int try_open(const std::string& name);
 
     ScopedFd fd_;
-    std::string path_; /* behind every symbolic link */
+    bool made_ = false; /* by open, which found none, and not replaced since */
+    int not_made_ = 0;  /* why open could not make it */
+    std::string path_;  /* behind every symbolic link */
 };
 
 } // namespace zendry
