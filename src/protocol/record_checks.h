@@ -5,6 +5,7 @@
 #include "protocol/record_fields.h"
 
 #include <algorithm>
+#include <string_view>
 
 consteval bool qv_fields_fit(RecordTable fields, size_t record_size);
 
@@ -46,15 +47,21 @@ consteval bool qv_fields_overlap(const RecordField& one, const RecordField& othe
            other.offset < one.offset + one.width;
 }
 
-/// Whether every row fits a record of that size, and no two stand in one place. For a
-/// static_assert under the table.
+consteval bool qv_keys_clash(const RecordField& one, const RecordField& other) {
+    return one.key == nullptr || other.key == nullptr ||
+           std::string_view(one.key) == std::string_view(other.key);
+}
+
+/// Whether every row fits a record of that size, and no two have one key or stand in one place. For
+/// a static_assert under the table.
 consteval bool qv_fields_fit(RecordTable fields, size_t record_size) {
     for (size_t i = 0; i < fields.size(); ++i) {
         if (!qv_field_fits(fields[i], record_size)) {
             return false;
         }
         for (size_t other = 0; other < i; ++other) {
-            if (qv_fields_overlap(fields[i], fields[other])) {
+            if (qv_fields_overlap(fields[i], fields[other]) ||
+                qv_keys_clash(fields[i], fields[other])) {
                 return false;
             }
         }
@@ -62,12 +69,12 @@ consteval bool qv_fields_fit(RecordTable fields, size_t record_size) {
     return true;
 }
 
-/// Whether a table is one of settings: it fits, and a command may set every row but those that say
-/// themselves that they are only reported.
+/// Whether a table is one of settings: it fits, and a command may set every row but the lists that
+/// say themselves that they are only reported.
 consteval bool qv_settings_fit(RecordTable fields, size_t record_size) {
     return qv_fields_fit(fields, record_size) &&
            std::ranges::all_of(fields, [](const RecordField& field) {
-               return qv_is_settable(field) || field.special != nullptr;
+               return qv_is_settable(field) || field.type == RecordFieldType::list;
            });
 }
 
