@@ -49,6 +49,7 @@ def test_in_the_moment_of_leaving(broker, controller, link, linked_agent):
     linked_agent.wait_line("^sm->state:1$", 1)
     link.shut()
     time.sleep(AWAY_S)
+    mark = controller.reports.mark()
     link.open()
     begin = time.monotonic()
     broker.wait_subscribed(2)
@@ -56,5 +57,5 @@ def test_in_the_moment_of_leaving(broker, controller, link, linked_agent):
     handled = linked_agent.lines("^hdr.type: 1000, hdr.ts: ")
     assert [int(line.split()[-1]) for _, line in handled] == list(range(1, COMMANDS + 1))
     assert handled[-1][0] < begin
-    controller.wait_report(DISCOVERY, 4, controller.reports.mark())
+    controller.wait_report(DISCOVERY, 4, mark)
     assert (broker.agent_sessions(), broker.agent_farewells()) == (2, 1)
