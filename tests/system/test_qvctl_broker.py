@@ -112,6 +112,7 @@ def test_farewell_to_a_loaded_broker(broker, overheard):
             source.publish(REPORT_TOPIC, b"{}")
 
     overheard._client.unsubscribe(REPORT_TOPIC)  # the flood is not for it
+    poll(lambda: broker.count("Sending UNSUBACK to controller") == 1, 3, "unsubscription")
     speaker = threading.Thread(target=speak)
     speaker.start()
     try:
