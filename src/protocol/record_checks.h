@@ -48,8 +48,7 @@ consteval bool qv_fields_overlap(const RecordField& one, const RecordField& othe
 }
 
 consteval bool qv_keys_clash(const RecordField& one, const RecordField& other) {
-    return one.key == nullptr || other.key == nullptr ||
-           std::string_view(one.key) == std::string_view(other.key);
+    return one.key_length == 0 || one.key_text() == other.key_text();
 }
 
 /// Whether every row fits a record of that size, and no two have one key or stand in one place. For
