@@ -250,7 +250,7 @@ TEST_F(UciStore, AFileWhosePathCannotBeHadIsRefusedAtOnce) {
     const auto waited = std::chrono::steady_clock::now() - asked;
     fflush(stdout);
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "QV_ERR: " + package_path("system") + ": File name too long\n");
+              "QV_ERR: " + package_path("system") + ": " + strerror(ENAMETOOLONG) + "\n");
     EXPECT_LT(waited, std::chrono::seconds(2));
 }
 
