@@ -5,17 +5,19 @@
 #include <chrono>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/un.h>
 #include <thread>
+#include <vector>
 
 namespace {
 
 constexpr int silent = -1;
 constexpr int closing = -2;
 
-/* Plays the wifi manager for one exchange, answering with so many bytes 'r', or in silence. */
+// Plays the wifi manager for one exchange, answering with so many bytes 'r', or in silence.
 class WifiChannel : public ScratchRoot {
 protected:
     ~WifiChannel() override {
@@ -56,10 +58,14 @@ protected:
             peer_.join();
         }
     }
-    // Result of one exchange; what the whole buffer held afterwards is in reply_.
+    // Result of one exchange, made by a thread that takes its connection along when it ends; what
+    // the whole buffer held afterwards is in reply_.
     int32_t exchange(uint32_t capacity) {
         reply_.assign(capacity + 4, '.');
-        const int32_t result = qv_ctrl_send_wifi_mgr_msg("\1\4\0\0", 4, reply_.data(), capacity);
+        int32_t result = 0;
+        std::thread([&] {
+            result = qv_ctrl_send_wifi_mgr_msg("\1\4\0\0", 4, reply_.data(), capacity);
+        }).join();
         join();
         return result;
     }
@@ -85,6 +91,35 @@ TEST_F(WifiChannel, RepliesThatFitAreWrittenAndNothingBehindThem) {
         EXPECT_EQ(request_, row.length == closing ? "" : std::string("\1\4\0\0", 4));
         request_.clear();
     }
+}
+
+// How often the manager answers each request of its connections, one after the other: a connection
+// is kept until its other end closes or sends what nobody asked for.
+TEST_F(WifiChannel, AConnectionIsKeptAsLongAsItIsGood) {
+    listen_at_socket();
+    std::thread manager([this] {
+        ScopedFd connections[3];
+        const std::vector<int> answers[] = {{1, 1, 1}, {1, 2}, {1}};
+        for (size_t i = 0; i < std::size(connections); ++i) {
+            connections[i].reset(accept(listener_.get(), nullptr, nullptr));
+            for (const int times : answers[i]) {
+                char request = 0;
+                EXPECT_EQ(recv(connections[i].get(), &request, 1, 0), 1);
+                for (int sent = 0; sent < times; ++sent) {
+                    EXPECT_EQ(send(connections[i].get(), &request, 1, MSG_NOSIGNAL), 1);
+                }
+            }
+            connections[0].reset();
+        }
+    });
+    std::thread([] {
+        for (const char request : std::string_view("123456")) {
+            char reply = '.';
+            EXPECT_EQ(qv_ctrl_send_wifi_mgr_msg(&request, 1, &reply, 1), 0);
+            EXPECT_EQ(reply, request);
+        }
+    }).join();
+    manager.join();
 }
 
 TEST_F(WifiChannel, FailsAtOnceWithoutAListener) {

@@ -1,7 +1,6 @@
-/*
- * The wifi-manager channel: one SOCK_SEQPACKET connection per exchange, one packet each way.
- * Packets keep their bounds, so neither side needs a length of its own to find them.
- */
+// The wifi-manager channel: one packet each way, over a SOCK_SEQPACKET connection that every asking
+// thread keeps from one exchange to the next. Packets keep their bounds, so neither side needs a
+// length of its own to find them.
 #include "platform/scoped_fd.h"
 #include "platform/zendry_common.h"
 #include "platform/zendry_common/paths.h"
@@ -11,9 +10,11 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/un.h>
+#include <utility>
 
 namespace {
 
@@ -22,7 +23,7 @@ using Clock = std::chrono::steady_clock; // CLOCK_MONOTONIC: a set clock changes
 // For connect, send and receive together.
 constexpr std::chrono::seconds exchange_limit{5};
 
-/* Bounds the socket's next blocking call by the deadline. False when it has passed. */
+// Bounds the socket's next blocking call by the deadline. False when it has passed.
 bool limit_by(int fd, int direction, Clock::time_point deadline) {
     const auto left =
         std::chrono::duration_cast<std::chrono::microseconds>(deadline - Clock::now()).count();
@@ -35,10 +36,8 @@ bool limit_by(int fd, int direction, Clock::time_point deadline) {
     return setsockopt(fd, SOL_SOCKET, direction, &limit, sizeof limit) == 0;
 }
 
-/*
- * Makes a blocking call, again after signals, until the deadline. SO_SNDTIMEO bounds connect on
- * a UNIX-domain socket too, where it waits for room in the listener's backlog.
- */
+// Makes a blocking call, again after signals, until the deadline. SO_SNDTIMEO bounds connect on
+// a UNIX-domain socket too, where it waits for room in the listener's backlog.
 template <typename Call>
 ssize_t call_until(int fd, int direction, Clock::time_point deadline, Call call) {
     ssize_t result = -1;
@@ -62,43 +61,71 @@ bool manager_address(sockaddr_un& address) {
     return true;
 }
 
-/* The reply goes into the caller's buffer only once its length is known to fit. */
-bool receive_reply(int fd, Clock::time_point deadline, void* buffer, uint32_t capacity) {
-    const ssize_t length = call_until(fd, SO_RCVTIMEO, deadline, [&] {
-        return recv(fd, nullptr, 0, MSG_PEEK | MSG_TRUNC); // length of the whole packet
+// A connection without anything to read. An end, or a packet that nobody asked for, makes it
+// useless.
+bool is_quiet(const ScopedFd& connection) {
+    char byte;
+    return recv(connection.get(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) < 0 && errno == EAGAIN;
+}
+
+bool send_request(const ScopedFd& connection, Clock::time_point deadline,
+                  std::string_view request) {
+    const ssize_t sent = call_until(connection.get(), SO_SNDTIMEO, deadline, [&] {
+        return send(connection.get(), request.data(), request.size(), MSG_NOSIGNAL);
+    });
+    return sent == static_cast<ssize_t>(request.size());
+}
+
+// Empty when the manager does not take the connection in time.
+ScopedFd connect_to_manager(Clock::time_point deadline) {
+    sockaddr_un address{};
+    if (!manager_address(address)) {
+        return {};
+    }
+    ScopedFd connection(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    const ssize_t connected = call_until(connection.get(), SO_SNDTIMEO, deadline, [&] {
+        return connect(connection.get(), reinterpret_cast<const sockaddr*>(&address),
+                       sizeof address);
+    });
+    return connected == 0 ? std::move(connection) : ScopedFd();
+}
+
+// Over the connection of the last exchange, or a new one where that has ended: a manager that was
+// started anew since then is asked like any other.
+bool ask(ScopedFd& connection, Clock::time_point deadline, std::string_view request) {
+    if (is_quiet(connection) && send_request(connection, deadline, request)) {
+        return true;
+    }
+    connection = connect_to_manager(deadline);
+    return connection.valid() && send_request(connection, deadline, request);
+}
+
+// The reply goes into the caller's buffer only once its length is known to fit.
+bool receive_reply(const ScopedFd& connection, Clock::time_point deadline, void* buffer,
+                   uint32_t capacity) {
+    const ssize_t length = call_until(connection.get(), SO_RCVTIMEO, deadline, [&] {
+        return recv(connection.get(), nullptr, 0, MSG_PEEK | MSG_TRUNC); // the whole packet's
     });
     if (length <= 0 || static_cast<size_t>(length) > capacity) {
         return false;
     }
-    return recv(fd, buffer, capacity, MSG_DONTWAIT) == length;
+    return recv(connection.get(), buffer, capacity, MSG_DONTWAIT) == length;
 }
 
 } // namespace
 
 int32_t qv_ctrl_send_wifi_mgr_msg(const void* request, uint32_t request_length, void* reply_buffer,
                                   uint32_t reply_capacity) {
+    static thread_local ScopedFd connection;
     const Clock::time_point deadline = Clock::now() + exchange_limit;
-    sockaddr_un address{};
     // An empty packet would read as the end of the connection.
-    if (request == nullptr || request_length == 0 || reply_buffer == nullptr ||
-        !manager_address(address)) {
+    if (request == nullptr || request_length == 0 || reply_buffer == nullptr) {
         return -1;
     }
-    const ScopedFd channel(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
-    if (!channel.valid()) {
-        return -1;
+    if (ask(connection, deadline, {static_cast<const char*>(request), request_length}) &&
+        receive_reply(connection, deadline, reply_buffer, reply_capacity)) {
+        return 0;
     }
-    const int fd = channel.get();
-    const ssize_t connected = call_until(fd, SO_SNDTIMEO, deadline, [&] {
-        return connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
-    });
-    if (connected != 0) {
-        return -1;
-    }
-    const ssize_t sent = call_until(
-        fd, SO_SNDTIMEO, deadline, [&] { return send(fd, request, request_length, MSG_NOSIGNAL); });
-    if (sent != static_cast<ssize_t>(request_length)) {
-        return -1;
-    }
-    return receive_reply(fd, deadline, reply_buffer, reply_capacity) ? 0 : -1;
+    connection.reset(); // a reply that comes late must not stand for the next one
+    return -1;
 }
