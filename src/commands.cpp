@@ -4,6 +4,7 @@
 #include "maintenance/fw_flash.h"
 #include "maintenance/fw_upgrade.h"
 #include "network/network_config.h"
+#include "platform/log.h"
 #include "platform/zendry_common.h"
 #include "protocol/commands.h"
 #include "reports/on_request.h"
@@ -15,12 +16,10 @@
 #include "wireless/radio_config.h"
 #include "wireless/vap_config.h"
 
-#include <cstdio>
-
 namespace {
 
 int32_t show_payload(AgentContext& /*context*/, const char* payload, uint32_t /*length*/) {
-    printf("SUB MSG: payload=%s\n", payload);
+    qv_log("SUB MSG: payload=%s\n", payload);
     return 0;
 }
 
@@ -32,7 +31,7 @@ int32_t forget_broker_status(AgentContext& /*context*/, const char* /*payload*/,
 int32_t refresh_wifi_stats(AgentContext& /*context*/, const char* /*payload*/,
                            uint32_t /*length*/) {
     if (qv_get_wifi_stats() < 0) {
-        puts("QV_ERR: failed to fetch wifi stats..");
+        qv_log("QV_ERR: failed to fetch wifi stats..\n");
     }
     return 0;
 }

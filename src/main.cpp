@@ -5,6 +5,7 @@
 #include "broker/session.h"
 #include "commands.h"
 #include "platform/heap.h"
+#include "platform/log.h"
 #include "report_kinds.h"
 #include "state_machine.h"
 
@@ -52,7 +53,7 @@ void* controller_thread(void* agent_context) {
     auto& context = *static_cast<AgentContext*>(agent_context);
     qv_agent_controller_thread(&context);
     if (!qv_agent_stops_within(context, IDENTITY_PATIENCE)) {
-        puts("QV_ERR: device identity unreadable for 60 s, the agent ends");
+        qv_log("QV_ERR: device identity unreadable for 60 s, the agent ends\n");
         context.failed = 1;
         stop(context);
     }
@@ -67,7 +68,7 @@ void start_threads(AgentContext& context) {
 
 int32_t run(AgentContext& context) {
     if (qv_get_device_info(context) < 0) {
-        puts("Fail to fetch device mac addr..");
+        qv_log("Fail to fetch device mac addr..\n");
         return -1;
     }
     const int32_t result = qv_agent_state_machine(context);
@@ -88,10 +89,7 @@ void stop_threads(AgentContext& context) {
 
 int main() {
     qv_settle_heap();
-    // A log reader sees each line when it happens, also through a pipe, and a report of some 60 KB
-    // in one piece. Pages that no line has reached take no memory.
-    static char log_line[64 * 1024];
-    setvbuf(stdout, log_line, _IOLBF, sizeof log_line);
+    setvbuf(stdout, nullptr, _IOLBF, BUFSIZ); // the support library's lines are seen at once too
 
     static MqttSession session;
     static AgentContext qva;

@@ -3,11 +3,11 @@
 #include "agent/context.h"
 #include "broker/publish.h"
 #include "broker/session.h"
+#include "platform/log.h"
 #include "platform/scoped_fd.h"
 #include "reports/report.h"
 
 #include <chrono>
-#include <cstdio>
 #include <poll.h>
 #include <sys/timerfd.h>
 
@@ -92,7 +92,7 @@ int32_t qv_agent_state_machine(AgentContext& context) {
     seconds wait{0};
     while (pause(context, timer, wait)) {
         const AgentState state = next_state(context);
-        printf("sm->state:%d\n", state);
+        qv_log("sm->state:%d\n", state);
         switch (state) {
         case AGENT_STATE_CONNECT: wait = connect(context); break;
         case AGENT_STATE_ANNOUNCE: wait = announce(context); break;

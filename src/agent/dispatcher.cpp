@@ -2,9 +2,9 @@
 
 #include "agent/context.h"
 #include "agent/identity.h"
+#include "platform/log.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <unistd.h>
 
 namespace {
@@ -22,7 +22,7 @@ bool firmware_job_running(AgentContext& context) {
 
 bool refresh_identity(AgentContext& context, const Command& command) {
     if (qv_get_device_info(context) < 0) {
-        puts(command.identity_failure);
+        qv_log("%s\n", command.identity_failure);
         return false;
     }
     return true;
@@ -52,10 +52,10 @@ bool finish(AgentContext& context, const Command& command) {
 } // namespace
 
 bool qv_agent_process(AgentContext& context, const ControllerMsg& message) {
-    printf("process_msg->type %d\n", message.type);
+    qv_log("process_msg->type %d\n", message.type);
     const Command* const command = find_command(context, message.type);
     if (command == nullptr) {
-        puts("qv_agent_controller_thread: unknown msg type");
+        qv_log("qv_agent_controller_thread: unknown msg type\n");
         qv_agent_command_handled(context);
         return true;
     }

@@ -1,6 +1,7 @@
 #include "agent/identity.h"
 
 #include "agent/context.h"
+#include "platform/log.h"
 #include "platform/scoped_fd.h"
 
 #include <arpa/inet.h>
@@ -20,7 +21,7 @@ void store_macaddr(AgentContext& context, const ifreq& request) {
         const std::lock_guard guard(context.settings_lock);
         context.identity.macaddr = mac;
     }
-    printf("device_macaddr: %02x:%02x:%02x:%02x:%02x:%02x\n", mac[0], mac[1], mac[2], mac[3],
+    qv_log("device_macaddr: %02x:%02x:%02x:%02x:%02x:%02x\n", mac[0], mac[1], mac[2], mac[3],
            mac[4], mac[5]);
 }
 
@@ -33,7 +34,7 @@ void store_ipaddr(AgentContext& context, const ifreq& request) {
         const std::lock_guard guard(context.settings_lock);
         context.identity.ipaddr = text;
     }
-    printf("ipaddr---------%s\n", text.data());
+    qv_log("ipaddr---------%s\n", text.data());
 }
 
 } // namespace

@@ -1,9 +1,9 @@
 #include "agent/local_socket.h"
 
 #include "agent/context.h"
+#include "platform/log.h"
 
 #include <array>
-#include <cstdio>
 #include <cstring>
 #include <sys/select.h>
 #include <unistd.h>
@@ -47,7 +47,7 @@ void log_passive_msg(LocalSocket& socket) {
     const ssize_t bytes = recvfrom(socket.descriptor.get(), buffer.data(), buffer.size(), 0,
                                    reinterpret_cast<sockaddr*>(&socket.sender), &sender_length);
     if (bytes > 0) {
-        printf("Recv Passive Msg: bytes = %d component_type = %d, type = %d\n",
+        qv_log("Recv Passive Msg: bytes = %d component_type = %d, type = %d\n",
                static_cast<int>(bytes), buffer[0], buffer[1]);
     }
 }

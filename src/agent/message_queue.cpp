@@ -1,9 +1,9 @@
 #include "agent/message_queue.h"
 
 #include "platform/heap.h"
+#include "platform/log.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -46,7 +46,7 @@ void msg_queue_push(MsgQueue& queue, ControllerMsgPtr message) {
         count = ++queue.count;
         queue.longest = std::max(queue.longest, count);
     }
-    printf("msg_queue_push: %d\n", count);
+    qv_log("msg_queue_push: %d\n", count);
     sem_post(&queue.semaphore); // the popping thread would wait for the log otherwise
 }
 
@@ -79,7 +79,7 @@ ControllerMsgPtr msg_queue_pop(MsgQueue& queue) {
     sem_wait(&queue.semaphore);
     int32_t left = 0;
     ControllerMsgPtr message = take_head(queue, left);
-    printf("msg_queue_pop: %d\n", left);
+    qv_log("msg_queue_pop: %d\n", left);
     if (left == 0 && was_long(queue)) {
         qv_trim_heap();
     }

@@ -3,6 +3,7 @@
 #include "agent/context.h"
 #include "broker/publish.h"
 #include "broker/session.h"
+#include "platform/log.h"
 #include "protocol/topics.h"
 
 #include <cstdio>
@@ -20,9 +21,9 @@ void subscribe(AgentContext& context, mosquitto* client) {
              mac[1], mac[2], mac[3], mac[4], mac[5]);
     const int subscribed = mosquitto_subscribe(client, nullptr, topic, 0);
     if (subscribed == MOSQ_ERR_SUCCESS) {
-        printf("Successfully subscribed to topic\nSUB TOPIC=%s\n", topic);
+        qv_log("Successfully subscribed to topic\nSUB TOPIC=%s\n", topic);
     } else {
-        printf("订阅主题失败：错误代码 %d\n", subscribed);
+        qv_log("订阅主题失败：错误代码 %d\n", subscribed);
     }
 }
 
@@ -31,7 +32,7 @@ void subscribe(AgentContext& context, mosquitto* client) {
 void qv_on_connect(mosquitto* client, void* user_data, int result) {
     AgentContext& context = context_of(user_data);
     if (result != 0) {
-        printf("Error with result code: %d\n", result);
+        qv_log("Error with result code: %d\n", result);
         return;
     }
     if (context.session->mqtt_connected == 1) {
@@ -42,7 +43,7 @@ void qv_on_connect(mosquitto* client, void* user_data, int result) {
 
 void qv_on_message(mosquitto* /*client*/, void* user_data, const mosquitto_message* message) {
     if (message->payloadlen == 0) {
-        printf("%s (null)\n", message->topic);
+        qv_log("%s (null)\n", message->topic);
         return;
     }
     std::unique_ptr<InboundMessage> copy = InboundMessage::copy_of(*message);

@@ -5,9 +5,9 @@
 #include "broker/link_wait.h"
 #include "broker/session.h"
 #include "broker/settings.h"
+#include "platform/log.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -110,13 +110,13 @@ bool qv_link_connect(AgentContext& context) {
         if (result != MOSQ_ERR_SUCCESS && qv_link_gives_up(session)) {
             continue;
         }
-        printf("%s %d\n", broker.host, broker.port);
+        qv_log("%s %d\n", broker.host, broker.port);
         if (result == MOSQ_ERR_SUCCESS) {
             session.link.accept_by = session.link.last_attempt ? deadline : Clock::now() + limit;
             connection_made(context, begun);
             return true;
         }
-        printf("COULD NOT CONNECT: %d\n", result);
+        qv_log("COULD NOT CONNECT: %d\n", result);
         session.link.next_attempt = Clock::now() + RETRY_PAUSE;
     }
     return false;

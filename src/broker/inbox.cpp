@@ -1,6 +1,7 @@
 #include "broker/inbox.h"
 
-#include <cstdio>
+#include "platform/log.h"
+
 #include <new>
 #include <utility>
 
@@ -20,7 +21,7 @@ InboundMessage::~InboundMessage() {
 void Inbox::push(std::unique_ptr<InboundMessage> message) {
     InboundMessage* const added = message.get();
     if (count_ > 0 && (count_ == MESSAGES_MAX || bytes_ + added->size() > BYTES_MAX)) {
-        printf("QV_ERR: inbound message of %zu bytes dropped, too many wait\n", added->size());
+        qv_log("QV_ERR: inbound message of %zu bytes dropped, too many wait\n", added->size());
         return;
     }
     ++count_;

@@ -3,9 +3,9 @@
 #include "agent/context.h"
 #include "broker/session.h"
 #include "json/json_field.h"
+#include "platform/log.h"
 
 #include <algorithm>
-#include <cstdio>
 
 int32_t qv_json_parse_msg_hdr(MsgHdr& header, const char* text, uint32_t length) {
     const JsonPtr root = inet_recv_request(text, length);
@@ -47,7 +47,7 @@ int32_t qv_agent_recv_msg(AgentContext& context, const char* /*topic*/, const ch
     if (!hdr.has_type) {
         return -1;
     }
-    printf("hdr.type: %d, hdr.ts: %llu\n", hdr.type, static_cast<unsigned long long>(hdr.ts));
+    qv_log("hdr.type: %d, hdr.ts: %llu\n", hdr.type, static_cast<unsigned long long>(hdr.ts));
     const auto command = std::ranges::find(context.intake_commands, hdr.type, &IntakeCommand::type);
     if (command == context.intake_commands.end()) {
         return queue(context, hdr.type, text, length);

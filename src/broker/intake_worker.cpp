@@ -2,8 +2,8 @@
 
 #include "agent/context.h"
 #include "broker/session.h"
+#include "platform/log.h"
 
-#include <cstdio>
 #include <cstring>
 #include <sys/eventfd.h>
 
@@ -28,7 +28,7 @@ int32_t IntakeWorker::start(Run& run, AgentContext& context, const IntakeCommand
         busy_ = true;
     }
     if (!thread_.start("qv-intake", thread, this)) {
-        printf("QV_ERR: command %d not run: no thread\n", command.type);
+        qv_log("QV_ERR: command %d not run: no thread\n", command.type);
         end();
         return -1;
     }

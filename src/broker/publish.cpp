@@ -3,8 +3,10 @@
 #include "agent/context.h"
 #include "broker/link_wait.h"
 #include "broker/session.h"
+#include "platform/log.h"
 #include "protocol/topics.h"
 
+#include <array>
 #include <cstdio>
 #include <string_view>
 
@@ -21,6 +23,13 @@ enum class Handover : uint8_t {
     partial,  ///< the library has it, or a part of it
     failed,   ///< the library refused it
 };
+
+void log_report(std::string_view report) {
+    std::array<char, 64> beginning{};
+    snprintf(beginning.data(), beginning.size(), "PUB MSG: topic=%s len=%d msg=", REPORT_TOPIC,
+             static_cast<int>(report.size()));
+    qv_log_text(beginning.data(), report);
+}
 
 Handover hand_over(MqttSession& session, std::string_view report) {
     const int result = mosquitto_publish(session.client, nullptr, REPORT_TOPIC,
@@ -75,7 +84,7 @@ void qv_mqtt_hold(MqttSession& session) {
 }
 
 void qv_mqtt_publish(AgentContext& context, const char* text, uint32_t length) {
-    printf("PUB MSG: topic=%s len=%d msg=%s\n", REPORT_TOPIC, static_cast<int>(length), text);
+    log_report({text, length});
     if (context.session == nullptr) {
         return;
     }

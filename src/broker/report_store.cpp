@@ -1,13 +1,14 @@
 #include "broker/report_store.h"
 
-#include <cstdio>
+#include "platform/log.h"
+
 #include <cstring>
 #include <utility>
 
 void ReportStore::add(std::string_view report) {
     OwnedText copy = report.size() > BYTES_MAX ? nullptr : qv_allocate_text(report.size() + 1);
     if (copy == nullptr) {
-        printf("QV_ERR: report of %zu bytes dropped, no room to keep it\n", report.size());
+        qv_log("QV_ERR: report of %zu bytes dropped, no room to keep it\n", report.size());
         return;
     }
     memcpy(copy.get(), report.data(), report.size());
@@ -32,7 +33,7 @@ void ReportStore::remove_oldest() {
 }
 
 void ReportStore::drop_oldest() {
-    printf("QV_ERR: oldest report of %zu bytes dropped, too many wait for the broker\n",
+    qv_log("QV_ERR: oldest report of %zu bytes dropped, too many wait for the broker\n",
            oldest().size());
     remove_oldest();
 }

@@ -5,10 +5,10 @@
 #include "broker/link_wait.h"
 #include "broker/publish.h"
 #include "broker/session.h"
+#include "platform/log.h"
 #include "platform/scoped_fd.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -86,7 +86,7 @@ void report_loss(AgentContext& context) {
     session.mqtt_connected = 0; // first: a connect step that sees the loss waits for the next one
     qv_agent_connection_lost(context);
     uci_set_system_broker_status(0);
-    printf("Disconnected from MQTT broker with result code: %d\n", session.end_result);
+    qv_log("Disconnected from MQTT broker with result code: %d\n", session.end_result);
 }
 
 // --- Leaving ---

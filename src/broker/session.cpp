@@ -6,8 +6,8 @@
 #include "broker/intake.h"
 #include "broker/link_wait.h"
 #include "broker/serve.h"
+#include "platform/log.h"
 
-#include <cstdio>
 #include <sys/eventfd.h>
 
 // Facts about libmosquitto 2.0 that shape the broker link. Its own thread (mosquitto_loop_start)
@@ -25,7 +25,7 @@ bool create_client(AgentContext& context) {
     context.msg_handler = qv_agent_recv_msg;
     session.client = mosquitto_new(nullptr, true, &context);
     if (session.client == nullptr) {
-        puts("Error: Out of memory.");
+        qv_log("Error: Out of memory.\n");
         return false;
     }
     mosquitto_connect_callback_set(session.client, qv_on_connect);
@@ -96,7 +96,7 @@ void qv_mqtt_close(AgentContext& context) {
     qv_link_wake(session);
     session.network.join();
     if (!session.waiting.empty()) {
-        printf("QV_ERR: %u reports dropped, no session with the broker\n", session.waiting.count());
+        qv_log("QV_ERR: %u reports dropped, no session with the broker\n", session.waiting.count());
     }
     uci_set_system_broker_status(0);
     release_client(session);

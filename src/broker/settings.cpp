@@ -1,6 +1,7 @@
 #include "broker/settings.h"
 
 #include "agent/context.h"
+#include "platform/log.h"
 
 #include <cstdio>
 
@@ -27,8 +28,8 @@ void read_entry(AgentContext& context) {
     uci_get_system_broker_config(BROKER_NAME, &settings);
     settings.host[sizeof settings.host - 1] = '\0'; // whatever the library left there
     store(context, settings);
-    printf("qva->broker: %s\n", settings.host);
-    printf("qva->broker: %d\n", settings.port);
+    qv_log("qva->broker: %s\n", settings.host);
+    qv_log("qva->broker: %d\n", settings.port);
 }
 
 } // namespace

@@ -1,9 +1,9 @@
 #include "json/json_field.h"
 
 #include "json/text.h"
+#include "platform/log.h"
 
 #include <climits>
-#include <cstdio>
 #include <cstring>
 
 namespace {
@@ -51,12 +51,12 @@ bool store_text(std::span<char> destination, std::string_view text) {
 }
 
 int32_t unknown_type(int32_t field_type) {
-    printf("map_json_field_to_value(): unknown field_type %d\n", field_type);
+    qv_log("map_json_field_to_value(): unknown field_type %d\n", field_type);
     return 0;
 }
 
 int32_t wrong_width(int32_t field_type, FieldDestination destination) {
-    printf("map_json_field_to_value(): field_type %d does not go into %zu bytes\n", field_type,
+    qv_log("map_json_field_to_value(): field_type %d does not go into %zu bytes\n", field_type,
            destination.size());
     return 0;
 }
@@ -76,7 +76,7 @@ int32_t store_text_field(const char* field_name, FieldDestination destination, j
     }
     const std::span<char> text(static_cast<char*>(destination.address()), destination.size());
     if (!store_text(text, qv_json_value_text(value))) {
-        printf("map_json_field_to_value(): field_name %s longer than %zu bytes\n", field_name,
+        qv_log("map_json_field_to_value(): field_name %s longer than %zu bytes\n", field_name,
                text.size() - 1);
         return 0;
     }
@@ -132,13 +132,13 @@ int32_t map_value_to_json_field(json_object* object, int32_t field_type, const c
 int32_t map_json_field_to_value(json_object* object, int32_t field_type, const char* field_name,
                                 FieldDestination destination) {
     if (object == nullptr) {
-        puts("map_json_field_to_value(): NULL jobj");
+        qv_log("map_json_field_to_value(): NULL jobj\n");
         return 0;
     }
     json_object* value = nullptr;
     if (json_object_is_type(object, json_type_object) == 0 ||
         json_object_object_get_ex(object, field_name, &value) == 0) {
-        printf("map_json_field_to_value(): field_name %s not found\n", field_name);
+        qv_log("map_json_field_to_value(): field_name %s not found\n", field_name);
         return 0;
     }
     return store_field(field_type, field_name, destination, value);
@@ -155,7 +155,7 @@ JsonPtr inet_recv_request(const char* text, uint32_t length) {
     JsonPtr root(json_tokener_parse_ex(tokener.get(), text, static_cast<int>(length)));
     const json_tokener_error error = json_tokener_get_error(tokener.get());
     if (error != json_tokener_success) {
-        printf("inet_recv_request() json parse error, %s\n", json_tokener_error_desc(error));
+        qv_log("inet_recv_request() json parse error, %s\n", json_tokener_error_desc(error));
         return nullptr;
     }
     return root;
@@ -163,7 +163,7 @@ JsonPtr inet_recv_request(const char* text, uint32_t length) {
 
 GeneralDataText qv_json_parse_msg_general_data(const char* text) {
     GeneralDataText result{.root = JsonPtr(json_tokener_parse(text)), .text = ""};
-    printf("Parsed JSON object: %s\n", json_object_to_json_string(result.root.get()));
+    qv_log("Parsed JSON object: %s\n", json_object_to_json_string(result.root.get()));
     json_object* const data = qv_json_member(result.root.get(), "data");
     json_object* value = nullptr;
     if (json_object_is_type(data, json_type_object) != 0 &&

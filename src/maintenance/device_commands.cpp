@@ -2,6 +2,7 @@
 
 #include "json/json_field.h"
 #include "json/text.h"
+#include "platform/log.h"
 #include "platform/shell.h"
 #include "platform/zendry_common.h"
 #include "protocol/commands.h"
@@ -66,17 +67,17 @@ int32_t qv_json_parse_msg_get_timestamp(std::optional<int64_t>& seconds, const c
 }
 
 int32_t qv_set_system_time(AgentContext& /*context*/, const char* payload, uint32_t length) {
-    printf("SUB MSG: payload=%s\n", payload);
+    qv_log("SUB MSG: payload=%s\n", payload);
     std::optional<int64_t> seconds;
     qv_json_parse_msg_get_timestamp(seconds, payload, length);
     char local_time[LOCAL_TIME_SIZE];
     if (!seconds.has_value() || !format_local_time(*seconds, local_time)) {
-        puts("QV_ERR: clock not set: no timestamp that is a date");
+        qv_log("QV_ERR: clock not set: no timestamp that is a date\n");
         return 0;
     }
     char command[64];
     snprintf(command, sizeof command, "date -s \"%s\"", local_time);
-    printf("QV: update time command: %s\n", command);
+    qv_log("QV: update time command: %s\n", command);
     qv_run_shell(command);
     return 0;
 }
@@ -123,14 +124,14 @@ void escape_password(std::string_view password, std::span<char, ESCAPED_SIZE> es
 } // namespace
 
 int32_t qv_set_admin_password(AgentContext& /*context*/, const char* payload, uint32_t /*length*/) {
-    printf("SUB MSG: payload=%s\n", payload);
+    qv_log("SUB MSG: payload=%s\n", payload);
     const GeneralDataText data = qv_json_parse_msg_general_data(payload);
     if (data.text.size() > ADMIN_PASSWORD_MAX) {
-        printf("QV_ERR: password refused: longer than %zu bytes\n", ADMIN_PASSWORD_MAX);
+        qv_log("QV_ERR: password refused: longer than %zu bytes\n", ADMIN_PASSWORD_MAX);
         return 0;
     }
     if (has_control_characters(data.text)) {
-        puts("QV_ERR: password refused: control characters");
+        qv_log("QV_ERR: password refused: control characters\n");
         return 0;
     }
     char password[ESCAPED_SIZE];
@@ -139,7 +140,7 @@ int32_t qv_set_admin_password(AgentContext& /*context*/, const char* payload, ui
     snprintf(command, sizeof command,
              "(echo '%s'; sleep 1; echo '%s') | passwd 'admin' >/dev/null 2>&1", password,
              password);
-    printf("QV: update password command: %s\n", command);
+    qv_log("QV: update password command: %s\n", command);
     qv_run_shell(command);
     return 0;
 }
@@ -153,7 +154,7 @@ std::string_view fitting_notes(std::string_view text) {
     const std::string_view notes = text.substr(0, text.find('\0'));
     const size_t size = qv_utf8_cut(notes, EQUIPMENT_NOTES_MAX);
     if (size < notes.size()) {
-        printf("QV_INFO: equipment_notes cut from %zu to %zu bytes\n", notes.size(), size);
+        qv_log("QV_INFO: equipment_notes cut from %zu to %zu bytes\n", notes.size(), size);
     }
     return notes.substr(0, size);
 }
@@ -168,16 +169,16 @@ int32_t qv_set_equipment_notes(AgentContext& /*context*/, const char* payload,
         std::ranges::copy(fitting_notes(data.text), notes);
     }
     for (int line = 0; line < 2; ++line) {
-        printf("QV: update equipment_notes data: %s\n", notes);
+        qv_log("QV: update equipment_notes data: %s\n", notes);
     }
     uciInit();
-    puts("qv_set_equipment_notes: uciInit");
+    qv_log("qv_set_equipment_notes: uciInit\n");
     uciSet("system", "@system[0]", "equipment_notes", notes);
-    puts("qv_set_equipment_notes: uciSet");
+    qv_log("qv_set_equipment_notes: uciSet\n");
     uciCommit("system");
-    puts("qv_set_equipment_notes: uciCommit");
+    qv_log("qv_set_equipment_notes: uciCommit\n");
     uciDestroy();
-    puts("qv_set_equipment_notes: uciDestroy");
+    qv_log("qv_set_equipment_notes: uciDestroy\n");
     return 0;
 }
 

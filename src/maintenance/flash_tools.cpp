@@ -2,6 +2,7 @@
 
 #include "broker/publish.h"
 #include "platform/device_paths.h"
+#include "platform/log.h"
 #include "platform/shell.h"
 
 #include <array>
@@ -28,16 +29,16 @@ CommandText flash_command(const char* tool, bool keep_configuration) {
 int32_t qv_run_sysupgrade(AgentContext& context, bool keep_configuration) {
     qv_mqtt_await_written(context, STATUS_LIMIT);
     const CommandText command = flash_command("sysupgrade", keep_configuration);
-    printf("QV: sysupgrade command: %s\n", command.data());
+    qv_log("QV: sysupgrade command: %s\n", command.data());
     return qv_run_shell(command.data());
 }
 
 int32_t qv_run_updata_rootfs(bool keep_configuration) {
     const CommandText command = flash_command("updata_rootfs.sh", keep_configuration);
-    printf("QV: flashing command: %s\n", command.data());
+    qv_log("QV: flashing command: %s\n", command.data());
     const int32_t status = qv_run_shell(command.data());
     if (status != 0) {
-        fprintf(stderr, "Command '%s' failed with status %d\n", command.data(), status);
+        qv_log_error("Command '%s' failed with status %d\n", command.data(), status);
     }
     return status;
 }

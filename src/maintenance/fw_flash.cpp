@@ -4,12 +4,12 @@
 #include "json/json_field.h"
 #include "maintenance/flash_tools.h"
 #include "maintenance/fw_upgrade.h"
+#include "platform/log.h"
 #include "platform/owned_text.h"
 #include "protocol/commands.h"
 #include "protocol/record_walk.h"
 #include "reports/send_report.h"
 
-#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -63,7 +63,7 @@ int32_t abandon_job(AgentContext& context, const char* reason) {
         context.busy = 0;
         context.worker_runs = false;
     }
-    printf("QV_ERR: firmware upgrade not started: %s\n", reason);
+    qv_log("QV_ERR: firmware upgrade not started: %s\n", reason);
     qv_send_updata_stats(context, UPDATA_DOWNLOAD_FAILED);
     return 0;
 }
@@ -72,7 +72,7 @@ int32_t abandon_job(AgentContext& context, const char* reason) {
 
 int32_t qv_fw_flash_start(AgentContext& context, const char* payload, uint32_t length) {
     if (!begin_job(context)) {
-        puts("QV_ERR: firmware upgrade refused: another one runs, or the agent stops");
+        qv_log("QV_ERR: firmware upgrade refused: another one runs, or the agent stops\n");
         return 0;
     }
     FlashJobPtr job = new_flash_job(context, payload, length);
@@ -80,7 +80,7 @@ int32_t qv_fw_flash_start(AgentContext& context, const char* payload, uint32_t l
         return abandon_job(context, "out of memory");
     }
     qv_send_updata_stats(context, UPDATA_ACCEPTED);
-    printf("QV_INFO: flashing rootfs:%s\n", job->data.get());
+    qv_log("QV_INFO: flashing rootfs:%s\n", job->data.get());
     if (!context.worker.start("qv-firmware", qv_fw_flash_thread, job.get())) {
         return abandon_job(context, "no thread");
     }
@@ -95,7 +95,7 @@ void* qv_fw_flash_thread(void* job) {
 }
 
 int32_t qv_json_parse_msg_get_fw_flash(FlashParams& params, const char* payload, uint32_t length) {
-    printf("qv_json_parse_msg_get_fw_flash  %s\n", payload);
+    qv_log("qv_json_parse_msg_get_fw_flash  %s\n", payload);
     const CommandContract& contract = qv_command_contract(COMMAND_FW_FLASH);
     const JsonPtr root = inet_recv_request(payload, length);
     const RecordReading reading = qv_json_to_record(qv_command_data(root.get(), contract),
@@ -105,8 +105,8 @@ int32_t qv_json_parse_msg_get_fw_flash(FlashParams& params, const char* payload,
 
 int32_t qv_fw_flash(AgentContext& context, const char* payload, uint32_t length) {
     FlashParams params{};
-    printf("plyload: %s\n", payload);
-    puts("-------------------------------");
+    qv_log("plyload: %s\n", payload);
+    qv_log("-------------------------------\n");
     qv_json_parse_msg_get_fw_flash(params, payload, length);
     const int32_t status = qv_run_updata_rootfs(params.save_config == 1);
     qv_send_updata_stats(context, status == 0 ? int32_t{UPDATA_FLASHED_IMAGE} : -status);

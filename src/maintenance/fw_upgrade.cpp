@@ -5,6 +5,7 @@
 #include "maintenance/flash_tools.h"
 #include "maintenance/fw_params.h"
 #include "platform/device_paths.h"
+#include "platform/log.h"
 #include "platform/scoped_file.h"
 #include "platform/shell.h"
 #include "platform/zendry_common.h"
@@ -53,7 +54,7 @@ bool given_up(const Upgrade& upgrade) {
     if (!qv_agent_stopping(upgrade.context)) {
         return false;
     }
-    puts("QV_INFO: firmware upgrade given up, the agent stops");
+    qv_log("QV_INFO: firmware upgrade given up, the agent stops\n");
     return true;
 }
 
@@ -86,7 +87,7 @@ int32_t flash_with_updata_rootfs(const Upgrade& upgrade) {
     qv_send_updata_stats(upgrade.context, UPDATA_DONE);
     clear_busy(upgrade);
     if (is_set(upgrade.params.reboot)) {
-        printf("QV: reboot now:%d,%d\n", -UPDATA_DONE, 1);
+        qv_log("QV: reboot now:%d,%d\n", -UPDATA_DONE, 1);
         qv_reboot_device(upgrade.context);
     }
     release_worker(upgrade);
@@ -107,12 +108,12 @@ constexpr Board BOARDS[] = {
 int32_t flash(const Upgrade& upgrade) {
     char name[64];
     if (qv_get_board_name(name) != 0) {
-        fputs("Failed to get board name\n", stderr);
+        qv_log_error("Failed to get board name\n");
         return fail(upgrade, UPDATA_BOARD_UNREADABLE);
     }
     const auto* const board = std::ranges::find(BOARDS, std::string_view(name), &Board::name);
     if (board == std::end(BOARDS)) {
-        fprintf(stderr, "Unsupported board: %s\n", name);
+        qv_log_error("Unsupported board: %s\n", name);
         return fail(upgrade, UPDATA_FLASHING_FAILED);
     }
     if (given_up(upgrade)) {
@@ -128,8 +129,8 @@ int32_t port_number(const char* text) {
 
 int32_t run(Upgrade& upgrade, const char* payload, uint32_t length) {
     FwParams& params = upgrade.params;
-    printf("plyload: %s\n", payload);
-    puts("-------------------------------");
+    qv_log("plyload: %s\n", payload);
+    qv_log("-------------------------------\n");
     if (qv_json_parse_msg_get_fw_params(params, payload, length) == RecordReading::too_long) {
         return fail(upgrade, UPDATA_DOWNLOAD_FAILED);
     }
@@ -174,7 +175,7 @@ int32_t qv_fw_upgrade_with_notice(AgentContext& context, const char* payload, ui
 int32_t qv_check_md5sum(const char* path, const char* expected) {
     char command[512];
     snprintf(command, sizeof command, "md5sum %s", path);
-    printf("md5 cmd = %s\n", command);
+    qv_log("md5 cmd = %s\n", command);
     char output[1024];
     char sum[512];
     char name[512];

@@ -2,10 +2,10 @@
 
 #include "json/json_field.h"
 #include "json/text.h"
+#include "platform/log.h"
 
 #include <algorithm>
 #include <bit>
-#include <cstdio>
 
 namespace {
 
@@ -117,7 +117,7 @@ RecordReading read_required(json_object* object, WritableBytes record, const Rec
 
 void print_field(Bytes record, const RecordField& field) {
     const std::string_view text = qv_record_text(record, field);
-    printf("%s: %.*s\n", field.label, static_cast<int>(text.size()), text.data());
+    qv_log("%s: %.*s\n", field.label, static_cast<int>(text.size()), text.data());
 }
 
 } // namespace

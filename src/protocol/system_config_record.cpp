@@ -1,10 +1,10 @@
 #include "protocol/system_config_record.h"
 
 #include "json/text.h"
+#include "platform/log.h"
 #include "protocol/record_checks.h"
 
 #include <algorithm>
-#include <cstdio>
 
 namespace {
 
@@ -18,7 +18,7 @@ void set_server(SystemConfigRecord& record, int32_t slot, json_object* element) 
     const std::string_view name = qv_field_text(unescaped);
     const size_t size = qv_utf8_cut(name, SYSTEM_SERVER_SIZE - 1);
     if (size < name.size()) {
-        printf("QV_INFO: server[%d] does not fit, cut to %zu bytes\n", slot, size);
+        qv_log("QV_INFO: server[%d] does not fit, cut to %zu bytes\n", slot, size);
     }
     qv_set_field_text(record.server[slot], name.substr(0, size));
 }

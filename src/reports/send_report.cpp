@@ -1,16 +1,15 @@
 #include "reports/send_report.h"
 
 #include "broker/publish.h"
+#include "platform/log.h"
 #include "reports/report.h"
-
-#include <cstdio>
 
 void qv_send_report(AgentContext& context, ReportType type, const char* error_line,
                     int32_t argument) {
     ReportBuffer buffer;
     uint32_t length = 0;
     if (qv_json_build_msg_of_type(context, type, buffer, length, argument) < 0) {
-        puts(error_line);
+        qv_log("%s\n", error_line);
     }
     qv_mqtt_publish(context, buffer.text(), length);
 }

@@ -1,21 +1,21 @@
 #include "reports/statistics.h"
 
 #include "json/text.h"
+#include "platform/log.h"
 #include "protocol/statistics_records.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <string_view>
 
 void qv_show_system_stats(std::span<std::byte> record) {
     const auto stats = qv_record_of<SystemStats>(record);
     const std::string_view name = qv_field_text(stats.hw_name);
-    printf("qv_get_system_stats: HW Name: %.*s\n", static_cast<int>(name.size()), name.data());
+    qv_log("qv_get_system_stats: HW Name: %.*s\n", static_cast<int>(name.size()), name.data());
 }
 
 void qv_show_ap_stats(std::span<std::byte> record) {
     static_assert(offsetof(ApStatsList, count) == 0);
-    printf("qv_get_ap_stats: Max AP Count: %u\n", std::to_integer<unsigned>(record[0]));
+    qv_log("qv_get_ap_stats: Max AP Count: %u\n", std::to_integer<unsigned>(record[0]));
 }
 
 void qv_drop_unused_radios(std::span<std::byte> record) {

@@ -1,10 +1,9 @@
 #include "settings/section.h"
 
+#include "platform/log.h"
 #include "protocol/record_walk.h"
 #include "reports/send_report.h"
 #include "wifimgr/channel.h"
-
-#include <cstdio>
 
 void qv_read_section(CommandType command, std::span<std::byte> record, const char* payload) {
     const CommandContract& contract = qv_command_contract(command);
@@ -16,7 +15,7 @@ int32_t qv_set_section(const SettingsSection& section, std::span<std::byte> reco
                        AgentContext& context, const char* payload) {
     const CommandContract& contract = qv_command_contract(section.command);
     if (section.show_payload) {
-        printf("SUB MSG:payload=%s\n", payload);
+        qv_log("SUB MSG:payload=%s\n", payload);
     }
     qv_read_section(section.command, record, payload);
     qv_print_record(record, *contract.fields);

@@ -1,20 +1,19 @@
 #include "settings/system_config.h"
 
 #include "json/text.h"
+#include "platform/log.h"
 #include "protocol/system_config_record.h"
 #include "settings/section.h"
-
-#include <cstdio>
 
 namespace {
 
 /// For a record that was filled here: its count is within the slots.
 void print_servers(std::span<const std::byte> bytes) {
     const auto record = qv_record_of<SystemConfigRecord>(bytes);
-    printf("server_size: %d\n", record.server_count);
+    qv_log("server_size: %d\n", record.server_count);
     for (int32_t i = 0; i < record.server_count; ++i) {
         const std::string_view name = qv_field_text(record.server[i]);
-        printf("server[%d]: %.*s\n", i, static_cast<int>(name.size()), name.data());
+        qv_log("server[%d]: %.*s\n", i, static_cast<int>(name.size()), name.data());
     }
 }
 

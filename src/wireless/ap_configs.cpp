@@ -1,24 +1,29 @@
 #include "wireless/ap_configs.h"
 
 #include "json/json_field.h"
+#include "platform/log.h"
 #include "protocol/ap_configs_records.h"
 #include "protocol/commands.h"
 #include "protocol/record_walk.h"
 #include "wifimgr/channel.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstring>
 
 namespace {
 
 void refuse(const RecordReading& reading) {
-    fputs("QV_ERR: apconfigs refused: ", stdout);
     constexpr const char* LISTS[] = {"radio", "vap"};
+    std::array<char, 64> place{};
+    size_t used = 0;
     for (size_t i = 0; i < std::min(reading.depth, std::size(LISTS)); ++i) {
-        printf("%s %zu, ", LISTS[i], reading.entries[i]);
+        used += static_cast<size_t>(snprintf(place.data() + used, place.size() - used, "%s %zu, ",
+                                             LISTS[i], reading.entries[i]));
     }
-    printf("%s: length %zu, at most %zu\n", reading.field->key, reading.length, reading.limit);
+    qv_log("QV_ERR: apconfigs refused: %s%s: length %zu, at most %zu\n", place.data(),
+           reading.field->key, reading.length, reading.limit);
 }
 
 } // namespace

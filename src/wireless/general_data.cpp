@@ -1,10 +1,10 @@
 #include "wireless/general_data.h"
 
 #include "json/json_field.h"
+#include "platform/log.h"
 #include "protocol/commands.h"
 #include "wifimgr/channel.h"
 
-#include <cstdio>
 #include <cstring>
 
 int32_t qv_mgr_set_general_data(const char* text) {
@@ -13,12 +13,12 @@ int32_t qv_mgr_set_general_data(const char* text) {
 }
 
 int32_t qv_set_general_data(AgentContext& /*context*/, const char* payload, uint32_t length) {
-    printf("SUB MSG: payload=%s\n", payload);
+    qv_log("SUB MSG: payload=%s\n", payload);
     char text[GENERAL_DATA_MAX + 1] = {};
     GeneralData found = GeneralData::absent;
     qv_json_parse_msg_get_general_data(text, payload, length, &found);
     if (found == GeneralData::too_long) {
-        printf("QV_ERR: general_data refused: longer than %zu bytes\n", GENERAL_DATA_MAX);
+        qv_log("QV_ERR: general_data refused: longer than %zu bytes\n", GENERAL_DATA_MAX);
         return -1;
     }
     return qv_mgr_set_general_data(text);

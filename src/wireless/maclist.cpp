@@ -1,6 +1,7 @@
 #include "wireless/maclist.h"
 
 #include "json/json_field.h"
+#include "platform/log.h"
 #include "platform/zendry_common.h"
 #include "protocol/maclist_records.h"
 #include "protocol/record_walk.h"
@@ -8,7 +9,6 @@
 #include "settings/section.h"
 #include "wifimgr/channel.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -38,11 +38,11 @@ int32_t qv_report_maclist_status(AgentContext& context, const char* payload, uin
     GeneralData found = GeneralData::absent;
     qv_json_parse_msg_get_general_data(text, payload, length, &found);
     if (found == GeneralData::too_long) {
-        printf("QV_ERR: wifi index refused: longer than %zu bytes\n", MACLIST_INDEX_MAX);
+        qv_log("QV_ERR: wifi index refused: longer than %zu bytes\n", MACLIST_INDEX_MAX);
         return -1;
     }
-    printf("\n-----wifi_index:%s----------\n", text);
-    printf("\n-----wifi_index:len:%d----------\n", static_cast<int>(strlen(text)));
+    qv_log("\n-----wifi_index:%s----------\n", text);
+    qv_log("\n-----wifi_index:len:%d----------\n", static_cast<int>(strlen(text)));
     qv_send_report(context, REPORT_TYPE_UCI_VAP_MACLIST,
                    "QV_ERR: failed to fetch wifi vap maclist..", atoi(text));
     return 0;

@@ -1,6 +1,7 @@
 #include "fake_shell.h"
 
 #include "platform/device_paths.h"
+#include "platform/log.h"
 #include "platform/shell.h"
 
 #include <cstdio>
@@ -23,7 +24,7 @@ FakeShell& fake_shell() {
 }
 
 int32_t qv_run_shell(const char* command) {
-    printf("%s%s\n", SHELL_LINE, command);
+    qv_log("%s%s\n", SHELL_LINE, command);
     fake_shell().commands.emplace_back(command);
     const std::string text = command;
     if (fake_shell().during) {

@@ -39,7 +39,6 @@ protected:
     std::string log_of(Action&& action) {
         testing::internal::CaptureStdout();
         action();
-        fflush(stdout);
         return testing::internal::GetCapturedStdout();
     }
 

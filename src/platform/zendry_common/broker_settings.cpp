@@ -8,13 +8,13 @@
  */
 #include "platform/zendry_common/broker_settings.h"
 
+#include "platform/log.h"
 #include "platform/zendry_common.h"
 #include "platform/zendry_common/uci_session.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <optional>
@@ -50,7 +50,7 @@ int32_t edit_system(Edit edit) {
 
 bool store_entry(UciDocument& system, const char* name, const BrokerConfig& settings) {
     if (!system.add_section(broker_section_type, name)) {
-        printf("QV_ERR: %s.%s is no section of type %s and cannot become one\n", broker_package,
+        qv_log("QV_ERR: %s.%s is no section of type %s and cannot become one\n", broker_package,
                name, broker_section_type);
         return false;
     }
@@ -85,7 +85,7 @@ int32_t uci_add_section_system_config(const char* section, const char* name) {
 int32_t uci_set_system_broker_config(const char* name, BrokerConfig settings) {
     const std::string_view host(settings.host, strnlen(settings.host, sizeof settings.host));
     if (name == nullptr || !valid_host(host) || settings.port < 1 || settings.port > UINT16_MAX) {
-        printf("QV_ERR: broker host or port not valid, not stored\n");
+        qv_log("QV_ERR: broker host or port not valid, not stored\n");
         return -1;
     }
     return edit_system([&](UciDocument& d) { return store_entry(d, name, settings); });
@@ -99,13 +99,13 @@ int32_t uci_get_system_broker_config(const char* name, BrokerConfig* settings) {
     }
     const std::string_view host = document->value(name, "host").value_or("");
     if (!valid_host(host)) {
-        printf("QV_ERR: %s.%s.host is missing, longer than %d characters or not a host\n",
+        qv_log("QV_ERR: %s.%s.host is missing, longer than %d characters or not a host\n",
                broker_package, name, BROKER_HOST_SIZE - 1);
         return -1;
     }
     const int32_t port = parse_port(document->value(name, "port").value_or(""));
     if (port == 0) {
-        printf("QV_ERR: %s.%s.port is missing or not a number from 1 to 65535\n", broker_package,
+        qv_log("QV_ERR: %s.%s.port is missing or not a number from 1 to 65535\n", broker_package,
                name);
         return -1;
     }

@@ -5,6 +5,7 @@
  * where command 1033 flashes it all the same.
  */
 #include "platform/download_stop.h"
+#include "platform/log.h"
 #include "platform/scoped_fd.h"
 #include "platform/zendry_common.h"
 #include "platform/zendry_common/file_io.h"
@@ -262,7 +263,7 @@ std::string fetch(CURL* curl, const std::string& url) {
 }
 
 int32_t refuse(const char* reason) {
-    printf("QV_ERR: firmware download refused: %s\n", reason);
+    qv_log("QV_ERR: firmware download refused: %s\n", reason);
     return -1;
 }
 
@@ -298,7 +299,7 @@ int32_t file_request(const char* server, int32_t port, const char* file_name) {
         std::string("http://") + server + ":" + std::to_string(port) + "/" + name.get();
     const std::string reason = fetch(curl.handle(), url);
     if (!reason.empty()) {
-        printf("QV_ERR: firmware download of %s failed: %s\n", url.c_str(), reason.c_str());
+        qv_log("QV_ERR: firmware download of %s failed: %s\n", url.c_str(), reason.c_str());
     }
     return reason.empty() ? 0 : -1;
 }

@@ -1,6 +1,7 @@
 /*
  * The uci* calls: the calling thread's session, and arguments checked for null.
  */
+#include "platform/log.h"
 #include "platform/zendry_common.h"
 #include "platform/zendry_common/broker_settings.h"
 #include "platform/zendry_common/uci_session.h"
@@ -38,7 +39,7 @@ int32_t uciSet(const char* package, const char* section, const char* option, con
         return -1;
     }
     if (!document->set(section, option, value)) {
-        printf("QV_ERR: %s.%s.%s not set: no such section, or no room\n", package, section, option);
+        qv_log("QV_ERR: %s.%s.%s not set: no such section, or no room\n", package, section, option);
         return -1;
     }
     return 0;

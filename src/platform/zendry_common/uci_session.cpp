@@ -1,9 +1,9 @@
 #include "platform/zendry_common/uci_session.h"
 
+#include "platform/log.h"
 #include "platform/zendry_common/paths.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <new>
 
@@ -35,13 +35,13 @@ bool UciSession::load(Package& package) {
         error = package.file.read(uci_max_size, package.stored);
     }
     if (error != 0) {
-        printf("QV_ERR: %s: %s\n", package.path.c_str(),
+        qv_log("QV_ERR: %s: %s\n", package.path.c_str(),
                error == EWOULDBLOCK ? "locked by another program" : strerror(error));
         return false;
     }
     UciError problem;
     if (!package.document.parse(package.stored, problem)) {
-        printf("QV_ERR: %s:%u: %s\n", package.path.c_str(), static_cast<unsigned>(problem.line),
+        qv_log("QV_ERR: %s:%u: %s\n", package.path.c_str(), static_cast<unsigned>(problem.line),
                problem.text);
         return false;
     }
@@ -80,7 +80,7 @@ bool UciSession::commit(std::string_view name) {
         return true; // flash wears with every write
     }
     if (const int error = package->file.replace(text); error != 0) {
-        printf("QV_ERR: %s: not written: %s\n", package->path.c_str(), strerror(error));
+        qv_log("QV_ERR: %s: not written: %s\n", package->path.c_str(), strerror(error));
         return false;
     }
     package->stored = text;

@@ -1,13 +1,13 @@
 // The wifi-manager channel: one packet each way, over a SOCK_SEQPACKET connection that every asking
 // thread keeps from one exchange to the next. Packets keep their bounds, so neither side needs a
 // length of its own to find them.
+#include "platform/log.h"
 #include "platform/scoped_fd.h"
 #include "platform/zendry_common.h"
 #include "platform/zendry_common/paths.h"
 
 #include <cerrno>
 #include <chrono>
-#include <cstdio>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -53,7 +53,7 @@ ssize_t call_until(int fd, int direction, Clock::time_point deadline, Call call)
 bool manager_address(sockaddr_un& address) {
     const std::string path = zendry::rooted("/var/run/wifi_manager.sock");
     if (path.size() >= sizeof address.sun_path) {
-        printf("QV_ERR: socket path too long: %s\n", path.c_str());
+        qv_log("QV_ERR: socket path too long: %s\n", path.c_str());
         return false;
     }
     address.sun_family = AF_UNIX;
