@@ -9,6 +9,7 @@
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 // system(3) and popen(3) hand every descriptor without close-on-exec and every ignored signal to
 // the command, and libraries make such descriptors. system(3) also changes SIGINT, SIGQUIT and
@@ -135,20 +136,39 @@ int32_t qv_run_shell(const char* command) {
     return child < 0 ? -1 : wait_status(child);
 }
 
-int32_t qv_read_shell(const char* command, std::span<char> output) {
-    output[0] = '\0';
+ShellCommand::ShellCommand(const char* command) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) {
-        return -1;
+        return;
     }
-    ScopedFd reading(ends[0]);
-    ScopedFd writing(ends[1]);
-    const pid_t child = start_shell(command, writing.get());
-    writing.reset();
-    if (child < 0) {
-        return -1;
+    output_.reset(ends[0]);
+    const ScopedFd writing(ends[1]);
+    child_ = start_shell(command, writing.get());
+    if (child_ < 0) {
+        output_.reset();
     }
-    read_output(reading.get(), output);
-    reading.reset();
-    return wait_status(child);
+}
+
+ShellCommand::~ShellCommand() {
+    if (child_ > 0) {
+        if (kill(-child_, SIGKILL) != 0) { // its session is a process group too,
+            kill(child_, SIGKILL);         // unless the child has not yet made it
+        }
+        wait();
+    }
+}
+
+int32_t ShellCommand::wait() {
+    output_.reset();
+    const pid_t child = std::exchange(child_, -1);
+    return child < 0 ? -1 : wait_status(child);
+}
+
+int32_t qv_read_shell(const char* command, std::span<char> output) {
+    output[0] = '\0';
+    ShellCommand running(command);
+    if (running.output().valid()) {
+        read_output(running.output().get(), output);
+    }
+    return running.wait();
 }
