@@ -72,7 +72,6 @@ def at_rest(program):
         "idle_pss": usage.pss,
         "idle_own": usage.own,
         "threads": usage.threads,
-        "mapped": gauge.pss_by_file(program.process),
     }
 
 
@@ -85,18 +84,6 @@ def idle_minute(result, agent, plan):
         for name, program, start in zip(("floor", "agent"), (floor, agent), before):
             taken_ms = (program.cpu_us() - start) / 1000
             result[name]["idle_cpu_ms"] = taken_ms * 60 / plan.idle_s
-
-
-def set_libraries_apart(result):
-    """What the agent takes without the libraries that only the stand-in's download needs: libcurl
-    and what a distribution links it with. The agent's own come with the floor, but for one."""
-    ours = result["floor"].pop("mapped")
-    result["floor"]["idle_pss_own"] = sum(ours.values())
-    result["agent"]["idle_pss_own"] = sum(
-        pss
-        for name, pss in result["agent"].pop("mapped").items()
-        if name in ours or not name.startswith("lib") or name.startswith("libjson-c.")
-    )
 
 
 def sequential(program, case, plan):
@@ -223,7 +210,6 @@ def one_start_each(plan, sizes, wifi_manager):
         result["floor"] |= at_rest(floor)
     with Agent() as agent:
         result["agent"] |= at_rest(agent)
-        set_libraries_apart(result)
         idle_minute(result, agent, plan)
         result["agent"] |= growth(agent, wifi_manager, plan)
     wifi_manager.stop()

@@ -104,7 +104,6 @@ def rows(result):
     table += [make(f"CPU, {case}", "µs", (case, "sequential", "cpu_us")) for case in cases]
     table += [
         make("idle PSS", "KiB", ("idle_pss",), **times({FLOOR: 1.5})),
-        make("idle PSS without libcurl", "KiB", ("idle_pss_own",), **times({FLOOR: 1.5})),
         make("idle, of which in no file", "KiB", ("idle_own",)),
         make(
             "CPU in an idle minute",

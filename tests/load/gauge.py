@@ -3,7 +3,6 @@
 Under the emulator the agent's own memory is what lies in the 4 GiB from GUEST_BASE on; the rest,
 and one thread, belongs to the emulator.
 """
-import collections
 import dataclasses
 import os
 import pathlib
@@ -52,17 +51,6 @@ def usage(process):
             sums[name] += int(line.split()[1])
     threads = len(os.listdir(folder / "task")) - (1 if harness.emulated() else 0)
     return Usage(*sums.values(), len(os.listdir(folder / "fd")), threads)
-
-
-def pss_by_file(process):
-    """KiB by the name of the mapped file; heap, stacks and the like by the kernel's name or none."""
-    sums = collections.Counter()
-    for line in pathlib.Path(f"/proc/{process.pid}/smaps").read_text().splitlines():
-        if MAPPING.match(line):
-            name = pathlib.PurePath(line[73:]).name
-        elif line.startswith("Pss:"):
-            sums[name] += int(line.split()[1])
-    return dict(sums)
 
 
 def cpu_seconds(process):
