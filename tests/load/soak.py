@@ -20,8 +20,7 @@ import contract
 import firmware
 import harness
 import storm
-from harness import SYSTEM_STATS
-from stepped_clock import SteppedClock
+from harness import SYSTEM_STATS, SteppedClock
 
 # The heap's high-water mark moves with the order of things, up and down; a leak only goes up. What
 # the first rounds have reached is where it is measured from.

@@ -1,5 +1,4 @@
 """qvctl alone, with no device, and with several of them."""
-import json
 import re
 import shutil
 import subprocess
