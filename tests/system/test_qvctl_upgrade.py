@@ -180,6 +180,7 @@ def test_upgrade_of_an_agent(overheard, wifi_manager, agent, images):
     status, _, said = qvctl("-d", MAC, "upgrade", "a b.img", "--md5", MD5, "--server-port", "9")
     assert status == REFUSED
     assert "qvctl: the device was told to fetch http://localhost:9/a%20b.img\n" in said
+    overheard.reports.wait(lambda report: report["data"].get("updata_stats") == -1, 3)
     # The success of one that was sent before is not this one's.
     set_tool("updata_rootfs.sh", delay=1)
     mark = overheard.reports.mark()
