@@ -8,6 +8,7 @@ import time
 
 from firmware import BOARD, IMAGE, ROOTFS_BOARDS, SYSUPGRADE_BOARD, UPDATA_STATS
 from firmware import flash, tools_called, upgrade, wait_statuses
+from firmware import statuses as statuses_of
 from harness import DISCOVERY, SYSTEM_STATS, poll, set_tool
 from qvctl import ANSWERED, MAC, MD5, NO_ANSWER, OTHER, REFUSED, UNCONFIRMED
 from qvctl import PretendedDevice, Terminal, qvctl
@@ -180,7 +181,7 @@ def test_upgrade_of_an_agent(overheard, wifi_manager, agent, images):
     status, _, said = qvctl("-d", MAC, "upgrade", "a b.img", "--md5", MD5, "--server-port", "9")
     assert status == REFUSED
     assert "qvctl: the device was told to fetch http://localhost:9/a%20b.img\n" in said
-    overheard.reports.wait(lambda report: report["data"].get("updata_stats") == -1, 3)
+    poll(lambda: statuses_of(overheard, 0)[-1:] == [-1], 3, "the status of the one before")
     # The success of one that was sent before is not this one's.
     set_tool("updata_rootfs.sh", delay=1)
     mark = overheard.reports.mark()
