@@ -16,11 +16,11 @@ import sys
 import time
 
 import gauge  # finds the system tests' modules
+import contract
 import firmware
 import harness
 import storm
-from harness import SYSTEM_STATS
-from stepped_clock import SteppedClock
+from harness import SYSTEM_STATS, SteppedClock
 
 # The heap's high-water mark moves with the order of things, up and down; a leak only goes up. What
 # the first rounds have reached is where it is measured from.
@@ -33,65 +33,45 @@ STOPPING = 0.1
 STOPS = 2
 
 STORMS = 3  # in a round
-# Less is to show that the soak works: two rounds, of one storm and no tool that takes long.
+# Less is to show that the soak works: two rounds, of one storm and no tool that takes long, and
+# one agent that is stopped.
 SHORT_MINUTES = 5
 
-READS = [1000, 1018, 1023, 1024, 1025, 1026, 1027, 1028, 1031, 1034, 1035]
-TOOLS = {"date", "passwd", "updata_rootfs.sh", "wifi"}
-FITTING = ["", "0", "x" * 19, "'; echo 1; '", "\u00e9\u4e2d\U0001f4e1", '"\\/\n']
-TOO_LONG = ["y" * 400, "\u4e2d" * 22]
+# What every text of a command becomes in turn, if it names nothing.
+TEXTS = ["", "0", "x" * 19, "'; echo 1; '", "\u00e9\u4e2d\U0001f4e1", '"\\/\n', "y" * 400]
+NAMES = {"ifname", "radio_name"}
 BROKEN = [b"", b"{", b"[]", b"\xff\xfe", b"null", b'{"type":1024', b'{"type":1e9}', b"7" * 70000]
-
-
-def changes(chance, text):
-    """Changes with a text in them, which may be longer than they take."""
-    name, channel = f"ath{chance.randrange(10)}", chance.choice(["auto", "36"])
-    vap = {"ifname": name, "ssid": text, "key": text, "channel": channel}
-    radio = {"radio_name": "wifi0", "channel": "6", "country": text, "vap_list": [{"key": text}]}
-    network = dict.fromkeys(["ssid", "network", "key", "encryption"], text) | {"opmode": "ap"}
-    whole = {"channel": 6, "disabled": 0, "txpower": 20, "country": 276, "hwmode": text}
-    whole |= {"htmode": "HT20", "vap_list": [network]}
-    return [
-        {"type": 1001, "data": {"apconfigs": {"radio_list": [whole]}}},
-        {"type": 1003, "data": {"uci_system": {"hostname": text, "server": [name]}}},
-        {"type": 1004, "data": {"vap_config": vap}},
-        {"type": 1005, "data": {"general_data": radio}},
-        {"type": 1006, "data": {"vap_config": vap}},
-        {"type": 1007, "data": {"vap_config": vap}},
-        {"type": 1017, "data": {"general_data": text}},
-        {"type": 1022, "data": {"general_data": text}},
-    ]
-
-
-# Members that are not there, or say nothing.
 INCOMPLETE = [
     {"type": 1001, "data": {"apconfigs": {"radio_list": [{"channel": 6}]}}},
     {"type": 1003, "data": None},
     {"type": 1004, "data": {}},
     {"type": 1015, "timestamp": "soon"},
-    {"type": 1016, "data": {"general_data": "a\nb"}},
     {"type": 1019, "data": {"general_data": "text"}},
 ]
-WITHOUT_TEXT = [
-    {"type": 1015},
-    {"type": 1006, "data": {"vap_config": {"ifname": "ath1"}}},
-    {"type": 1019, "data": {"general_data": {"maclist_size": 2, "wifi0Flag": 1}}},
-    {"type": 1020, "data": {"general_data": {"wifi0Flag": 1}}},
-    {"type": 1021},
-    firmware.flash(save_config=1),
-]
+TOOLS = {"date", "passwd", "updata_rootfs.sh", "wifi"}
+READS = [1023, 1024, 1025, 1026, 1027, 1028, 1031, 1034]
+ONCE = [1016, 1033]  # a password takes a second, and a flash its tool's time
+UPGRADES = [1002, 1032]
+
+
+def with_text(value, text):
+    if isinstance(value, dict):
+        return {key: old if key in NAMES else with_text(old, text) for key, old in value.items()}
+    if isinstance(value, list):
+        return [with_text(entry, text) for entry in value]
+    return text if isinstance(value, str) else value
 
 
 def everything(chance):
-    """Every command that leaves the session alone and downloads nothing, each with every text, in
-    any order; and whether it keeps the contract."""
-    fits = READS * 6 + WITHOUT_TEXT
-    # One password is enough: it takes a second.
-    fits.append({"type": 1016, "data": {"general_data": chance.choice(FITTING[:-1])}})
-    fits += itertools.chain.from_iterable(changes(chance, text) for text in FITTING)
-    misfits = INCOMPLETE + BROKEN
-    misfits += itertools.chain.from_iterable(changes(chance, text) for text in TOO_LONG)
-    deck = [(command, True) for command in fits] + [(command, False) for command in misfits]
+    """Every command that leaves the session alone and downloads nothing, with every text, in any
+    order; and what is no command."""
+    often = [
+        example
+        for number, example in contract.EXAMPLES.items()
+        if number not in (*ONCE, *UPGRADES, *contract.RECONNECTING)
+    ]
+    deck = [with_text(command, text) for command in often for text in TEXTS] + often
+    deck += BROKEN + INCOMPLETE + [contract.EXAMPLES[number] for number in ONCE]
     chance.shuffle(deck)
     return deck
 
@@ -112,7 +92,7 @@ class Soak:
         self.start_agent()
         self.sent = 0
         self.totals = collections.Counter()
-        self.deck, self.parts_left = [], 0
+        self.deck = []
 
     def start_agent(self):
         subscribed = self.broker.agent_subscriptions()
@@ -122,10 +102,8 @@ class Soak:
     def start_wifi_manager(self):
         self.wifi_manager.start("--stations", "255", "--vaps", "8", "--freqs", "85")
 
-    def send(self, command, valid=True):
-        if isinstance(command, dict):
-            command = {"timestamp": int(time.time() * 1000), **command}
-        self.controller.send(command, valid)
+    def send(self, command):
+        self.controller.send(command, valid=None)
         self.sent += 1
 
     def answers(self, limit=2 * ANSWER_S):
@@ -133,18 +111,19 @@ class Soak:
         anew loses what is sent meanwhile."""
         deadline = time.monotonic() + limit
         mark = self.controller.reports.mark()
-        while not self.controller.times(SYSTEM_STATS, mark):
+        while True:
             assert time.monotonic() < deadline, "the agent does not answer"
             assert self.agent.process.poll() is None, "the agent has ended"
             self.send(1034)
-            time.sleep(0.5)
+            try:
+                return self.controller.wait_report(SYSTEM_STATS, 0.5, mark)
+            except harness.Deadline:
+                pass
 
-    def commands(self):
-        """The next part of everything."""
-        for _ in range(len(self.deck) // self.parts_left):
-            self.send(*self.deck.pop())
-            time.sleep(0.02)
-        self.parts_left -= 1
+    def commands(self, count):
+        for _ in range(count):
+            self.send(self.deck.pop())
+            time.sleep(0.01)
 
     def storm(self, stops=False):
         weather = storm.Storm(self.chance, self, stops)
@@ -162,7 +141,7 @@ class Soak:
     def upgrades(self):
         """In the foreground and in the background, with every end."""
         endings = self.chance.sample(storm.UPGRADES, len(storm.UPGRADES))
-        for command, changes in zip(itertools.cycle([1002, 1032]), endings):
+        for command, changes in zip(itertools.cycle(UPGRADES), endings):
             self.send(firmware.upgrade(command, self.images, **changes))
             self.answers()
 
@@ -179,10 +158,10 @@ class Soak:
         time.sleep(1)
         self.start_wifi_manager()
 
-    def wifi_manager_faults(self):
+    def wifi_manager_faults(self, count):
         fault = self.chance.choice(["wrong-id", "short", "long", "close", "refuse"])
         self.wifi_manager.behave(f"all {fault}")
-        self.commands()
+        self.commands(count)
         self.answers()
         self.wifi_manager.behave("")
 
@@ -192,10 +171,11 @@ class Soak:
 
     def round(self):
         """Everything once, in an order of its own. Returns what the agent uses when it is done."""
-        self.deck, self.parts_left = everything(self.chance), 5
-        steps = [self.commands] * 4  # and one among the faults of the wifi manager
-        steps += [self.storm] * self.storms + [self.broker_restart, self.upgrades]
-        steps += [self.wifi_manager_outage, self.wifi_manager_faults]
+        self.deck = everything(self.chance)
+        part = len(self.deck) // 5
+        steps = [lambda: self.commands(part)] * 4 + [lambda: self.wifi_manager_faults(part)]
+        steps += [self.storm] * self.storms
+        steps += [self.broker_restart, self.upgrades, self.wifi_manager_outage]
         self.chance.shuffle(steps)
         for step in steps:
             step()
@@ -205,11 +185,8 @@ class Soak:
         return gauge.usage(self.agent.process)
 
     def close(self):
-        self.agent.close()
-        self.controller.close()
-        self.link.close()
-        self.wifi_manager.close()
-        self.broker.close()
+        for part in (self.agent, self.controller, self.link, self.wifi_manager, self.broker):
+            part.close()
         self.images.close()
         unused = TOOLS - {call["tool"] for call in harness.tool_calls()}
         assert self.images.requests and not unused, f"never called: {unused}"
@@ -218,14 +195,14 @@ class Soak:
 def growth(warm, after):
     """What has grown beyond its noise. Only the agent's own memory counts: pages of code come with
     the first outage that needs them. Memory that a sanitizer keeps on purpose does not."""
-    grown = []
-    if after.own > max(usage.own for usage in warm) + GROWTH_KIB and not harness.sanitized():
-        grown.append("memory")
-    if after.descriptors > max(usage.descriptors for usage in warm):
-        grown.append("descriptors")
-    if after.threads > max(usage.threads for usage in warm):
-        grown.append("threads")
-    return grown
+    noise = {"own": GROWTH_KIB, "descriptors": 0, "threads": 0}
+    if harness.sanitized():
+        del noise["own"]
+    return [
+        what
+        for what, ease in noise.items()
+        if getattr(after, what) > max(getattr(usage, what) for usage in warm) + ease
+    ]
 
 
 def main():
@@ -238,7 +215,7 @@ def main():
 
     begin = time.monotonic()
     short = arguments.minutes < SHORT_MINUTES
-    warm_rounds = 1 if short else WARM_ROUNDS
+    warm_rounds, stops = (1, 1) if short else (WARM_ROUNDS, STOPS)
     soak = Soak(arguments.seed, short)
     usages = []
     end = begin + 60 * arguments.minutes
@@ -247,7 +224,7 @@ def main():
         usages.append(soak.round())
         spent = time.monotonic() - begin
         print(f"{spent:6.0f} s  {soak.sent:7} commands  {usages[-1]}", flush=True)
-    while soak.totals["stops"] < STOPS or time.monotonic() < end:
+    while soak.totals["stops"] < stops or time.monotonic() < end:
         soak.stop_and_start()
     soak.close()
     print("soak: " + ", ".join(f"{count} {name}" for name, count in soak.totals.items()))

@@ -3,12 +3,12 @@ upgrade, commands that end the session, lost connections, steps of its clock, an
 account: what the agent owes by its log and by what its tools were told to end with, and what of it
 has arrived.
 """
-import collections
-import json
 import re
 import signal
 import time
+from collections import Counter
 
+import contract
 import firmware
 import harness
 from firmware import flash, statuses, upgrade
@@ -23,14 +23,6 @@ LAST_ATTEMPT_S = 3
 # have gone with the connection.
 IN_FLIGHT_S = 0.1
 
-SESSION_ENDERS = [
-    {"type": 1014},
-    {"type": 1029},
-    {"type": 1030},
-    {"type": 1011, "data": {"uci_network_lan": {"proto": "static", "gateway": "192.168.1.254"}}},
-    {"type": 1012, "data": {"uci_network_wan": {"proto": "dhcp"}}},
-    {"type": 1013, "data": {"uci_network_wan6": {"ip6prefix": "fd00::/48"}}},
-]
 # What an upgrade differs in from one that succeeds.
 UPGRADES = [
     {},
@@ -41,9 +33,10 @@ UPGRADES = [
 STALLED = {"image_name": firmware.STALLED}
 STEPS_S = [-3600, -30, -1, 1, 30, 3600]
 
-ASKED = r"^process_msg->type (1011|1012|1013|1014|1029|1030)$"
+ASKED = rf"^process_msg->type ({'|'.join(map(str, sorted(contract.RECONNECTING)))})$"
 BEGUN = r"^process_msg->type 1002$|^QV_INFO: flashing rootfs:"
-DROPPED = re.compile(r"^QV_ERR: (\d+) reports dropped, no session with the broker$")
+PUBLISHED = r'^PUB MSG: .*"type": 1015,.*"updata_stats": (-?\d+)'
+DROPPED = r"^QV_ERR: (\d+) reports dropped, no session with the broker$"
 FLASHED, FLASHING, DONE, FLASHING_FAILED = 2, 202, 203, -3
 ENDS = (-1, -2, FLASHING_FAILED, DONE)
 
@@ -53,61 +46,43 @@ class Storm:
     images and clock of the soak."""
 
     def __init__(self, chance, soak, stops):
-        self.soak = soak
+        self.soak, self.agent, self.link = soak, soak.agent, soak.link
         self.stops = stops
         long = soak.long_tools and chance.random() < LONG_TOOLS
         self.tool_s = round(chance.uniform(*(LONG_TOOL_S if long else (0.1, SPAN_S))), 1)
         self.exit_status = chance.choice([0, chance.randrange(1, 256)])
         self.losses, self.lost = [], 0
         self.calls_allowed = None
-        self.plan = self._draw(chance)
+        self.plan = sorted(self._draw(chance), key=lambda event: event[0])
 
     def _draw(self, chance):
-        plan = []
+        """Moment, what happens, and its details."""
 
-        def add(what, *details, at=None):
-            plan.append((chance.uniform(0, SPAN_S) if at is None else at, what, *details))
+        def any_time():
+            return chance.uniform(0, SPAN_S)
 
-        add("send", flash(save_config=0))
+        yield any_time(), self.soak.send, flash(save_config=0)
         ending = chance.choice(UPGRADES + [STALLED] * self.stops)
-        add("send", upgrade(chance.choice([1002, 1032]), self.soak.images, **ending))
+        command = chance.choice([1002, 1032])
+        yield any_time(), self.soak.send, upgrade(command, self.soak.images, **ending)
         for _ in range(chance.randrange(3)):
-            add("send", chance.choice(SESSION_ENDERS))
+            command = chance.choice(sorted(contract.RECONNECTING))
+            yield any_time(), self.soak.send, contract.EXAMPLES[command]
         for _ in range(chance.randrange(4)):
-            lost = chance.uniform(0, SPAN_S)
-            add("lose", at=lost)
-            add("restore", at=lost + chance.choice([0, 0, 1, 3]))
-        for _ in range(chance.randrange(3)):
-            add("step", chance.choice(STEPS_S))
+            lost = any_time()
+            yield lost, self.lose
+            yield lost + chance.choice([0, 0, 1, 3]), self.link.open
+        for _ in range(chance.randrange(3) if self.soak.clock else 0):
+            yield any_time(), self.soak.clock.step, chance.choice(STEPS_S)
         if self.stops:
             stop = chance.uniform(SPAN_S / 4, SPAN_S)
-            add("stop", at=stop)
-            add("allow_no_more", at=stop + 1)
-        return sorted(plan, key=lambda event: event[0])
-
-    def __str__(self):
-        events = "\n".join(f"  {at:4.1f} s {what} {details}" for at, what, *details in self.plan)
-        return f"tools last {self.tool_s} s and end with {self.exit_status}\n{events}"
-
-    # --- What happens ---
-
-    def send(self, command):
-        self.soak.send(command)
+            yield stop, self.agent.process.send_signal, signal.SIGTERM
+            yield stop + 1, self.allow_no_more
 
     def lose(self):
         self.losses.append(time.monotonic())
-        self.soak.link.shut()
-        self.lost += self.soak.link.cut()
-
-    def restore(self):
-        self.soak.link.open()
-
-    def step(self, seconds):
-        if self.soak.clock is not None:
-            self.soak.clock.step(seconds)
-
-    def stop(self):
-        self.soak.agent.process.send_signal(signal.SIGTERM)
+        self.link.shut()
+        self.lost += self.link.cut()
 
     def allow_no_more(self):
         self.calls_allowed = len(harness.tool_calls())
@@ -115,75 +90,70 @@ class Storm:
     def run(self):
         """Until all is settled; fails when something is owed then."""
         harness.set_tool("updata_rootfs.sh", self.exit_status, self.tool_s)
-        self.log = self.soak.agent.log.mark()
+        self.log = self.agent.log.mark()
         self.reports = self.soak.controller.reports.mark()
         self.calls = len(harness.tool_calls())
-        self.accepted = len(self.soak.link.accepted)
+        self.accepted = len(self.link.accepted)
         begin = time.monotonic()
-        for at, what, *details in self.plan:
+        for at, do, *details in self.plan:
             time.sleep(max(0.0, begin + at - time.monotonic()))
-            getattr(self, what)(*details)
-        if self.stops:
-            self._end()
+            do(*details)
+        if self.stops:  # a tool of each kind may be under way
+            status = self.agent.exit_status(2 * self.tool_s + LAST_ATTEMPT_S + 2)
+            assert status == 0, f"the agent ended with {status}\n{self}"
         else:
             self.soak.answers(SETTLED_S + 2 * self.tool_s)
         try:
             harness.poll(lambda: not self.owed(), 2 if self.stops else SETTLED_S, "balance")
         except harness.Deadline:
-            raise AssertionError(f"owed: {self.owed()}\n{self}\n{self._log()}") from None
+            raise AssertionError(f"owed: {self.owed()}\n{self}") from None
         faults = self._faults()
-        assert not faults, f"{faults}\n{self}\n{self._log()}"
+        assert not faults, f"{faults}\n{self}"
         harness.set_tool("updata_rootfs.sh")
 
-    def _end(self):
-        """A tool of each kind may be under way."""
-        status = self.soak.agent.exit_status(2 * self.tool_s + LAST_ATTEMPT_S + 2)
-        assert status == 0, f"the agent ended with {status}\n{self}"
+    def __str__(self):
+        events = [f"{at:4.1f} s {do.__name__} {details}" for at, do, *details in self.plan]
+        kept = self._lines(r"^(PUB MSG|process_msg->type 1(?!03[45])|hdr|QV|COULD|Disc|sm->)")
+        log = [f"{at:.2f} {line[:300]}" for at, line in kept[-60:]]
+        tools = f"tools last {self.tool_s} s and end with {self.exit_status}"
+        return "\n".join([tools, *events, *log])
 
     # --- The account ---
 
     def _lines(self, pattern):
-        return self.soak.agent.lines(pattern, self.log)
-
-    def _log(self):
-        kept = (
-            r"^(PUB MSG|process_msg->type 1[^0]|process_msg->type 10[012]|hdr|QV|COULD|Disc|sm->)"
-        )
-        return "\n".join(f"{at:.2f} {line[:300]}" for at, line in self._lines(kept)[-60:])
+        return self.agent.lines(pattern, self.log)
 
     def _published(self):
         """Times and numbers of the statuses that the agent says it published."""
-        lines = self._lines(r'^PUB MSG: .*"type": 1015,')
-        return [
-            (at, json.loads(line.partition(" msg=")[2])["data"]["updata_stats"])
-            for at, line in lines
-        ]
+        return [(at, int(re.match(PUBLISHED, line)[1])) for at, line in self._lines(PUBLISHED)]
+
+    def _statuses(self):
+        """How often each was published, and arrived."""
+        arrived = statuses(self.soak.controller, self.reports)
+        return Counter(status for _, status in self._published()), Counter(arrived)
 
     def _in_flight(self):
-        return collections.Counter(
+        return Counter(
             status
             for at, status in self._published()
             if any(abs(at - loss) < IN_FLIGHT_S for loss in self.losses)
         )
 
     def _dropped(self):
-        return sum(int(DROPPED.match(line)[1]) for _, line in self._lines(DROPPED.pattern))
+        return sum(int(re.match(DROPPED, line)[1]) for _, line in self._lines(DROPPED))
 
     def _of_tools(self):
         """The statuses that the tools' calls and outcomes owe. An upgrade keeps configurations."""
-        flashes = upgrades = 0
-        for call in harness.tool_calls()[self.calls :]:
-            if call["tool"] == "updata_rootfs.sh":
-                flashes += call["args"][0] == "-n"
-                upgrades += call["args"][0] != "-n"
+        calls = harness.tool_calls()[self.calls :]
+        flashing = [call["args"][0] == "-n" for call in calls if call["tool"] == "updata_rootfs.sh"]
+        flashes, upgrades = flashing.count(True), flashing.count(False)
         flashed = FLASHED if self.exit_status == 0 else -256 * self.exit_status
         end = DONE if self.exit_status == 0 else FLASHING_FAILED
-        return collections.Counter({flashed: flashes, FLASHING: upgrades, end: upgrades})
+        return Counter({flashed: flashes, FLASHING: upgrades, end: upgrades})
 
     def owed(self):
         """What is still to come, in words; empty when nothing is."""
-        published = collections.Counter(status for _, status in self._published())
-        arrived = collections.Counter(statuses(self.soak.controller, self.reports))
+        published, arrived = self._statuses()
         missing = published - arrived - self._in_flight()
         owed = []
         if unsaid := self._of_tools() - published:
@@ -194,17 +164,16 @@ class Storm:
         if missing.total() > self._dropped():
             owed.append(f"on their way: {dict(missing)}, {self._dropped()} dropped")
         asked = self._lines(ASKED)
-        if asked and not self.stops and asked[-1][0] > self.soak.link.accepted[-1]:
+        if asked and not self.stops and asked[-1][0] > self.link.accepted[-1]:
             owed.append("a session that was asked for")
         return owed
 
     def _faults(self):
         faults = []
-        published = collections.Counter(status for _, status in self._published())
-        arrived = collections.Counter(statuses(self.soak.controller, self.reports))
+        published, arrived = self._statuses()
         if twice := arrived - published:
             faults.append(f"arrived more often than published: {dict(twice)}")
-        made = len(self.soak.link.accepted) - self.accepted
+        made = len(self.link.accepted) - self.accepted
         if made > self.lost + len(self._lines(ASKED)):
             faults.append(f"{made} connections for {self.lost} lost ones")
         calls = len(harness.tool_calls())
@@ -214,15 +183,14 @@ class Storm:
 
     def totals(self):
         """Of this storm, for the sum of all."""
-        arrived = statuses(self.soak.controller, self.reports)
-        lost = len(self._published()) - len(arrived) - self._dropped()
-        return collections.Counter(
+        published, arrived = self._statuses()
+        return Counter(
             storms=1,
             losses=self.lost,
             asks=len(self._lines(ASKED)),
-            connections=len(self.soak.link.accepted) - self.accepted,
-            statuses=len(arrived),
+            connections=len(self.link.accepted) - self.accepted,
+            statuses=arrived.total(),
             dropped=self._dropped(),
-            in_flight=max(lost, 0),
+            in_flight=max(published.total() - arrived.total() - self._dropped(), 0),
             stops=int(self.stops),
         )

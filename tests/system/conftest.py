@@ -148,6 +148,7 @@ def images(device_tools):
     server = firmware.ImageServer()
     yield server
     server.close()
+    firmware.IMAGE.unlink(missing_ok=True)
     firmware.BOARD.write_text(board)
 
 

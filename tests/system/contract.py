@@ -46,27 +46,34 @@ def by_type(document):
     return {int(key): value for key, value in document["$defs"].items() if key.isdigit()}
 
 
-def _validators(document, dialect=_NEWEST):
+def _validators(document):
+    """Of each message, by its type: one of each dialect."""
     return {
-        number: DIALECTS[dialect]({"$ref": f"#/$defs/{number}", "$defs": document["$defs"]})
+        number: [
+            dialect({"$ref": f"#/$defs/{number}", "$defs": document["$defs"]})
+            for dialect in DIALECTS.values()
+        ]
         for number in by_type(document)
     }
 
 
 COMMANDS, REPORTS = load("commands.schema.json"), load("reports.schema.json")
+OPERATIONS = load("asyncapi.json")["operations"]
+EXAMPLES = {number: command["examples"][0] for number, command in by_type(COMMANDS).items()}
+# The commands that end in a new session with the broker.
+RECONNECTING = {number for number in EXAMPLES if OPERATIONS[f"command{number}"].get("x-reconnects")}
 _COMMANDS, _REPORTS = _validators(COMMANDS), _validators(REPORTS)
-_COMMANDS_07 = _validators(COMMANDS, jsonschema.Draft7Validator)
-_REPORTS_07 = _validators(REPORTS, jsonschema.Draft7Validator)
 
 
-def _faults(newest, draft_07, number, message):
-    if not isinstance(number, int) or number not in newest:
+def _faults(validators, number, message):
+    if not isinstance(number, int) or number not in validators:
         return [f"unknown type {number}"]
+    newest, *others = validators[number]
     faults = [
         f"{number} {'/'.join(map(str, error.absolute_path))}: {error.message}"
-        for error in newest[number].iter_errors(message)
+        for error in newest.iter_errors(message)
     ]
-    assert draft_07[number].is_valid(message) == (not faults), "the dialects do not agree"
+    assert all(other.is_valid(message) == (not faults) for other in others), "dialects disagree"
     return faults
 
 
@@ -74,7 +81,7 @@ def report_faults(report):
     """What is wrong with a report; nothing when it keeps the contract."""
     if not isinstance(report, dict):
         return ["no JSON object"]
-    return _faults(_REPORTS, _REPORTS_07, report.get("type"), report)
+    return _faults(_REPORTS, report.get("type"), report)
 
 
 def command_faults(text):
@@ -87,7 +94,7 @@ def command_faults(text):
         return ["no JSON object"]
     number = command.get("type")
     number = int(number) if isinstance(number, str) and number.isdigit() else number
-    faults = _faults(_COMMANDS, _COMMANDS_07, number, command)
+    faults = _faults(_COMMANDS, number, command)
     limit = by_type(COMMANDS).get(number, {}).get("x-maxCommandBytes") if not faults else None
     if limit is not None and len(text) > limit:
         faults.append(f"{number}: more than {limit} bytes")

@@ -2,8 +2,7 @@
 a new connection. The clock is the agent's alone: the machine's is never touched."""
 import harness
 import pytest
-from harness import DISCOVERY, SYSTEM_STATS
-from stepped_clock import SteppedClock
+from harness import DISCOVERY, SYSTEM_STATS, SteppedClock
 
 HOUR_S = 3600
 LATE_S = 1.5  # a second, as the main loop's deadlines are whole ones, and some ease

@@ -33,107 +33,97 @@ mtu
 """
 
 OFFICE = {"ssid": "Office", "opmode": "ap", "network": "lan", "key": "paper", "encryption": "psk2"}
-RADIO = {
-    "channel": 6,
-    "disabled": 0,
-    "txpower": "20",
-    "country": 276,
-    "hwmode": "11axg",
-    "htmode": "HT20",
-    "vap_list": [OFFICE],
-}
+RADIO = {"channel": 6, "disabled": 0, "txpower": "20", "country": 276}
+RADIO |= {"hwmode": "11axg", "htmode": "HT20", "vap_list": [OFFICE]}
 
-# In this order. Arguments, exit status, all of standard output or a piece of it, a piece of
+EMPTIED = "zonename, timezone, log_size, log_ip, log_port, conloglevel, cronloglevel, enabled, "
+FLASHED = "########################    2  the image that lay on the device was flashed\n"
+KEPT = 'not taken over: ssid: asked for "", the device holds "'
+NOT_TOLD = "radio_list[0].country, radio_list[0].vap_list[0].network\n"
+
+# In this order. The words, exit status, all of standard output or a piece of it, a piece of
 # standard error.
 ANSWERS = [
-    (["get", "radio-stats"], ANSWERED, RADIO_STATS, ""),
-    (["get", "radios"], ANSWERED, RADIOS, ""),
-    (["get", "wan6"], ANSWERED, WAN6, ""),
-    (["get", "maclist", "7"], ANSWERED, "uploading_status  -1\n", ""),
-    (["get", "stations"], ANSWERED, "06:5a:10:00:00:0b  02:11:22:33:44:59", ""),
-    (["get", "aps"], ANSWERED, "ath7    wifi2   Office  02:11:22:33:44:5d", ""),
-    (["get", "interfaces"], ANSWERED, "br-lan", ""),
-    (["get", "system"], ANSWERED, "model                Simulated AP", ""),
-    (["get", "vaps", "--all"], ANSWERED, "sae_require_mfp", ""),
+    ("get radio-stats", ANSWERED, RADIO_STATS, ""),
+    ("get radios", ANSWERED, RADIOS, ""),
+    ("get wan6", ANSWERED, WAN6, ""),
+    ("get maclist 7", ANSWERED, "uploading_status  -1\n", ""),
+    ("get stations", ANSWERED, "06:5a:10:00:00:0b  02:11:22:33:44:59", ""),
+    ("get aps", ANSWERED, "ath7    wifi2   Office  02:11:22:33:44:5d", ""),
+    ("get interfaces", ANSWERED, "br-lan", ""),
+    ("get system", ANSWERED, "model                Simulated AP", ""),
+    ("get vaps --all", ANSWERED, "sae_require_mfp", ""),
     # One member changes, the others stay.
+    ("set settings hostname=Garden", ANSWERED, "hostname       Garden\nzonename       UTC", ""),
+    ("get settings", ANSWERED, '[ "0.openwrt.pool.ntp.org", "1.openwrt.pool.ntp.org" ]', ""),
+    ("set server a.example,b.example", ANSWERED, '[ "a.example", "b.example" ]', ""),
+    ("set hostname Gate", ANSWERED, "hostname       Gate\nzonename       UTC", ""),
     (
-        ["set", "settings", "hostname=Garden"],
-        ANSWERED,
-        "hostname       Garden\nzonename       UTC",
-        "",
-    ),
-    (["get", "settings"], ANSWERED, '[ "0.openwrt.pool.ntp.org", "1.openwrt.pool.ntp.org" ]', ""),
-    (["set", "server", "a.example,b.example"], ANSWERED, '[ "a.example", "b.example" ]', ""),
-    (["set", "hostname", "Gate"], ANSWERED, "hostname       Gate\nzonename       UTC", ""),
-    (
-        ["set", "settings", "hostname=Gate", "--replace"],
+        "set settings hostname=Gate --replace",
         ANSWERED,
         "zonename\n",
-        "note: becomes empty: zonename, timezone, log_size, log_ip, log_port, conloglevel, "
-        "cronloglevel, enabled, enable_server, server\n",
+        f"note: becomes empty: {EMPTIED}enable_server, server\n",
     ),
     (
-        ["set", "vap", "ifname=ath0", "ssid=\x1b[31mred", "mode=ap-wds"],
+        "set vap ifname=ath0 ssid=\x1b[31mred mode=ap-wds",
         ANSWERED,
         r"ath0    wifi0   \x1b[31mred  ap-wds",
         "",
     ),
-    (["set", "vap", "ath9", "ssid=a"], REFUSED, "", "the device reports no vap ath9"),
+    ("set vap ath9 ssid=a", REFUSED, "", "the device reports no vap ath9"),
     # What an empty text does is the wifi manager's to say; this one keeps what is set.
+    ("set vap ath0 ssid=", REFUSED, "red", KEPT),
     (
-        ["set", "vap", "ath0", "ssid="],
-        REFUSED,
-        "red",
-        'not taken over: ssid: asked for "", the device holds "',
-    ),
-    (
-        ["set", "radio", "wifi1", "channel=40", "key=[correcthorse", "country=DE"],
+        "set radio wifi1 channel=40 key=[correcthorse country=DE",
         ANSWERED,
         "wifi1            40",
         "",
     ),
-    (["set", "radio", "wifi1", "ssid="], REFUSED, "wifi1", "not taken over: ssid: asked for"),
-    (["set", "radio", "wifi9", "channel=1"], REFUSED, "wifi2", "the device reports no radio wifi9"),
-    (["set", "lan", "ipaddr=192.168.1.9"], ANSWERED, "ipaddr               192.168.1.9", ""),
+    ("set radio wifi1 ssid=", REFUSED, "wifi1", "not taken over: ssid: asked for"),
+    ("set radio wifi9 channel=1", REFUSED, "wifi2", "the device reports no radio wifi9"),
+    ("set lan ipaddr=192.168.1.9", ANSWERED, "ipaddr               192.168.1.9", ""),
     (
-        ["set", "maclist", "maclist_size=5", "wifi1Flag=1"],
+        "set maclist maclist_size=5 wifi1Flag=1",
         UNCONFIRMED,
         sent(1019),
         "not confirmed, since no report tells: maclist_size, wifi1Flag\n",
     ),
-    (["get", "maclist", "1"], ANSWERED, "uploading_status  5\n", ""),
-    (["set", "maclist", "wifi0Flag=1", "--delete"], UNCONFIRMED, sent(1020), ""),
-    (
-        ["set", "ap", f"radio_list={json.dumps([RADIO])}"],
-        UNCONFIRMED,
-        sent(1001),
-        "since no report tells: radio_list[0].country, radio_list[0].vap_list[0].network\n",
-    ),
+    ("get maclist 1", ANSWERED, "uploading_status  5\n", ""),
+    ("set maclist wifi0Flag=1 --delete", UNCONFIRMED, sent(1020), ""),
+    (["set", "ap", f"radio_list={json.dumps([RADIO])}"], UNCONFIRMED, sent(1001), NOT_TOLD),
     (["clock", "2023-11-14 22:13:20Z"], ANSWERED, sent(1015), ""),
     (["notes", "on the roof"], ANSWERED, sent(1017), ""),
-    (["passthrough", '{"a":1}'], ANSWERED, sent(1022), ""),
-    (["wifi-reload"], ANSWERED, sent(1021), ""),
-    (
-        ["flash"],
-        ANSWERED,
-        "########################    2  the image that lay on the device was flashed\n",
-        "",
-    ),
+    ('passthrough {"a":1}', ANSWERED, sent(1022), ""),
+    ("wifi-reload", ANSWERED, sent(1021), ""),
+    ("flash", ANSWERED, FLASHED, ""),
     # From here on each ends in a new session.
-    (["set", "wan", "hostname=gate"], ANSWERED, "hostname      gate", ""),
-    (["get", "wan"], ANSWERED, "hostname      gate", ""),
-    (["get", "lan"], ANSWERED, "ipaddr               192.168.1.9", ""),
+    ("set wan hostname=gate", ANSWERED, "hostname      gate", ""),
+    ("get wan", ANSWERED, "hostname      gate", ""),
+    ("get lan", ANSWERED, "ipaddr               192.168.1.9", ""),
 ]
+
+# A message that the wifi manager refuses, what is set, and the member that is not taken over.
+REFUSALS = [
+    (19, "wan6 mtu=1300", "mtu"),
+    (22, "radio wifi2 freq=6155", "freq"),
+    (22, "radio wifi2 encryption=sae", "encryption"),
+    (15, "vap ath7 ssid=Attic", "ssid"),
+    (9, ["ap", f"radio_list={json.dumps([RADIO | {'channel': 11}])}"], "radio_list[0].channel"),
+]
+
+
+def of_agent(words, **more):
+    return qvctl("-d", MAC, *(words.split() if isinstance(words, str) else words), **more)
 
 
 def test_answers(agent, wifi_manager, overheard):
     wifi_manager.restart("--still")
     failures = []
-    for arguments, status, shown, said in ANSWERS:
-        got = qvctl("-d", MAC, *arguments)
+    for words, status, shown, said in ANSWERS:
+        got = of_agent(words)
         as_shown = re.sub(" +\n", "\n", got[1])
         if got[0] != status or shown not in as_shown or said not in got[2]:
-            failures.append((arguments, got))
+            failures.append((words, got))
     assert not failures
     assert wifi_manager.state()["general_data"] == '{"a":1}'
     assert "[correcthorse" in [vap["key"] for vap in wifi_manager.state()["vaps"]]
@@ -143,55 +133,35 @@ def test_answers(agent, wifi_manager, overheard):
     poll(lambda: {"tool": "wifi", "args": ["reload"]} in tool_calls(), 3, "wifi reload")
     assert {"tool": "date", "args": ["-s", "2023-11-14 22:13:20"]} in tool_calls()
     # What a script reads is the report as it came.
-    status, output, _ = qvctl("-d", MAC, "--json", "get", "radio-stats")
+    status, output, _ = of_agent("--json get radio-stats")
     assert status == ANSWERED and json.loads(output)["data"]["radio_stats_list"][2]["band"] == 6
     # Nor is a section emptied that the device could not read.
     wifi_manager.behave("all close")
-    status, _, said = qvctl("-d", MAC, "set", "wan6", "mtu=1300")
+    status, _, said = of_agent("set wan6 mtu=1300")
     assert status == REFUSED and "the device reports every setting empty" in said
     # A change that the wifi manager refuses is none, whichever report tells.
-    for fault, words, member in (
-        ("19 refuse", ["wan6", "mtu=1300"], "mtu"),
-        ("22 refuse", ["radio", "wifi2", "freq=6155"], "freq"),
-        ("22 refuse", ["radio", "wifi2", "encryption=sae"], "encryption"),
-        ("15 refuse", ["vap", "ath7", "ssid=Attic"], "ssid"),
-        (
-            "9 refuse",
-            ["ap", f"radio_list={json.dumps([RADIO | {'channel': 11}])}"],
-            "radio_list[0].channel",
-        ),
-    ):
-        wifi_manager.behave(fault)
-        status, _, said = qvctl("-d", MAC, "set", *words)
+    for message, words, member in REFUSALS:
+        wifi_manager.behave(f"{message} refuse")
+        words = words.split() if isinstance(words, str) else words
+        status, _, said = of_agent(["set", *words])
         assert status == REFUSED and f"not taken over: {member}: asked for " in said, (words, said)
 
 
 # Arguments, standard input, the members that the command then has.
+ATTIC = {"ifname": "ath1", "ssid": "Attic"}
+KEPT_OF_ATTIC = {"device": "wifi0", "encryption": "psk2+ccmp", "channel": "6"}
+MTU = {"uci_network_wan6": {"mtu": "1300"}}
 FILES = [
     # The rest is kept, as with key=value; a report, a command and an entry are taken as they are.
-    (["wan6", "-", "mtu=1400"], {"mtu": "1300"}, {"mtu": "1400", "proto": "dhcpv6"}),
-    (["wan6", "-"], {"uci_network_wan6": {"mtu": "1300"}}, {"mtu": "1300", "proto": "dhcpv6"}),
-    (["wan6", "-"], {"type": 1013, "data": {"uci_network_wan6": {"mtu": "1300"}}}, {"mtu": "1300"}),
-    (
-        ["vap", "-"],
-        {"vap_config": {"ifname": "ath1", "ssid": "Attic"}},
-        {
-            "ifname": "ath1",
-            "ssid": "Attic",
-            "device": "wifi0",
-            "encryption": "psk2+ccmp",
-            "channel": "6",
-        },
-    ),
-    (["vap", "ath1", "-"], {"ssid": "Attic", "freqlist": []}, {"ifname": "ath1", "ssid": "Attic"}),
-    (
-        ["vap", "-"],
-        [{"ifname": "ath1", "key": "<hidden>"}],
-        {"ifname": "ath1", "key": "office-passphrase"},
-    ),
+    ("wan6 - mtu=1400", {"mtu": "1300"}, {"mtu": "1400", "proto": "dhcpv6"}),
+    ("wan6 -", MTU, {"mtu": "1300", "proto": "dhcpv6"}),
+    ("wan6 -", {"type": 1013, "data": MTU}, {"mtu": "1300"}),
+    ("vap -", {"vap_config": ATTIC}, ATTIC | KEPT_OF_ATTIC),
+    ("vap ath1 -", {"ssid": "Attic", "freqlist": []}, ATTIC),
+    ("vap -", [{"ifname": "ath1", "key": "<hidden>"}], {"key": "office-passphrase"}),
     # A channel's frequency is its own.
-    (["vap", "ath1", "-", "channel=11"], {}, {"channel": "11", "freq": None}),
-    (["radio", "-"], {"general_data": {"radio_name": "wifi1", "txpower": 7}}, {"txpower": 7}),
+    ("vap ath1 - channel=11", {}, {"channel": "11", "freq": None}),
+    ("radio -", {"general_data": {"radio_name": "wifi1", "txpower": 7}}, {"txpower": 7}),
 ]
 
 
@@ -199,7 +169,7 @@ def test_files(agent, wifi_manager, overheard):
     wifi_manager.restart("--still")
     for words, given, members in FILES:
         mark = overheard.reports.mark()
-        got = qvctl("-d", MAC, "set", *words, stdin=json.dumps(given))
+        got = of_agent("set " + words, stdin=json.dumps(given))
         assert got[0] == ANSWERED, (words, got)
         _, command = overheard.reports.wait(
             lambda report: "flag" not in report and "data" in report, 3, mark
@@ -207,31 +177,30 @@ def test_files(agent, wifi_manager, overheard):
         (settings,) = command["data"].values()
         assert {key: settings.get(key) for key in members} == members, (words, settings)
     # An entry of what get prints is taken by its name.
-    vaps = qvctl("-d", MAC, "--json", "get", "vaps")[1]
-    assert qvctl("-d", MAC, "set", "vap", "ath5", "-", "ssid=Attic", stdin=vaps)[0] == ANSWERED
-    status, _, said = qvctl("-d", MAC, "set", "vap", "-", stdin=vaps)
+    vaps = of_agent("--json get vaps")[1]
+    assert of_agent("set vap ath5 - ssid=Attic", stdin=vaps)[0] == ANSWERED
+    status, _, said = of_agent("set vap -", stdin=vaps)
     assert status == USAGE and "holds ath0, ath1, ath2, " in said
-    status, _, said = qvctl("-d", MAC, "set", "radio", "wifi0", "key=<hidden>")
+    status, _, said = of_agent("set radio wifi0 key=<hidden>")
     assert status == REFUSED and 'key: is "<hidden>"' in said
 
 
 def test_secrets(agent, wifi_manager, overheard):
-    secret = "correct horse"
-    assert qvctl("-d", MAC, "set", "vap", "ath0", f"key={secret}", "encryption=psk2")[0] == ANSWERED
+    secret = "correct-horse"
+    assert of_agent(f"set vap ath0 key={secret} encryption=psk2")[0] == ANSWERED
     wifi_manager.behave("22 refuse")
     for words in (
-        ["get", "vaps", "--all"],
-        ["--json", "get", "vaps"],
-        ["--json", "set", "vap", "ath0", "isolate=1"],
-        ["set", "radio", "wifi0", "key=battery staple"],
+        "get vaps --all",
+        "--json get vaps",
+        "--json set vap ath0 isolate=1",
+        "set radio wifi0 key=battery-staple",
     ):
-        assert not re.search(secret + "|battery", "".join(qvctl("-d", MAC, *words)[1:])), words
-        shown = "".join(qvctl("-d", MAC, "--show-secrets", *words)[1:])
+        assert not re.search(secret + "|battery", "".join(of_agent(words)[1:])), words
+        shown = "".join(of_agent("--show-secrets " + words)[1:])
         assert secret in shown and "<hidden>" not in shown, words
     watched = []
-    watcher = threading.Thread(
-        target=lambda: watched.append(qvctl("watch", "--json", "-n", "1", "--timeout", "10"))
-    )
+    watching = ("watch", "--json", "-n", "1", "--timeout", "10")
+    watcher = threading.Thread(target=lambda: watched.append(qvctl(*watching)))
     watcher.start()
     while watcher.is_alive():
         overheard.send(1028)
@@ -245,8 +214,5 @@ def test_keys():
     assert status == ANSWERED and re.search(r"^hostname +at most 40 bytes$", listed, re.M)
     assert re.search(r"^server +list of at most 10, each at most 49 bytes$", listed, re.M)
     assert re.search(r"^  hostname +at most 40 bytes$", qvctl("set", "settings", "--help")[1], re.M)
-    keys = [
-        json.loads(qvctl("--json", "get", "keys", what)[1])
-        for what in ("settings", "vap", "radio", "ap", "lan", "wan", "wan6", "maclist")
-    ]
-    assert [len(listed) for listed in keys] == [11, 41, 16, 13, 26, 10, 9, 3]
+    for what, count in {"settings": 11, "vap": 41, "ap": 13, "lan": 26, "maclist": 3}.items():
+        assert len(json.loads(qvctl("--json", "get", "keys", what)[1])) == count
