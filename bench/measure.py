@@ -9,7 +9,6 @@ import argparse
 import collections
 import json
 import os
-import platform
 import subprocess
 import sys
 import time
@@ -217,20 +216,6 @@ def one_start_each(plan, sizes, wifi_manager):
     return result
 
 
-def machine():
-    cpu = next(
-        line.partition(":")[2].strip()
-        for line in open("/proc/cpuinfo", encoding="utf-8")
-        if line.startswith(("model name", "Hardware", "CPU part"))
-    )
-    system = platform.freedesktop_os_release()["PRETTY_NAME"]
-    memory = os.sysconf("SC_PHYS_PAGES") * os.sysconf("SC_PAGE_SIZE") >> 30
-    return (
-        f"{cpu}, {os.cpu_count()} processors, {memory} GiB; {system}, Linux {platform.release()} "
-        f"({platform.machine()}); {time.strftime('%Y-%m-%d', time.gmtime())}"
-    )
-
-
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--quick", action="store_true")
@@ -249,7 +234,7 @@ def main():
         wifi_manager.stop()
     broker.close()
     result = {
-        "machine": machine(),
+        "machine": report.documents.machine(),
         "report_bytes": sizes,
         "instructions": profiles,
         "starts": starts,

@@ -11,8 +11,11 @@ import statistics
 import subprocess
 import sys
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "simulator/fleet"))
+import documents
+
 DOCS = pathlib.Path(__file__).resolve().parents[1] / "docs"
-BEGIN, END = "<!-- scripts/bench begin -->\n", "<!-- scripts/bench end -->\n"
+MARKS = "<!-- scripts/bench begin -->", "<!-- scripts/bench end -->"
 FLOOR, ASKING, HANDING_ON, AGENT = PROGRAMS = "floor", "asking", "handing on", "agent"
 SMALL_GOAL, LARGE_GOAL, P99_GOAL = {FLOOR: 2.2, ASKING: 1.35}, {FLOOR: 3}, {FLOOR: 3}
 LARGE_BYTES = 16 * 1024
@@ -200,25 +203,20 @@ def plot(result, path):
 
 def section(result):
     machine = result["machine"]
-    return f"""{BEGIN}
-On {machine}; {len(result["starts"])} starts each.
+    return f"""On {machine}; {len(result["starts"])} starts each.
 
 {main_table(result)}
 ![Time and CPU per command](performance.svg)
 
 Thousands of instructions per command in the agent's process, the kernel's not counted:
 
-{profile_table(result["instructions"])}
-{END}"""
+{profile_table(result["instructions"])}"""
 
 
 def main():
     if len(sys.argv) != 2:
         sys.exit("usage: report.py FILE")
     result = json.loads(pathlib.Path(sys.argv[1]).read_text())
-    page = DOCS / "performance.md"
-    before, _, rest = page.read_text().partition(BEGIN)
-    after = rest.partition(END)[2]
     kept = {
         "machine": result["machine"],
         "report_bytes": result["report_bytes"],
@@ -228,7 +226,7 @@ def main():
     }
     (DOCS / "performance.json").write_text(json.dumps(kept, indent=1, ensure_ascii=False) + "\n")
     plot(result, DOCS / "performance.svg")
-    page.write_text(before + section(result) + after)
+    documents.write(DOCS / "performance.md", MARKS, section(result).rstrip())
     print(main_table(result), end="")
 
 

@@ -35,6 +35,11 @@ def reference(name):
     return {"$ref": f"#/$defs/{name}"}
 
 
+def parts(entry):
+    """Title and description of a message, or description and example of a member, and the rest."""
+    return [*entry, {}][:3]
+
+
 class Side:
     """One of the two schemas: what commands may say, or what reports say."""
 
@@ -78,7 +83,7 @@ class Side:
         return words if "enum" in words else schema | words
 
     def member(self, fact, entry):
-        description, example, more = [*entry, {}][:3]
+        description, example, more = parts(entry)
         words = {key: value for key, value in more.items() if key not in SIDES}
         words |= more.get(self.name, {})
         own = {"description": description} if description else {}
@@ -119,9 +124,8 @@ def object_of(key, schema, *more):
 
 
 def command(side, number, fact):
-    words = WORDS["commands"][number]
-    definition = {"title": words["title"], "description": words["description"]}
-    definition |= {"allOf": [reference("header")]}
+    title, description, words = parts(WORDS["commands"][number])
+    definition = {"title": title, "description": description, "allOf": [reference("header")]}
     example = {"type": int(number), "timestamp": TIME}
     properties = {"type": {"enum": [int(number), number]}}
     if fact.get("command_max"):
@@ -137,37 +141,37 @@ def command(side, number, fact):
         else:
             definition["required"] = ["data"]
         properties["data"] = data
-        example["data"] = {key: words["example"]}
+        example["data"] = {key: words.get("example") or example_of(fact["members"], words)}
     definition |= words.get("schema", {})
     definition["properties"] = properties | definition.get("properties", {})
     return definition | {"examples": [example]}
 
 
-def example_of(facts, name):
-    """A record made of the members' examples; a list has one entry."""
-    record = {}
+def example_of(facts, words):
+    """A record made of the examples of the members that are shown; a list has one entry."""
+    record, name = {}, words["members"]
     for fact in facts:
-        _, example, *more = TABLES[name][fact["key"]]
-        inner = more and more[0].get("of")
-        if inner:
-            example = [example_of(fact["list"]["members"], inner)]
-        record[fact["key"]] = example
+        key = fact["key"]
+        _, example, more = parts(TABLES[name][key])
+        if "of" in more:
+            example = [example_of(fact["list"]["members"], {"members": more["of"]})]
+        if key in words.get("shown", [key]):
+            record[key] = example
     return record
 
 
 def report(side, number, fact):
-    words, key = WORDS["reports"][number], fact["key"]
-    name, ip = words["members"], ["ip"] if fact["has_ip"] else []
+    title, description, words = parts(WORDS["reports"][number])
+    key, name, ip = fact["key"], words["members"], ["ip"] if fact["has_ip"] else []
     if "list" in fact:
         body = side.array(fact["list"], {"of": name})
-        example = [example_of(fact["list"]["members"], name)]
+        example = [example_of(fact["list"]["members"], words)]
     elif "members" in fact:
         body = side.table(name, fact["members"])
-        example = example_of(fact["members"], name)
+        example = example_of(fact["members"], words)
     else:
         body, example = reference(name), words["example"]
-    definition = {"title": words["title"], "description": words["description"]}
-    definition |= {"allOf": [reference("envelope")]}
+    definition = {"title": title, "description": description, "allOf": [reference("envelope")]}
     definition |= {"required": ip} if ip else {"not": {"required": ["ip"]}}
     data = object_of(key, body, ("additionalProperties", False))
     definition["properties"] = {"type": {"const": int(number)}, "data": data}
@@ -213,8 +217,8 @@ def asyncapi(facts, commands, reports):
             more["reply"] = {"channel": {"$ref": "#/channels/reports"}, "messages": [message]}
         if fact["reconnects"]:
             more["x-reconnects"] = True
-        words = WORDS["commands"][number]
-        told = (words["title"], follows(fact, words))
+        title, _, words = parts(WORDS["commands"][number])
+        told = (title, follows(fact, words))
         operations[f"command{number}"] = operation("receive", *told, "commands", number, **more)
     operations["announce"] = operation("send", *WORDS["announce"], "reports", 1000)
     operations["reportStatistics"] = operation("send", *WORDS["statistics"], "reports", 1003)

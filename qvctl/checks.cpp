@@ -1,14 +1,9 @@
 #include "checks.h"
 
 #include "failure.h"
-#include "protocol/ap_configs_records.h"
 #include "protocol/commands.h"
-#include "protocol/maclist_records.h"
-#include "protocol/network_records.h"
-#include "protocol/radio_vap_records.h"
 #include "protocol/record_walk.h"
 #include "protocol/system_config_record.h"
-#include "protocol/upgrade.h"
 #include "words.h"
 
 #include <algorithm>
@@ -156,8 +151,7 @@ void check_members(const std::string& prefix, json_object* object, RecordTable f
     }
 }
 
-void check_system_settings(json_object* settings) {
-    check_members("", settings, qv_system_config_fields);
+void check_servers(json_object* settings) {
     json_object* const servers = qv_json_member(settings, SYSTEM_SERVER_KEY);
     const size_t count = servers == nullptr ? 0 : json_object_array_length(servers);
     for (size_t i = 0; i < count; ++i) {
@@ -166,41 +160,11 @@ void check_system_settings(json_object* settings) {
     }
 }
 
-void check_vap(json_object* settings) {
-    check_members("", settings, qv_vap_fields);
-}
-
-void check_radio(json_object* settings) {
-    check_members("", settings, qv_radio_config_fields);
-}
-
-void check_access_point(json_object* settings) {
-    check_members("", settings, qv_apconfigs_fields);
-}
-
-void check_lan(json_object* settings) {
-    check_members("", settings, qv_network_lan_fields);
-}
-
-void check_wan(json_object* settings) {
-    check_members("", settings, qv_network_wan_fields);
-}
-
-void check_wan6(json_object* settings) {
-    check_members("", settings, qv_network_wan6_fields);
-}
-
-void check_maclist(json_object* settings) {
-    check_members("", settings, qv_maclist_fields);
-}
-
-void check_firmware(json_object* settings, json_object* command) {
-    if (text_of(qv_json_member(settings, "image_name")).empty()) {
-        refuse("image_name", "is empty");
-    }
-    check_members("", settings, qv_fw_fields);
+void check_firmware(json_object* command) {
+    const CommandContract& contract = qv_command_contract(COMMAND_FW_UPGRADE);
+    check_members("", qv_command_data(command, contract), *contract.fields);
     check_text("command text", json_object_to_json_string_ext(command, JSON_C_TO_STRING_PLAIN),
-               FW_COMMAND_MAX);
+               contract.command_max);
 }
 
 } // namespace qvctl

@@ -22,19 +22,11 @@ void check_integer(const std::string& key, json_object* value, int64_t lowest, i
 /// The members of the object: the required ones are there, and a row of the table takes each.
 void check_members(const std::string& prefix, json_object* object, RecordTable fields);
 
-// One per kind of settings.
+/// What the rows of the system settings do not tell of their time servers.
+void check_servers(json_object* settings);
 
-void check_system_settings(json_object* settings);
-void check_vap(json_object* settings);
-void check_radio(json_object* settings);
-void check_access_point(json_object* settings);
-void check_lan(json_object* settings);
-void check_wan(json_object* settings);
-void check_wan6(json_object* settings);
-void check_maclist(json_object* settings);
-
-/// "fw_params" of an upgrade, and the length of its whole command text.
-void check_firmware(json_object* settings, json_object* command);
+/// The parameters of an upgrade, and the length of its whole command text.
+void check_firmware(json_object* command);
 
 } // namespace qvctl
 

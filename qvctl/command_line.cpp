@@ -185,10 +185,6 @@ void add_help(CommandLine& line) {
     });
 }
 
-std::vector<const CLI::App*> parts_of(const CLI::App& verb) {
-    return verb.get_subcommands([](const CLI::App* part) { return !part->get_group().empty(); });
-}
-
 /// Of all parts, also of those that are not listed.
 std::string nearest_part(const CLI::App& verb, const std::string& word) {
     std::vector<std::string> names;
@@ -205,7 +201,7 @@ std::string failure_text(const CLI::App* app, const CLI::Error& error) {
     while (!verb->get_subcommands().empty()) {
         verb = verb->get_subcommands().front();
     }
-    const std::vector<const CLI::App*> parts = parts_of(*verb);
+    const std::vector<const CLI::App*> parts = verbs_of(*verb);
     const std::vector<std::string> rest = app->remaining(true);
     const bool is_word = rest.empty() || !rest.front().starts_with('-');
     const auto code = static_cast<CLI::ExitCodes>(error.get_exit_code());
@@ -225,6 +221,10 @@ std::string failure_text(const CLI::App* app, const CLI::Error& error) {
 }
 
 } // namespace
+
+std::vector<const CLI::App*> verbs_of(const CLI::App& app) {
+    return app.get_subcommands([](const CLI::App* verb) { return !verb->get_group().empty(); });
+}
 
 CommandLine::CommandLine()
     : app("Talks to access points that run qvagent, through their broker.", "qvctl") {

@@ -28,6 +28,9 @@ struct CommandLine {
     std::map<const CLI::App*, std::vector<std::string>> words;
 };
 
+/// The listed verbs of the program, or parts of a verb.
+std::vector<const CLI::App*> verbs_of(const CLI::App& app);
+
 } // namespace qvctl
 
 #endif

@@ -16,7 +16,7 @@ std::string only_digits(std::string& text) {
 /// The keys with what they take, as a help text's end.
 std::string keys_text(const Setting& setting) {
     std::string text = "Keys:";
-    for (const SettingKey& key : setting.keys()) {
+    for (const SettingKey& key : keys_of(setting)) {
         if (key.use != SettingKey::Use::reported) {
             text +=
                 "\n  " + fitted(key.name, std::max<size_t>(key.name.size(), 27)) + " " + key.limit;
@@ -53,7 +53,7 @@ void add_settings_words(CLI::App& what, CommandLine& line, const Setting& settin
                         std::string(entry.empty() ? "" : "; before them the entry's name"))
         ->required()
         ->type_name("");
-    if (setting.read_command != 0) {
+    if (setting.read_command.has_value()) {
         what.add_flag("--replace", line.arguments.replace,
                       "Empty the members that are not named instead of keeping what the device "
                       "holds");
@@ -89,7 +89,7 @@ void add_get(CommandLine& line) {
     get_verb->require_subcommand(1);
     for (const Reading& reading : readings()) {
         CLI::App* const what = get_verb->add_subcommand(reading.name, reading.help);
-        if (reading.takes_index) {
+        if (reading.contract().text_max > 0) {
             what->add_option("INDEX", line.arguments.text, "Index of the wifi interface, usually 0")
                 ->check(CLI::Validator(only_digits, ""));
         }

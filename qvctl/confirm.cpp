@@ -80,7 +80,7 @@ void add_members(std::vector<Asked>& all, json_object* object, const std::string
 std::vector<Asked> asked_of_object(const Setting& setting, json_object* asked,
                                    std::span<const Report> reports) {
     std::vector<Asked> all;
-    json_object* const body = body_of(reports, setting.report);
+    json_object* const body = body_of(reports, setting.contract().answer);
     add_members(all, asked, "", body == nullptr ? std::vector<json_object*>() : std::vector{body});
     return all;
 }
@@ -89,11 +89,11 @@ std::vector<Asked> asked_of_object(const Setting& setting, json_object* asked,
 std::vector<Asked> asked_of_entry(const Setting& setting, json_object* asked,
                                   std::span<const Report> reports) {
     const std::string name = cell_of(qv_json_member(asked, setting.entry_key));
+    const ReportType answer = setting.contract().answer;
     std::vector<json_object*> entries =
-        entries_with(body_of(reports, setting.report), setting.entry_key, name);
+        entries_with(body_of(reports, answer), setting.entry_key, name);
     const auto vaps = vaps_by_radio(reports);
-    if (const auto own = vaps.find(name);
-        setting.report != REPORT_TYPE_UCI_VAP_LIST && own != vaps.end()) {
+    if (const auto own = vaps.find(name); answer != REPORT_TYPE_UCI_VAP_LIST && own != vaps.end()) {
         entries.insert(entries.begin(), own->second.front());
     }
     std::vector<Asked> all;

@@ -101,23 +101,19 @@ std::string choose_device(Session& session, const Options& options) {
     return devices.begin()->first;
 }
 
-JsonPtr new_command(int type, JsonPtr data, std::optional<int64_t> timestamp) {
+JsonPtr new_command(CommandType type, JsonPtr value, std::optional<int64_t> timestamp) {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     const int64_t milliseconds = std::chrono::floor<std::chrono::milliseconds>(now).count();
     JsonPtr command(json_object_new_object());
     qv_json_add(command.get(), "type", JsonPtr(json_object_new_int(type)));
     qv_json_add(command.get(), "timestamp",
                 JsonPtr(json_object_new_int64(timestamp.value_or(milliseconds))));
-    if (data != nullptr) {
+    if (value != nullptr) {
+        JsonPtr data(json_object_new_object());
+        qv_json_add(data.get(), qv_command_contract(type).key, std::move(value));
         qv_json_add(command.get(), "data", std::move(data));
     }
     return command;
-}
-
-JsonPtr new_object(const char* key, JsonPtr value) {
-    JsonPtr object(json_object_new_object());
-    qv_json_add(object.get(), key, std::move(value));
-    return object;
 }
 
 Report wait_for(Session& session, const std::string& macaddr, int type, double seconds) {

@@ -3,6 +3,7 @@
 #define QVCTL_DIALOGUE_H
 
 #include "options.h"
+#include "protocol/commands.h"
 #include "session.h"
 
 #include <map>
@@ -33,11 +34,10 @@ void note_short_listening(double seconds);
 /// there is none or more than one.
 std::string choose_device(Session& session, const Options& options);
 
-/// A command text; its time is now unless it is given in milliseconds since 1970.
-JsonPtr new_command(int type, JsonPtr data = nullptr, std::optional<int64_t> timestamp = {});
-
-/// An object with one member.
-JsonPtr new_object(const char* key, JsonPtr value);
+/// A command that carries the value under the key of its type, or nothing. Its time is now unless
+/// it is given in milliseconds since 1970.
+JsonPtr new_command(CommandType type, JsonPtr value = nullptr,
+                    std::optional<int64_t> timestamp = {});
 
 /// The next report of that type and device. Throws Failure when there is none in time.
 Report wait_for(Session& session, const std::string& macaddr, int type, double seconds);

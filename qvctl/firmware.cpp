@@ -3,8 +3,12 @@
 #include "image.h"
 #include "image_server.h"
 #include "job.h"
+#include "protocol/record_walk.h"
+#include "protocol/upgrade.h"
 #include "verbs.h"
 
+#include <cstddef>
+#include <map>
 #include <optional>
 
 namespace qvctl {
@@ -13,26 +17,30 @@ namespace {
 
 constexpr int HTTP_PORT = 80;
 
-JsonPtr text(const std::string& value) {
-    return JsonPtr(json_object_new_string(value.c_str()));
+/// The parameters that qvctl knows, by their place in FwParams. All others are sent empty: the
+/// device downloads from its broker's host, whatever "server_ip" says.
+JsonPtr upgrade_params(const Arguments& arguments, const Image& image, int port) {
+    const std::map<size_t, std::string> known = {
+        {offsetof(FwParams, image_name), image.name},
+        {offsetof(FwParams, md5sum), image.md5sum},
+        {offsetof(FwParams, server_port), std::to_string(port)},
+        {offsetof(FwParams, save_config), arguments.discard_config ? "0" : "1"},
+        {offsetof(FwParams, reboot), arguments.reboot ? "1" : "0"},
+    };
+    JsonPtr params(json_object_new_object());
+    for (const RecordField& field : qv_fw_fields) {
+        const auto row = known.find(field.offset);
+        const char* const value = row == known.end() ? "" : row->second.c_str();
+        qv_json_add(params.get(), field.key, JsonPtr(json_object_new_string(value)));
+    }
+    return params;
 }
 
 JsonPtr upgrade_command(const Arguments& arguments, const Image& image, int port) {
-    JsonPtr params(json_object_new_object());
-    const auto add = [&params](const char* key, const std::string& value) {
-        qv_json_add(params.get(), key, text(value));
-    };
-    add("image_name", image.name);
-    add("md5sum", image.md5sum);
-    add("server_ip", ""); // the device downloads from its broker's host
-    add("server_port", std::to_string(port));
-    add("save_config", arguments.discard_config ? "0" : "1");
-    add("reboot", arguments.reboot ? "1" : "0");
-    json_object* const borrowed = params.get();
     JsonPtr command =
         new_command(arguments.background ? COMMAND_FW_UPGRADE_IN_BACKGROUND : COMMAND_FW_UPGRADE,
-                    new_object("fw_params", std::move(params)));
-    check_firmware(borrowed, command.get());
+                    upgrade_params(arguments, image, port));
+    check_firmware(command.get());
     return command;
 }
 
@@ -83,12 +91,10 @@ ExitStatus upgrade(const Options& options, const Arguments& arguments) {
 }
 
 ExitStatus flash(const Options& options, const Arguments& arguments) {
-    JsonPtr params(json_object_new_object());
-    qv_json_add(params.get(), "save_config",
-                JsonPtr(json_object_new_int(arguments.discard_config ? 0 : 1)));
-    qv_json_add(params.get(), "reboot", JsonPtr(json_object_new_int(arguments.reboot ? 1 : 0)));
+    const FlashParams params = {.save_config = arguments.discard_config ? 0 : 1,
+                                .reboot = arguments.reboot ? 1 : 0};
     const JsonPtr command =
-        new_command(COMMAND_FW_FLASH, new_object("flash_params", std::move(params)));
+        new_command(COMMAND_FW_FLASH, qv_record_to_json(qv_record_bytes(params), qv_flash_fields));
     Session session(options, OnLoss::reconnect);
     const std::string device = choose_device(session, options);
     return run_job(session, options, device,

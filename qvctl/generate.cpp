@@ -6,10 +6,6 @@ namespace qvctl {
 
 namespace {
 
-std::vector<const CLI::App*> verbs_of(const CLI::App& app) {
-    return app.get_subcommands([](const CLI::App* verb) { return !verb->get_group().empty(); });
-}
-
 /// Every verb has its help, which is said once, with the program's own options.
 bool is_shown(const CLI::App& app, const CLI::Option& option) {
     return !option.get_group().empty() &&

@@ -1,6 +1,5 @@
 #include "checks.h"
 #include "dialogue.h"
-#include "protocol/commands.h"
 #include "report_view.h"
 #include "secrets.h"
 #include "terminal.h"
@@ -14,13 +13,14 @@ namespace qvctl {
 
 namespace {
 
-JsonPtr data_of(const Reading& reading, const Arguments& arguments) {
-    if (!reading.takes_index) {
+JsonPtr index_of(const Reading& reading, const Arguments& arguments) {
+    const size_t longest = reading.contract().text_max;
+    if (longest == 0) {
         return nullptr;
     }
     const std::string index = arguments.text.empty() ? "0" : arguments.text;
-    check_text("index", index, MACLIST_INDEX_MAX);
-    return new_object("general_data", JsonPtr(json_object_new_string(index.c_str())));
+    check_text("index", index, longest);
+    return JsonPtr(json_object_new_string(index.c_str()));
 }
 
 void show(const Report& report, const Options& options, const Arguments& arguments,
@@ -111,11 +111,11 @@ ExitStatus list_devices(const Options& options, const Arguments& /*arguments*/) 
 }
 
 ExitStatus get(const Options& options, const Arguments& arguments, const Reading& reading) {
-    const JsonPtr command = new_command(reading.command, data_of(reading, arguments));
+    const JsonPtr command = new_command(reading.command, index_of(reading, arguments));
     Session session(options);
     const std::string device = choose_device(session, options);
-    const Report report =
-        ask(session, device, command.get(), reading.report, options.timeout_or(ANSWER_TIMEOUT));
+    const Report report = ask(session, device, command.get(), reading.contract().answer,
+                              options.timeout_or(ANSWER_TIMEOUT));
     show(printable_report(report, options.show_secrets), options, arguments, reading);
     if (holds_nothing(report.body())) {
         check_wifi_manager(session, device, options);
@@ -125,7 +125,7 @@ ExitStatus get(const Options& options, const Arguments& arguments, const Reading
 
 ExitStatus list_keys(const Options& options, const Setting& setting) {
     JsonPtr list(json_object_new_array());
-    for (const SettingKey& key : setting.keys()) {
+    for (const SettingKey& key : keys_of(setting)) {
         if (key.use == SettingKey::Use::reported) {
             continue;
         }

@@ -41,8 +41,12 @@ Image image_of(const Arguments& arguments) {
     if (arguments.served.empty() && !arguments.md5sum.empty()) {
         return {.name = arguments.image, .md5sum = arguments.md5sum};
     }
-    return {.name = arguments.served.empty() || arguments.image.empty() ? base_name(file)
-                                                                        : arguments.image,
+    const bool is_named = !arguments.served.empty() && !arguments.image.empty();
+    const std::string name = is_named ? arguments.image : base_name(file);
+    if (name.empty()) {
+        throw Failure(USAGE, file + ": names no file");
+    }
+    return {.name = name,
             .md5sum = arguments.md5sum.empty() ? md5_of_file(file) : arguments.md5sum};
 }
 

@@ -1,12 +1,7 @@
 #include "protocol.h"
 
 #include "checks.h"
-#include "protocol/ap_configs_records.h"
-#include "protocol/maclist_records.h"
-#include "protocol/network_records.h"
-#include "protocol/radio_vap_records.h"
 #include "protocol/record_walk.h"
-#include "protocol/system_config_record.h"
 #include "protocol/upgrade.h"
 
 #include <algorithm>
@@ -44,53 +39,23 @@ constexpr ReportKind REPORT_KINDS[] = {
 };
 
 constexpr Reading READINGS[] = {
-    {"stations", "Associated stations", COMMAND_GET_STA_STATS, REPORT_TYPE_STA_STATS, true},
-    {"aps", "Access points, one per radio interface", COMMAND_GET_AP_STATS, REPORT_TYPE_AP_STATS,
-     true},
-    {"interfaces", "Network interfaces and their counters", COMMAND_GET_INTERFACE_STATS,
-     REPORT_TYPE_INTERFACE_STATS, true},
+    {"stations", "Associated stations", COMMAND_GET_STA_STATS, true},
+    {"aps", "Access points, one per radio interface", COMMAND_GET_AP_STATS, true},
+    {"interfaces", "Network interfaces and their counters", COMMAND_GET_INTERFACE_STATS, true},
     {"radios",
      "Radio settings as the VAP list names them; no command asks for the radio list itself, which "
      "only \"set radio\" brings",
-     COMMAND_GET_VAP_LIST, REPORT_TYPE_UCI_VAP_LIST, false, false, RADIO_COLUMNS},
-    {"radio-stats", "Radios in use", COMMAND_GET_RADIO_STATS, REPORT_TYPE_RADIO_STATS, true},
-    {"system", "System statistics: identity, load, memory, uptime", COMMAND_GET_SYSTEM_STATS,
-     REPORT_TYPE_SYSTEM_STATS},
-    {"settings", "System settings: host name, time zone, logging, time servers", COMMAND_GET_SYSTEM,
-     REPORT_TYPE_UCI_SYSTEM},
-    {"vaps", "VAP settings", COMMAND_GET_VAP_LIST, REPORT_TYPE_UCI_VAP_LIST, true},
-    {"lan", "LAN settings; the device connects to the broker again", COMMAND_GET_NETWORK_LAN,
-     REPORT_TYPE_UCI_NETWORK_LAN},
-    {"wan", "WAN settings; the device connects to the broker again", COMMAND_GET_NETWORK_WAN,
-     REPORT_TYPE_UCI_NETWORK_WAN},
-    {"wan6", "WAN6 settings", COMMAND_GET_NETWORK_WAN6, REPORT_TYPE_UCI_NETWORK_WAN6},
-    {"maclist", "Upload status of the MAC list of one wifi interface", COMMAND_GET_MACLIST_STATUS,
-     REPORT_TYPE_UCI_VAP_MACLIST, false, true},
+     COMMAND_GET_VAP_LIST, false, RADIO_COLUMNS},
+    {"radio-stats", "Radios in use", COMMAND_GET_RADIO_STATS, true},
+    {"system", "System statistics: identity, load, memory, uptime", COMMAND_GET_SYSTEM_STATS},
+    {"settings", "System settings: host name, time zone, logging, time servers",
+     COMMAND_GET_SYSTEM},
+    {"vaps", "VAP settings", COMMAND_GET_VAP_LIST, true},
+    {"lan", "LAN settings; the device connects to the broker again", COMMAND_GET_NETWORK_LAN},
+    {"wan", "WAN settings; the device connects to the broker again", COMMAND_GET_NETWORK_WAN},
+    {"wan6", "WAN6 settings", COMMAND_GET_NETWORK_WAN6},
+    {"maclist", "Upload status of the MAC list of one wifi interface", COMMAND_GET_MACLIST_STATUS},
 };
-
-void put_plain(json_object* settings, const std::string& key, JsonPtr value) {
-    qv_json_add(settings, key.c_str(), std::move(value));
-}
-
-/// Keys of the first VAP go into the list that holds it.
-void put_radio(json_object* settings, const std::string& key, JsonPtr value) {
-    if (qv_find_record_field(qv_first_vap_fields, key.c_str()) == nullptr) {
-        put_plain(settings, key, std::move(value));
-        return;
-    }
-    if (qv_json_member(settings, "vap_list") == nullptr) {
-        qv_json_add(settings, "vap_list", JsonPtr(json_object_new_array()));
-    }
-    json_object* const vaps = qv_json_member(settings, "vap_list");
-    if (json_object_is_type(vaps, json_type_array) != 0 && json_object_array_length(vaps) == 0) {
-        qv_json_append(vaps, JsonPtr(json_object_new_object()));
-    }
-    json_object* const vap = json_object_is_type(vaps, json_type_array) != 0
-                                 ? json_object_array_get_idx(vaps, 0)
-                                 : nullptr;
-    put_plain(json_object_is_type(vap, json_type_object) != 0 ? vap : settings, key,
-              std::move(value));
-}
 
 using Use = SettingKey::Use;
 
@@ -110,133 +75,93 @@ std::string limit_of(const RecordField& field) {
     return "at most " + std::to_string(qv_longest_text(field)) + " bytes";
 }
 
+/// The list behind a row whose entries are objects, or none.
+const RecordList* objects_of(const RecordField& field) {
+    const RecordList* const list =
+        field.type == RecordFieldType::list ? field.special->list : nullptr;
+    return list == nullptr || list->fields[0].key == nullptr ? nullptr : list;
+}
+
+bool has_one_object(const RecordField& field) {
+    const RecordList* const list = objects_of(field);
+    return list != nullptr && list->room == 1;
+}
+
 /// The rows' keys and, behind a list, those of its entries.
 void add_keys(std::vector<SettingKey>& keys, RecordTable fields, const std::string& prefix = "") {
     for (const RecordField& field : fields) {
+        const RecordList* const list = objects_of(field);
+        if (has_one_object(field)) {
+            add_keys(keys, list->fields, prefix);
+            continue;
+        }
         const std::string name = prefix + field.key;
         const bool is_set = qv_is_settable(field);
         keys.push_back({name, limit_of(field),
                         !is_set          ? Use::reported
                         : prefix.empty() ? Use::word
                                          : Use::nested});
-        if (is_set && field.type == RecordFieldType::list &&
-            field.special->list->fields[0].key != nullptr) {
-            add_keys(keys, field.special->list->fields, name + "[].");
+        if (is_set && list != nullptr) {
+            add_keys(keys, list->fields, name + "[].");
         }
     }
 }
 
-std::vector<SettingKey> keys_of(RecordTable fields) {
-    std::vector<SettingKey> keys;
-    add_keys(keys, fields);
-    return keys;
-}
-
-std::vector<SettingKey> system_keys() {
-    return keys_of(qv_system_config_fields);
-}
-std::vector<SettingKey> vap_keys() {
-    return keys_of(qv_vap_fields);
-}
-std::vector<SettingKey> radio_keys() {
-    // Its last row is the list of VAPs; the keys of its one entry stand for it.
-    const RecordTable fields = qv_radio_config_fields;
-    std::vector<SettingKey> keys = keys_of(fields.first(fields.size() - 1));
-    add_keys(keys, qv_first_vap_fields);
-    return keys;
-}
-std::vector<SettingKey> access_point_keys() {
-    return keys_of(qv_apconfigs_fields);
-}
-std::vector<SettingKey> lan_keys() {
-    return keys_of(qv_network_lan_fields);
-}
-std::vector<SettingKey> wan_keys() {
-    return keys_of(qv_network_wan_fields);
-}
-std::vector<SettingKey> wan6_keys() {
-    return keys_of(qv_network_wan6_fields);
-}
-std::vector<SettingKey> maclist_keys() {
-    return keys_of(qv_maclist_fields);
+/// The object that takes a key of the list's one entry: that entry, made where there is none.
+json_object* only_entry(json_object* settings, const char* list_key) {
+    if (qv_json_member(settings, list_key) == nullptr) {
+        qv_json_add(settings, list_key, JsonPtr(json_object_new_array()));
+    }
+    json_object* const list = qv_json_member(settings, list_key);
+    if (json_object_is_type(list, json_type_array) == 0) {
+        return settings;
+    }
+    if (json_object_array_length(list) == 0) {
+        qv_json_append(list, JsonPtr(json_object_new_object()));
+    }
+    json_object* const entry = json_object_array_get_idx(list, 0);
+    return json_object_is_type(entry, json_type_object) != 0 ? entry : settings;
 }
 
 constexpr Setting SETTINGS[] = {
     {.name = "settings",
      .help = "System settings",
      .command = COMMAND_SET_SYSTEM,
-     .key = "uci_system",
-     .report = REPORT_TYPE_UCI_SYSTEM,
      .read_command = COMMAND_GET_SYSTEM,
-     .check = check_system_settings,
-     .put = put_plain,
-     .keys = system_keys},
+     .check = check_servers},
     {.name = "vap",
      .help = "One VAP, named by ifname",
      .command = COMMAND_SET_VAP_AND_REPORT,
-     .key = "vap_config",
-     .report = REPORT_TYPE_UCI_VAP_LIST,
      .read_command = COMMAND_GET_VAP_LIST,
-     .entry_key = "ifname",
-     .check = check_vap,
-     .put = put_plain,
-     .keys = vap_keys},
+     .entry_key = "ifname"},
     {.name = "radio",
      .help =
          "One radio, named by radio_name, and the security of its first VAP; what is not named is "
          "sent empty",
      .command = COMMAND_SET_RADIO,
-     .key = "general_data",
-     .report = REPORT_TYPE_UCI_RADIO_LIST,
      .confirm_command = COMMAND_GET_VAP_LIST,
-     .entry_key = "radio_name",
-     .check = check_radio,
-     .put = put_radio,
-     .keys = radio_keys},
+     .entry_key = "radio_name"},
     {.name = "ap",
      .help = "All radios with all their VAPs; every member must be given",
      .command = COMMAND_SET_APCONFIGS,
-     .key = "apconfigs",
-     .confirm_command = COMMAND_GET_VAP_LIST,
-     .check = check_access_point,
-     .put = put_plain,
-     .keys = access_point_keys},
+     .confirm_command = COMMAND_GET_VAP_LIST},
     {.name = "lan",
      .help = "LAN settings; the device connects to the broker again",
      .command = COMMAND_SET_NETWORK_LAN,
-     .key = "uci_network_lan",
-     .report = REPORT_TYPE_UCI_NETWORK_LAN,
      .read_command = COMMAND_GET_NETWORK_LAN,
-     .reading_reconnects = true,
-     .check = check_lan,
-     .put = put_plain,
-     .keys = lan_keys},
+     .reading_reconnects = true},
     {.name = "wan",
      .help = "WAN settings; the device connects to the broker again",
      .command = COMMAND_SET_NETWORK_WAN,
-     .key = "uci_network_wan",
-     .report = REPORT_TYPE_UCI_NETWORK_WAN,
      .read_command = COMMAND_GET_NETWORK_WAN,
-     .reading_reconnects = true,
-     .check = check_wan,
-     .put = put_plain,
-     .keys = wan_keys},
+     .reading_reconnects = true},
     {.name = "wan6",
      .help = "WAN6 settings; the device connects to the broker again",
      .command = COMMAND_SET_NETWORK_WAN6,
-     .key = "uci_network_wan6",
-     .report = REPORT_TYPE_UCI_NETWORK_WAN6,
-     .read_command = COMMAND_GET_NETWORK_WAN6,
-     .check = check_wan6,
-     .put = put_plain,
-     .keys = wan6_keys},
+     .read_command = COMMAND_GET_NETWORK_WAN6},
     {.name = "maclist",
      .help = "Settings of the MAC lists, or with --delete their removal",
-     .command = COMMAND_SET_MACLIST,
-     .key = "general_data",
-     .check = check_maclist,
-     .put = put_plain,
-     .keys = maclist_keys},
+     .command = COMMAND_SET_MACLIST},
 };
 
 } // namespace
@@ -254,14 +179,31 @@ std::span<const Setting> settings() {
     return SETTINGS;
 }
 
+std::vector<SettingKey> keys_of(const Setting& setting) {
+    std::vector<SettingKey> keys;
+    add_keys(keys, *setting.contract().fields);
+    return keys;
+}
+
 std::vector<std::string> words_of(const Setting& setting) {
     std::vector<std::string> words;
-    for (const SettingKey& key : setting.keys()) {
+    for (const SettingKey& key : keys_of(setting)) {
         if (key.use == Use::word) {
             words.push_back(key.name);
         }
     }
     return words;
+}
+
+void put(const Setting& setting, json_object* settings, const std::string& key, JsonPtr value) {
+    json_object* object = settings;
+    for (const RecordField& field : *setting.contract().fields) {
+        if (has_one_object(field) &&
+            qv_find_record_field(objects_of(field)->fields, key.c_str()) != nullptr) {
+            object = only_entry(settings, field.key);
+        }
+    }
+    qv_json_add(object, key.c_str(), std::move(value));
 }
 
 std::string upgrade_status_text(int status, CommandType job) {

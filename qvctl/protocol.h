@@ -7,7 +7,7 @@
 #include "protocol/commands.h"
 #include "protocol/reports.h"
 
-#include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -28,14 +28,38 @@ const ReportKind* find_report_kind(int type);
 struct Reading {
     const char* name;
     const char* help;
-    int command;
-    ReportType report;
+    CommandType command;
     bool has_entries = false; ///< a list, whose entries may be shown in full
-    bool takes_index = false;
     /// Members that stand for the entries sharing the first of them, when that is what is shown.
     std::span<const char* const> distinct = {};
+
+    [[nodiscard]] const CommandContract& contract() const {
+        return qv_command_contract(command);
+    }
 };
 std::span<const Reading> readings();
+
+/// Something to set.
+struct Setting {
+    const char* name;
+    const char* help;
+    CommandType command;
+    /// Command that reads them, for settings that a command replaces as a whole.
+    std::optional<CommandType> read_command = {};
+    /// Command that brings the VAP list, where that tells what the answer does not.
+    std::optional<CommandType> confirm_command = {};
+    /// Member that says which entry of a list is meant.
+    const char* entry_key = nullptr;
+    /// The device connects to the broker again after read_command.
+    bool reading_reconnects = false;
+    /// Throws Failure for what the device could not hold, though the rows would.
+    void (*check)(json_object* settings) = nullptr;
+
+    [[nodiscard]] const CommandContract& contract() const {
+        return qv_command_contract(command);
+    }
+};
+std::span<const Setting> settings();
 
 /// A member of settings.
 struct SettingKey {
@@ -47,33 +71,14 @@ struct SettingKey {
         reported, ///< reports name it, and commands do not
     } use = Use::word;
 };
-
-/// Something to set.
-struct Setting {
-    const char* name;
-    const char* help;
-    int command;
-    const char* key; ///< member of "data" that holds the settings
-    /// Report of the settings as the device then holds them.
-    ReportType report = REPORT_TYPE_NONE;
-    /// Command that reads them, for settings that a command replaces as a whole.
-    int read_command = 0;
-    /// Command that brings the VAP list, where that tells what the report does not.
-    int confirm_command = 0;
-    /// Member that says which entry of a list is meant.
-    const char* entry_key = nullptr;
-    /// The device connects to the broker again after that command.
-    bool reading_reconnects = false;
-    /// Throws Failure, naming key and limit, for what the device could not hold.
-    void (*check)(json_object* settings);
-    /// Puts key and value where they belong.
-    void (*put)(json_object* settings, const std::string& key, JsonPtr value);
-    std::vector<SettingKey> (*keys)();
-};
-std::span<const Setting> settings();
+/// The keys of a list of one entry stand beside the others.
+std::vector<SettingKey> keys_of(const Setting& setting);
 
 /// Names of the keys that key=value may name.
 std::vector<std::string> words_of(const Setting& setting);
+
+/// Puts key and value where they belong.
+void put(const Setting& setting, json_object* settings, const std::string& key, JsonPtr value);
 
 /// Status of a firmware job in words. What is below 0 means another thing after a flash than after
 /// an upgrade.

@@ -13,9 +13,8 @@ namespace qvctl {
 
 namespace {
 
-JsonPtr general_data(const std::string& text) {
-    return new_object("general_data", JsonPtr(json_object_new_string_len(
-                                          text.data(), static_cast<int>(text.size()))));
+JsonPtr text_value(const std::string& text) {
+    return JsonPtr(json_object_new_string_len(text.data(), static_cast<int>(text.size())));
 }
 
 std::optional<int64_t> parse_count(std::string_view text) {
@@ -97,13 +96,13 @@ ExitStatus set_clock(const Options& options, const Arguments& arguments) {
 ExitStatus set_password(const Options& options, const Arguments& /*arguments*/) {
     const std::string password = read_password();
     check_password(password);
-    return send_to_device(options, new_command(COMMAND_SET_PASSWORD, general_data(password)));
+    return send_to_device(options, new_command(COMMAND_SET_PASSWORD, text_value(password)));
 }
 
 ExitStatus set_notes(const Options& options, const Arguments& arguments) {
     check_text("equipment_notes", arguments.text, EQUIPMENT_NOTES_MAX);
     return send_to_device(options,
-                          new_command(COMMAND_SET_EQUIPMENT_NOTES, general_data(arguments.text)));
+                          new_command(COMMAND_SET_EQUIPMENT_NOTES, text_value(arguments.text)));
 }
 
 ExitStatus reload_wifi(const Options& options, const Arguments& /*arguments*/) {
@@ -113,7 +112,7 @@ ExitStatus reload_wifi(const Options& options, const Arguments& /*arguments*/) {
 ExitStatus pass_through(const Options& options, const Arguments& arguments) {
     check_text("general_data", arguments.text, GENERAL_DATA_MAX);
     return send_to_device(options,
-                          new_command(COMMAND_SET_GENERAL_DATA, general_data(arguments.text)));
+                          new_command(COMMAND_SET_GENERAL_DATA, text_value(arguments.text)));
 }
 
 } // namespace qvctl

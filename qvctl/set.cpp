@@ -63,8 +63,8 @@ void drop_counterpart(json_object* settings, json_object* given) {
 /// them as a whole.
 JsonPtr merge(Session& session, const std::string& device, const Options& options,
               const Setting& setting, json_object* given) {
-    const Report report = ask(session, device, new_command(setting.read_command).get(),
-                              setting.report, options.timeout_or(ANSWER_TIMEOUT));
+    const Report report = ask(session, device, new_command(*setting.read_command).get(),
+                              setting.contract().answer, options.timeout_or(ANSWER_TIMEOUT));
     json_object* const held = held_settings(report, setting, given);
     if (json_object_is_type(held, json_type_object) == 0) {
         throw Failure(REFUSED, "the device reports no settings to keep; --replace sends the given "
@@ -79,7 +79,7 @@ JsonPtr merge(Session& session, const std::string& device, const Options& option
         qv_json_add(merged.get(), key, JsonPtr(json_object_get(value)));
     }
     drop_counterpart(merged.get(), given);
-    if (setting.report == REPORT_TYPE_UCI_SYSTEM &&
+    if (setting.command == COMMAND_SET_SYSTEM &&
         qv_json_member(merged.get(), SYSTEM_SERVER_KEY) == nullptr) {
         fputs("note: the device reports no time servers, also when it has ten; they end\n", stderr);
     }
@@ -134,31 +134,35 @@ void show(const Report& report, const Options& options) {
 ExitStatus set(const Options& options, const Arguments& arguments, const Setting& setting) {
     JsonPtr settings = read_settings(setting, arguments.settings);
     const JsonPtr asked(json_object_get(settings.get()));
-    const bool merges = setting.read_command != 0 && !arguments.replace;
+    const CommandContract& contract = setting.contract();
+    const bool merges = setting.read_command.has_value() && !arguments.replace;
     refuse_hidden(asked.get(), merges);
-    setting.check(asked.get());
+    check_members("", asked.get(), *contract.fields);
+    if (setting.check != nullptr) {
+        setting.check(asked.get());
+    }
     require_entry(setting, asked.get());
 
     Session session(options);
     const std::string device = choose_device(session, options);
     if (merges) {
         settings = merge(session, device, options, setting, asked.get());
-    } else if (setting.read_command != 0) {
+    } else if (setting.read_command.has_value()) {
         note_replaced(setting, asked.get());
     }
     const double seconds = options.timeout_or(ANSWER_TIMEOUT);
-    const int type = arguments.remove ? static_cast<int>(COMMAND_DELETE_MACLIST) : setting.command;
-    const JsonPtr command = new_command(type, new_object(setting.key, std::move(settings)));
+    const JsonPtr command = new_command(arguments.remove ? COMMAND_DELETE_MACLIST : setting.command,
+                                        std::move(settings));
     std::vector<Report> reports;
-    if (setting.report == REPORT_TYPE_NONE) {
+    if (contract.answer == REPORT_TYPE_NONE) {
         send_only(session, device, options, command.get());
     } else {
-        reports.push_back(ask(session, device, command.get(), setting.report, seconds));
+        reports.push_back(ask(session, device, command.get(), contract.answer, seconds));
         show(reports.front(), options);
         held_settings(reports.front(), setting, asked.get());
     }
-    if (setting.confirm_command != 0) {
-        reports.push_back(ask(session, device, new_command(setting.confirm_command).get(),
+    if (setting.confirm_command.has_value()) {
+        reports.push_back(ask(session, device, new_command(*setting.confirm_command).get(),
                               REPORT_TYPE_UCI_VAP_LIST, seconds));
     }
     return confirm(setting, asked.get(), reports, options);

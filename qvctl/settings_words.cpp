@@ -1,15 +1,14 @@
 #include "settings_words.h"
 
 #include "failure.h"
-#include "protocol/system_config_record.h"
+#include "platform/scoped_file.h"
+#include "protocol/record_walk.h"
 #include "report_view.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <iterator>
-#include <memory>
 #include <span>
 #include <string_view>
 #include <unistd.h>
@@ -18,26 +17,19 @@ namespace qvctl {
 
 namespace {
 
-struct FileCloser {
-    void operator()(FILE* file) const {
-        if (file != stdin) {
-            fclose(file);
-        }
-    }
-};
-
 std::string read_file(const std::string& name) {
-    const std::unique_ptr<FILE, FileCloser> file(name == "-" ? stdin : fopen(name.c_str(), "re"));
+    const FilePtr opened(name == "-" ? nullptr : fopen(name.c_str(), "re"));
+    FILE* const file = name == "-" ? stdin : opened.get();
     if (file == nullptr) {
         throw Failure(USAGE, name + ": " + strerror(errno));
     }
     std::string text;
     char chunk[4096];
     size_t size = 0;
-    while ((size = fread(chunk, 1, sizeof chunk, file.get())) > 0) {
+    while ((size = fread(chunk, 1, sizeof chunk, file)) > 0) {
         text.append(chunk, size);
     }
-    if (ferror(file.get()) != 0) {
+    if (ferror(file) != 0) {
         throw Failure(USAGE, name + ": " + strerror(errno));
     }
     return text;
@@ -96,7 +88,7 @@ JsonPtr settings_of_file(const Setting& setting, const std::string& file, const 
     if (json_object_is_type(value, json_type_object) == 0) {
         throw Failure(USAGE, file + ": holds no JSON object with settings");
     }
-    for (const SettingKey& key : setting.keys()) {
+    for (const SettingKey& key : keys_of(setting)) {
         if (key.use == SettingKey::Use::reported) { // an entry as a report has it
             json_object_object_del(value, key.name.c_str());
         }
@@ -120,12 +112,13 @@ JsonPtr split(std::string_view text) {
 }
 
 /// A text may begin with a bracket, too; only lists are read as JSON.
-JsonPtr value_of(const std::string& key, const std::string& text) {
-    if (key == SYSTEM_SERVER_KEY && !text.starts_with('[')) {
-        return split(text);
+JsonPtr value_of(const Setting& setting, const std::string& key, const std::string& text) {
+    const RecordField* const field = qv_find_record_field(*setting.contract().fields, key.c_str());
+    if (field == nullptr || field->type != RecordFieldType::list || !qv_is_settable(*field)) {
+        return text_value(text);
     }
-    constexpr std::string_view LISTS[] = {SYSTEM_SERVER_KEY, "radio_list", "vap_list"};
-    return std::ranges::find(LISTS, key) != std::end(LISTS) ? parse(key, text) : text_value(text);
+    const bool has_scalars = field->special->list->fields[0].key == nullptr;
+    return has_scalars && !text.starts_with('[') ? split(text) : parse(key, text);
 }
 
 /// Whether the word names an entry: a word that looks like a file, or is one, does not.
@@ -148,7 +141,7 @@ JsonPtr read_settings(const Setting& setting, const std::vector<std::string>& wo
         const size_t equals = word.find('=');
         if (equals != word.npos) {
             const std::string key = word.substr(0, equals);
-            setting.put(given.get(), key, value_of(key, word.substr(equals + 1)));
+            put(setting, given.get(), key, value_of(setting, key, word.substr(equals + 1)));
         } else if (&word == &rest.front()) {
             given = settings_of_file(setting, word, name);
         } else {
@@ -157,7 +150,7 @@ JsonPtr read_settings(const Setting& setting, const std::vector<std::string>& wo
         }
     }
     if (!name.empty()) {
-        setting.put(given.get(), setting.entry_key, text_value(name));
+        put(setting, given.get(), setting.entry_key, text_value(name));
     }
     return given;
 }

@@ -122,14 +122,14 @@ void check_output() {
 SignalDescriptor::SignalDescriptor() {
     const sigset_t signals = ending_signals();
     sigprocmask(SIG_BLOCK, &signals, nullptr);
-    descriptor_ = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
-    if (descriptor_ < 0) {
+    descriptor_.reset(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
+    if (!descriptor_.valid()) {
         throw Failure(REFUSED, "no descriptor for signals");
     }
 }
 
 SignalDescriptor::~SignalDescriptor() {
-    close(descriptor_);
+    descriptor_.reset();
     const sigset_t signals = ending_signals();
     sigprocmask(SIG_UNBLOCK, &signals, nullptr);
 }
@@ -137,7 +137,7 @@ SignalDescriptor::~SignalDescriptor() {
 bool SignalDescriptor::asks_to_end() const {
     bool ends = false;
     signalfd_siginfo signal{};
-    while (read(descriptor_, &signal, sizeof signal) == static_cast<ssize_t>(sizeof signal)) {
+    while (read(descriptor_.get(), &signal, sizeof signal) == static_cast<ssize_t>(sizeof signal)) {
         ends = ends || signal.ssi_signo != SIGWINCH;
     }
     return ends;

@@ -3,6 +3,8 @@
 #ifndef QVCTL_TERMINAL_H
 #define QVCTL_TERMINAL_H
 
+#include "platform/scoped_fd.h"
+
 #include <string>
 #include <termios.h>
 
@@ -36,13 +38,13 @@ public:
     SignalDescriptor& operator=(const SignalDescriptor&) = delete;
 
     int descriptor() const {
-        return descriptor_;
+        return descriptor_.get();
     }
     /// Takes the signals that have come. Returns whether one of them asks to end.
     bool asks_to_end() const;
 
 private:
-    int descriptor_;
+    ScopedFd descriptor_;
 };
 
 /// While it lives, standard input gives single keys and standard output is a screen of its own

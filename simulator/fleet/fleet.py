@@ -244,7 +244,7 @@ def main():
     if arguments.document:
         option = "--cluster " if arguments.cluster else ""
         command = f"scripts/fleet {option}{arguments.devices} {arguments.minutes:g}"
-        documents.write(arguments.document, command, fleet.figures)
+        documents.write_fleet(arguments.document, command, fleet.figures)
     print("fleet: all demands met", flush=True)
     return 0
 
