@@ -1,7 +1,5 @@
-/*
- * Downloads from a server of the test's own. They write "/tmp/qv_firmware.img" and run only
- * where /tmp is not the host's.
- */
+// Downloads from a server of the test's own. They write "/tmp/qv_firmware.img" and run only where
+// /tmp is not the host's.
 #include "platform/download_stop.h"
 #include "platform/scoped_fd.h"
 #include "platform/zendry_common.h"
@@ -39,7 +37,7 @@ std::string content(const char* path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-/* Connections that a child of this process would inherit. */
+/// Connections that a child of this process would inherit.
 int inheritable_sockets() {
     int count = 0;
     for (int fd = 3; fd < 64; ++fd) {
