@@ -17,7 +17,7 @@ void qv_show_stored_notes(SystemStats& system, const std::string& package_file) 
     std::string text;
     zendry::UciDocument package;
     zendry::UciError error;
-    if (!file.valid() || zendry::read_all(file.get(), zendry::uci_max_size, text) != 0 ||
+    if (!file.valid() || zendry::read_all(file.get(), zendry::UCI_MAX_SIZE, text) != 0 ||
         !package.parse(std::move(text), error)) {
         return;
     }

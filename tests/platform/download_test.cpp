@@ -1,7 +1,5 @@
-/*
- * Downloads from a server of the test's own. They write "/tmp/qv_firmware.img" and run only
- * where /tmp is not the host's.
- */
+// Downloads from a server of the test's own. They write "/tmp/qv_firmware.img" and run only where
+// /tmp is not the host's.
 #include "platform/download_stop.h"
 #include "platform/scoped_fd.h"
 #include "platform/zendry_common.h"

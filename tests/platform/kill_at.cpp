@@ -1,7 +1,5 @@
-/*
- * kill_at NUMBER COMMAND [ARGUMENT...]: runs a program and kills it at its system call of that
- * number. Exit status 0 when it was killed there, 1 when it came to its end before.
- */
+// kill_at NUMBER COMMAND [ARGUMENT...]: runs a program and kills it at its system call of that
+// number. Exit status 0 when it was killed there, 1 when it came to its end before.
 #include "kill_point.h"
 
 #include <cstdio>

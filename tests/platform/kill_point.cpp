@@ -28,7 +28,7 @@ pid_t start_traced(const std::function<void()>& body) {
     return child;
 }
 
-/* The signal that a stopped thread is to get: its own, but for those that the tracing makes. */
+/// The signal that a stopped thread is to get: its own, but for those that the tracing makes.
 intptr_t signal_to_deliver(int status) {
     const int number = WSTOPSIG(status);
     return number == SIGTRAP || number == SIGSTOP || number == system_call_stop ? 0 : number;

@@ -1,6 +1,4 @@
-/*
- * A root folder of the test's own, named by ZENDRY_ROOT while the test runs.
- */
+// A root folder of the test's own, named by ZENDRY_ROOT while the test runs.
 #ifndef QV_TESTS_PLATFORM_SCRATCH_ROOT_H
 #define QV_TESTS_PLATFORM_SCRATCH_ROOT_H
 

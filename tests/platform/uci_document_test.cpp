@@ -125,7 +125,7 @@ TEST(UciDocument, RefusedEditsChangeNothing) {
     EXPECT_FALSE(document.set("nobody", "x", "1"));
     EXPECT_FALSE(document.set("radio0", "x y", "1"));
     EXPECT_FALSE(document.set("radio0", "", "1"));
-    EXPECT_FALSE(document.set("radio0", "x", std::string(uci_max_size, 'x')));
+    EXPECT_FALSE(document.set("radio0", "x", std::string(UCI_MAX_SIZE, 'x')));
     EXPECT_FALSE(document.remove("radio0", "absent"));
     EXPECT_FALSE(document.add_section("conf", "radio0"));
     EXPECT_FALSE(document.add_section("co nf", "broker"));

@@ -118,7 +118,7 @@ TEST_F(UciKill, AtEverySystemCallOfAWriteThePackageIsWholeAndTheNextWriteSucceed
 
 // --- At any time ---
 
-/* Numbers of the writes of one kind; one thread of the writer counts them, the test reads them. */
+/// Numbers of the writes of one kind; one thread of the writer counts them, the test reads them.
 struct Progress {
     std::atomic<int> begun;
     std::atomic<int> confirmed;

@@ -1,7 +1,5 @@
-/*
- * Opened files, written without short writes and read with a limit.
- * Every function returns 0 or the errno of what failed.
- */
+// Opened files, written without short writes and read with a limit. Every function returns 0 or the
+// errno of what failed.
 #ifndef QV_PLATFORM_ZENDRY_COMMON_FILE_IO_H
 #define QV_PLATFORM_ZENDRY_COMMON_FILE_IO_H
 
@@ -13,7 +11,7 @@ namespace zendry {
 
 [[nodiscard]] int write_all(int fd, std::string_view bytes);
 
-/* Reads on to the end, at most limit bytes (EFBIG above it), into content. */
+/// Reads on to the end, at most limit bytes (EFBIG above it), into content.
 [[nodiscard]] int read_all(int fd, size_t limit, std::string& content);
 
 } // namespace zendry

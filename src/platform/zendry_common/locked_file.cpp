@@ -22,19 +22,17 @@ namespace {
 using Clock = std::chrono::steady_clock; // CLOCK_MONOTONIC: a set clock changes no time limit
 using std::chrono::milliseconds;
 
-constexpr milliseconds wait_limit{5000};
-constexpr milliseconds short_wait_limit{200}; // longer than a sound edit takes
-constexpr milliseconds retry_pause{5};
+constexpr milliseconds WAIT_LIMIT{5000};
+constexpr milliseconds SHORT_WAIT_LIMIT{200}; // longer than a sound edit takes
+constexpr milliseconds RETRY_PAUSE{5};
 
-/*
- * Files whose holder has outlasted a whole wait, and which nobody has had since: waits for those
- * are short, or the several calls of one connection attempt would add up to half a minute.
- */
+/// Files whose holder has outlasted a whole wait, and which nobody has had since: waits for those
+/// are short, or the several calls of one connection attempt would add up to half a minute.
 class HungFiles {
 public:
     milliseconds limit(const std::string& name) {
         const std::lock_guard guard(lock_);
-        return std::ranges::find(names_, name) != names_.end() ? short_wait_limit : wait_limit;
+        return std::ranges::find(names_, name) != names_.end() ? SHORT_WAIT_LIMIT : WAIT_LIMIT;
     }
     void record(const std::string& name, bool hangs) {
         const std::lock_guard guard(lock_);
@@ -57,7 +55,7 @@ struct Free {
     }
 };
 
-/* Finds the path behind all links; EWOULDBLOCK when name does not mean the opened file. */
+/// Finds the path behind all links; EWOULDBLOCK when name does not mean the opened file.
 int resolve(const std::string& name, int fd, std::string& path) {
     const std::unique_ptr<char, Free> found(realpath(name.c_str(), nullptr));
     struct stat named {};
@@ -69,7 +67,7 @@ int resolve(const std::string& name, int fd, std::string& path) {
     return named.st_dev == held.st_dev && named.st_ino == held.st_ino ? 0 : EWOULDBLOCK;
 }
 
-/* A new file in a folder, which goes away again unless it has taken the name it was made for. */
+/// A new file in a folder, which goes away again unless it has taken the name it was made for.
 class TemporaryFile {
 public:
     TemporaryFile(int folder, std::string name) : folder_(folder), name_(std::move(name)) {
@@ -106,7 +104,7 @@ private:
     bool pending_ = false;
 };
 
-/* Gives the new file the mode and owner of the old one. */
+/// Gives the new file the mode and owner of the old one.
 bool take_over_attributes(int old_fd, int new_fd) {
     struct stat before {};
     struct stat now {};
@@ -133,13 +131,13 @@ LockedFile::~LockedFile() {
     }
 }
 
-/* 0 with no file when there is none and none can be made; whoever could make it is not kept out. */
+/// 0 with no file when there is none and none can be made; whoever could make it is not kept out.
 int LockedFile::open_or_make(const std::string& name) {
     // O_NONBLOCK: a fifo put in the file's place must not hold the caller.
-    constexpr int flags = O_RDONLY | O_CLOEXEC | O_NONBLOCK;
-    fd_.reset(::open(name.c_str(), flags));
+    constexpr int FLAGS = O_RDONLY | O_CLOEXEC | O_NONBLOCK;
+    fd_.reset(::open(name.c_str(), FLAGS));
     if (!fd_.valid() && errno == ENOENT) {
-        fd_.reset(::open(name.c_str(), flags | O_CREAT, S_IRUSR | S_IWUSR));
+        fd_.reset(::open(name.c_str(), FLAGS | O_CREAT, S_IRUSR | S_IWUSR));
         made_ = fd_.valid();
         not_made_ = made_ ? 0 : errno;
         return not_made_ == EROFS || not_made_ == EACCES ? 0 : not_made_;
@@ -147,7 +145,7 @@ int LockedFile::open_or_make(const std::string& name) {
     return fd_.valid() ? 0 : errno;
 }
 
-/* EWOULDBLOCK when the lock cannot be had now, or is one on a file that has been replaced. */
+/// EWOULDBLOCK when the lock cannot be had now, or is one on a file that has been replaced.
 int LockedFile::try_open(const std::string& name) {
     struct stat about {};
     if (const int error = open_or_make(name); error != 0 || !fd_.valid()) {
@@ -166,7 +164,7 @@ int LockedFile::open(const std::string& name) {
     const Clock::time_point deadline = Clock::now() + hung_files.limit(name);
     int error = try_open(name);
     while ((error == EWOULDBLOCK || error == EINTR) && Clock::now() < deadline) {
-        std::this_thread::sleep_for(retry_pause);
+        std::this_thread::sleep_for(RETRY_PAUSE);
         error = try_open(name);
     }
     hung_files.record(name, error == EWOULDBLOCK);

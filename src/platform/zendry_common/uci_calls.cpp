@@ -1,6 +1,4 @@
-/*
- * The uci* calls: the calling thread's session, and arguments checked for null.
- */
+// The uci* calls: the calling thread's session, and arguments checked for null.
 #include "platform/log.h"
 #include "platform/zendry_common.h"
 #include "platform/zendry_common/broker_settings.h"
@@ -62,8 +60,8 @@ int32_t uciSectionExist(const char* package, const char* section, const char* na
     if (document == nullptr || section == nullptr || name == nullptr) {
         return -2; // not -1: a caller must not take a broken package for one without the section
     }
-    if (std::string_view(package) == zendry::broker_package &&
-        std::string_view(section) == zendry::broker_section_type) {
+    if (std::string_view(package) == zendry::BROKER_PACKAGE &&
+        std::string_view(section) == zendry::BROKER_SECTION_TYPE) {
         return zendry::has_broker_entry(*document, name) ? 0 : -1;
     }
     const zendry::UciSection* found = document->find(name);

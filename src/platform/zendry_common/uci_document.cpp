@@ -7,21 +7,21 @@
 namespace zendry {
 namespace {
 
-enum class Keyword { Package, Config, Option, List };
+enum class Keyword { package, config, option, list };
 
 struct KeywordRow {
     std::string_view text;
     Keyword keyword;
-    size_t min_words; /* the keyword included */
+    size_t min_words; ///< the keyword included
     size_t max_words;
 };
 
 // A missing value is an empty one.
-constexpr KeywordRow keywords[] = {
-    {"package", Keyword::Package, 2, 2},
-    {"config", Keyword::Config, 2, 3},
-    {"option", Keyword::Option, 2, 3},
-    {"list", Keyword::List, 2, 3},
+constexpr KeywordRow KEYWORDS[] = {
+    {"package", Keyword::package, 2, 2},
+    {"config", Keyword::config, 2, 3},
+    {"option", Keyword::option, 2, 3},
+    {"list", Keyword::list, 2, 3},
 };
 
 bool is_name_character(char c) {
@@ -36,7 +36,7 @@ bool valid_type(std::string_view type) {
     return !type.empty() && std::all_of(type.begin(), type.end(), is_printable);
 }
 
-/* The parts of "@type[n]"; false when the address is none. */
+/// The parts of "@type[n]"; false when the address is none.
 bool split_address(std::string_view address, std::string_view& type, int32_t& index) {
     const size_t open = address.rfind('[');
     if (!address.starts_with('@') || !address.ends_with(']') || open == std::string_view::npos) {
@@ -48,10 +48,8 @@ bool split_address(std::string_view address, std::string_view& type, int32_t& in
     return error == std::errc() && end == last;
 }
 
-/*
- * Takes one statement out of the text: with its line when it stands first on it, otherwise
- * leaving the line end.
- */
+/// Takes one statement out of the text: with its line when it stands first on it, otherwise leaving
+/// the line end.
 void erase_statement(std::string& text, const UciEntry& entry) {
     size_t begin = entry.begin;
     while (begin > 0 && (text[begin - 1] == ' ' || text[begin - 1] == '\t')) {
@@ -104,10 +102,10 @@ bool UciDocument::parse(std::string text, UciError& error) {
     return true;
 }
 
-/* Returns the reason why the statement has no place here, or null. */
+/// Returns the reason why the statement has no place here, or null.
 const char* UciDocument::interpret(const UciStatement& statement) {
     const size_t count = statement.words.size();
-    for (const KeywordRow& row : keywords) {
+    for (const KeywordRow& row : KEYWORDS) {
         if (row.text != statement.words[0]) {
             continue;
         }
@@ -115,10 +113,10 @@ const char* UciDocument::interpret(const UciStatement& statement) {
             return "wrong number of words";
         }
         switch (row.keyword) {
-        case Keyword::Package: return nullptr; // the file's name is what counts
-        case Keyword::Config: return begin_section(statement);
-        case Keyword::Option: return add_entry(statement, false);
-        case Keyword::List: return add_entry(statement, true);
+        case Keyword::package: return nullptr; // the file's name is what counts
+        case Keyword::config: return begin_section(statement);
+        case Keyword::option: return add_entry(statement, false);
+        case Keyword::list: return add_entry(statement, true);
         }
     }
     return "unknown keyword";
@@ -203,7 +201,7 @@ std::optional<std::string_view> UciDocument::value(std::string_view address,
 
 bool UciDocument::adopt(std::string text) {
     UciError unused;
-    return text.size() <= uci_max_size && parse(std::move(text), unused);
+    return text.size() <= UCI_MAX_SIZE && parse(std::move(text), unused);
 }
 
 bool UciDocument::set(std::string_view address, std::string_view option, std::string_view value) {

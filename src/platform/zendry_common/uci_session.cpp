@@ -28,11 +28,11 @@ std::unique_ptr<UciSession> UciSession::open() {
                                                           : new (std::nothrow) UciSession());
 }
 
-/* False, with a line, when the package cannot be used. */
+/// False, with a line, when the package cannot be used.
 bool UciSession::load(Package& package) {
     int error = package.file.open(package.path);
     if (error == 0) {
-        error = package.file.read(uci_max_size, package.stored);
+        error = package.file.read(UCI_MAX_SIZE, package.stored);
     }
     if (error != 0) {
         qv_log("QV_ERR: %s: %s\n", package.path.c_str(),

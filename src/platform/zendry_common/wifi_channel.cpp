@@ -21,7 +21,7 @@ namespace {
 using Clock = std::chrono::steady_clock; // CLOCK_MONOTONIC: a set clock changes no time limit
 
 // For connect, send and receive together.
-constexpr std::chrono::seconds exchange_limit{5};
+constexpr std::chrono::seconds EXCHANGE_LIMIT{5};
 
 // Bounds the socket's next blocking call by the deadline. False when it has passed.
 bool limit_by(int fd, int direction, Clock::time_point deadline) {
@@ -117,7 +117,7 @@ bool receive_reply(const ScopedFd& connection, Clock::time_point deadline, void*
 int32_t qv_ctrl_send_wifi_mgr_msg(const void* request, uint32_t request_length, void* reply_buffer,
                                   uint32_t reply_capacity) {
     static thread_local ScopedFd connection;
-    const Clock::time_point deadline = Clock::now() + exchange_limit;
+    const Clock::time_point deadline = Clock::now() + EXCHANGE_LIMIT;
     // An empty packet would read as the end of the connection.
     if (request == nullptr || request_length == 0 || reply_buffer == nullptr) {
         return -1;
