@@ -100,7 +100,7 @@ std::string limit_of(const RecordField& field) {
         const RecordList& list = *field.special->list;
         const RecordField& first = list.fields[0];
         return "list of at most " + std::to_string(list.room) + ", each " +
-               (first.key == nullptr ? limit_of(first) : "with all of:");
+               (first.has_key() ? "with all of:" : limit_of(first));
     }
     if (qv_is_integer(field)) {
         const IntegerRange range = qv_integer_range(field);
@@ -120,7 +120,7 @@ void add_keys(std::vector<SettingKey>& keys, RecordTable fields, const std::stri
                         : prefix.empty() ? Use::word
                                          : Use::nested});
         if (is_set && field.type == RecordFieldType::list &&
-            field.special->list->fields[0].key != nullptr) {
+            field.special->list->fields[0].has_key()) {
             add_keys(keys, field.special->list->fields, name + "[].");
         }
     }
