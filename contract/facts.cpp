@@ -55,7 +55,7 @@ JsonPtr new_list(const RecordList& list) {
 
 JsonPtr new_member(const RecordField& field) {
     JsonPtr object(json_object_new_object());
-    add(object, "key", text(field.key));
+    add(object, "key", text(field.has_key() ? field.key : nullptr));
     add(object, "type", text(type_name(field.type)));
     add(object, "settable", flag(qv_is_settable(field)));
     add(object, "required", flag(field.required));
@@ -122,7 +122,8 @@ JsonPtr new_reports() {
         JsonPtr object(json_object_new_object());
         add(object, "key", text(row.data_key));
         add(object, "has_ip", flag(row.has_ip));
-        add(object, "members", row.fields == nullptr ? nullptr : new_members(*row.fields));
+        const bool has_members = row.fields != nullptr && row.fields->front().has_key();
+        add(object, "members", has_members ? new_members(*row.fields) : nullptr);
         add(object, "list", row.list == nullptr ? nullptr : new_list(*row.list));
         add(reports, std::to_string(row.type).c_str(), std::move(object));
     }

@@ -70,7 +70,7 @@ void check_list(const std::string& key, json_object* value, const RecordList& li
     check_array(key, value, list.room); // of more than one VAP the device takes the first only
     for (size_t i = 0; i < json_object_array_length(value); ++i) {
         json_object* const entry = json_object_array_get_idx(value, i);
-        if (list.fields[0].key == nullptr) {
+        if (!list.fields[0].has_key()) {
             check_field(element(key, i), entry, list.fields[0]);
         } else {
             check_members(element(key, i), entry, list.fields);

@@ -3,6 +3,7 @@
 #include "image.h"
 #include "image_server.h"
 #include "job.h"
+#include "json/json_text.h"
 #include "protocol/record_walk.h"
 #include "protocol/upgrade.h"
 #include "verbs.h"
@@ -10,12 +11,20 @@
 #include <cstddef>
 #include <map>
 #include <optional>
+#include <vector>
 
 namespace qvctl {
 
 namespace {
 
 constexpr int HTTP_PORT = 80;
+
+/// The record as the member of a command that carries it.
+JsonPtr new_object(std::span<const std::byte> record, RecordTable fields) {
+    std::vector<char> text(qv_record_room(fields) + JSON_TEXT_SLACK);
+    *qv_put_record(text.data(), record, fields) = '\0';
+    return JsonPtr(json_tokener_parse(text.data()));
+}
 
 /// The parameters that qvctl knows, by their place in FwParams. All others are sent empty: the
 /// device downloads from its broker's host, whatever "server_ip" says.
@@ -94,7 +103,7 @@ ExitStatus flash(const Options& options, const Arguments& arguments) {
     const FlashParams params = {.save_config = arguments.discard_config ? 0 : 1,
                                 .reboot = arguments.reboot ? 1 : 0};
     const JsonPtr command =
-        new_command(COMMAND_FW_FLASH, qv_record_to_json(qv_record_bytes(params), qv_flash_fields));
+        new_command(COMMAND_FW_FLASH, new_object(qv_record_bytes(params), qv_flash_fields));
     Session session(options, OnLoss::reconnect);
     const std::string device = choose_device(session, options);
     return run_job(session, options, device,

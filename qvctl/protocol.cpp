@@ -65,7 +65,7 @@ std::string limit_of(const RecordField& field) {
         const RecordList& list = *field.special->list;
         const RecordField& first = list.fields[0];
         return "list of at most " + std::to_string(list.room) + ", each " +
-               (first.key == nullptr ? limit_of(first) : "with all of:");
+               (first.has_key() ? "with all of:" : limit_of(first));
     }
     if (qv_is_integer(field)) {
         const IntegerRange range = qv_integer_range(field);
@@ -79,7 +79,7 @@ std::string limit_of(const RecordField& field) {
 const RecordList* objects_of(const RecordField& field) {
     const RecordList* const list =
         field.type == RecordFieldType::list ? field.special->list : nullptr;
-    return list == nullptr || list->fields[0].key == nullptr ? nullptr : list;
+    return list != nullptr && list->fields[0].has_key() ? list : nullptr;
 }
 
 bool has_one_object(const RecordField& field) {

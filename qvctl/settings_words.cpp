@@ -117,7 +117,7 @@ JsonPtr value_of(const Setting& setting, const std::string& key, const std::stri
     if (field == nullptr || field->type != RecordFieldType::list || !qv_is_settable(*field)) {
         return text_value(text);
     }
-    const bool has_scalars = field->special->list->fields[0].key == nullptr;
+    const bool has_scalars = !field->special->list->fields[0].has_key();
     return has_scalars && !text.starts_with('[') ? split(text) : parse(key, text);
 }
 

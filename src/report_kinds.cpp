@@ -8,6 +8,8 @@
 #include "reports/statistics.h"
 #include "wireless/maclist.h"
 
+#include <algorithm>
+
 namespace {
 
 constexpr ReportKind REPORT_KINDS[] = {
@@ -16,7 +18,8 @@ constexpr ReportKind REPORT_KINDS[] = {
      .data_key = "device_discovery_macaddr",
      .fields = &qv_device_discovery_fields,
      .has_ip = false,
-     .body = qv_new_device_discovery},
+     .record_size = sizeof(DeviceDiscovery),
+     .fill = qv_fill_device_discovery},
     {.kind = REPORT_SYSTEM_STATS,
      .type = REPORT_TYPE_SYSTEM_STATS,
      .data_key = "system_stats",
@@ -89,13 +92,19 @@ constexpr ReportKind REPORT_KINDS[] = {
     {.kind = REPORT_UPDATA_STATS,
      .type = REPORT_TYPE_UPDATA_STATS,
      .data_key = "updata_stats",
-     .body = qv_new_updata_stats},
+     .fields = &qv_updata_stats_fields,
+     .record_size = sizeof(UpdataStats),
+     .fill = qv_fill_updata_stats},
     {.kind = 0,
      .type = REPORT_TYPE_UCI_VAP_MACLIST,
      .data_key = "uci_vap_maclist",
      .fields = &qv_maclist_status_fields,
-     .body = qv_new_maclist_status},
+     .record_size = sizeof(MacListStatus),
+     .fill = qv_read_maclist_status},
 };
+static_assert(std::ranges::all_of(REPORT_KINDS, [](const ReportKind& row) {
+    return sizeof(WifiMgrMsg) + row.record_size <= WIFI_MGR_REPLY_MAX;
+}));
 
 } // namespace
 

@@ -19,7 +19,7 @@ static_assert(std::endian::native == std::endian::little);
 
 /// Whether a table is that of a single value.
 bool is_plain(RecordTable fields) {
-    return fields[0].key == nullptr;
+    return !fields[0].has_key();
 }
 
 JsonPtr mac_to_json(const uint8_t* mac) {
@@ -40,7 +40,7 @@ JsonPtr to_json(Bytes record, const RecordField& field) {
     case RecordFieldType::i32:
         return JsonPtr(json_object_new_int(qv_record_integer(record, field)));
     case RecordFieldType::list: return list_to_json(record, *field.special->list);
-    case RecordFieldType::computed: return field.special->compute(record);
+    case RecordFieldType::computed: return qv_json_new_text(field.special->compute(record));
     }
     return nullptr;
 }

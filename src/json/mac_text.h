@@ -13,4 +13,10 @@ inline constexpr uint32_t MAC_TEXT_LENGTH = 17; ///< characters, without the NUL
 /// below 18 cuts the text.
 int32_t qv_mac_to_string(char* buffer, uint32_t capacity, const uint8_t* mac);
 
+/// Writes two of these digits. Returns their end.
+char* qv_put_hex(char* out, uint8_t byte);
+
+/// Writes the 17 characters, and one behind them that does not count. Returns their end.
+char* qv_put_mac_text(char* out, const uint8_t* mac);
+
 #endif

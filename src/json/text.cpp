@@ -8,8 +8,6 @@
 
 namespace {
 
-constexpr std::string_view REPLACEMENT = "\xEF\xBF\xBD"; // U+FFFD
-
 /// Bytes of the character that a lead byte begins, and the range of its second byte, which shuts
 /// out overlong forms, surrogates and what lies beyond U+10FFFF (RFC 3629, section 4).
 struct Lead {
@@ -27,8 +25,26 @@ uint8_t byte_at(std::string_view text, size_t index) {
     return static_cast<uint8_t>(text[index]);
 }
 
-/// Bytes of the valid character at the start of a text that is not empty; 0 when there is none.
-size_t character_size(std::string_view text) {
+/// Bytes at the start of the text that are valid UTF-8.
+size_t valid_size(std::string_view text) {
+    size_t size = 0;
+    while (size < text.size()) {
+        const size_t character = qv_utf8_size(text.substr(size));
+        if (character == 0) {
+            break;
+        }
+        size += character;
+    }
+    return size;
+}
+
+JsonPtr new_string(std::string_view text) {
+    return JsonPtr(json_object_new_string_len(text.data(), static_cast<int>(text.size())));
+}
+
+} // namespace
+
+size_t qv_utf8_size(std::string_view text) {
     const uint8_t byte = byte_at(text, 0);
     const auto* const lead = std::ranges::find_if(
         LEADS, [&](const Lead& row) { return row.first <= byte && byte <= row.last; });
@@ -46,25 +62,6 @@ size_t character_size(std::string_view text) {
     }
     return lead->size;
 }
-
-/// Bytes at the start of the text that are valid UTF-8.
-size_t valid_size(std::string_view text) {
-    size_t size = 0;
-    while (size < text.size()) {
-        const size_t character = character_size(text.substr(size));
-        if (character == 0) {
-            break;
-        }
-        size += character;
-    }
-    return size;
-}
-
-JsonPtr new_string(std::string_view text) {
-    return JsonPtr(json_object_new_string_len(text.data(), static_cast<int>(text.size())));
-}
-
-} // namespace
 
 bool qv_text_fits(std::string_view text, size_t capacity) {
     return text.size() < capacity && text.find('\0') == text.npos;
@@ -86,7 +83,7 @@ size_t qv_utf8_cut(std::string_view text, size_t limit) {
     }
     // What is not UTF-8 is cut at the limit.
     for (size_t back = 1; back <= std::min(limit, UTF8_TAIL_MAX); ++back) {
-        if (character_size(text.substr(limit - back)) > back) {
+        if (qv_utf8_size(text.substr(limit - back)) > back) {
             return limit - back;
         }
     }
@@ -98,7 +95,7 @@ JsonPtr qv_json_new_text(std::string_view text) {
     if (valid == text.size()) {
         return new_string(text);
     }
-    const OwnedText replaced = qv_allocate_text(text.size() * REPLACEMENT.size());
+    const OwnedText replaced = qv_allocate_text(text.size() * UTF8_REPLACEMENT.size());
     if (replaced == nullptr) {
         return nullptr;
     }
@@ -109,7 +106,7 @@ JsonPtr qv_json_new_text(std::string_view text) {
         if (text.empty()) {
             break;
         }
-        end = std::ranges::copy(REPLACEMENT, end).out;
+        end = std::ranges::copy(UTF8_REPLACEMENT, end).out;
         text.remove_prefix(1);
         valid = valid_size(text);
     }

@@ -27,8 +27,14 @@ inline constexpr size_t UTF8_TAIL_MAX = 3;
 /// must be given with UTF8_TAIL_MAX bytes behind the limit; the rest does not matter.
 size_t qv_utf8_cut(std::string_view text, size_t limit);
 
-/// A JSON string of the text. What is not UTF-8 (RFC 3629) is replaced by U+FFFD, one for each
-/// byte, because a JSON text must be UTF-8 (RFC 8259). None when memory is out.
+/// Bytes of the UTF-8 character at the start of a text that is not empty; 0 when there is none.
+size_t qv_utf8_size(std::string_view text);
+
+/// What a report has instead of each byte that is not UTF-8, because a JSON text must be
+/// (RFC 8259).
+inline constexpr std::string_view UTF8_REPLACEMENT = "\xEF\xBF\xBD"; // U+FFFD
+
+/// A JSON string of the text, with the replacements. None when memory is out.
 JsonPtr qv_json_new_text(std::string_view text);
 
 #endif

@@ -2,6 +2,7 @@
 
 #include "json/text.h"
 #include "protocol/record_checks.h"
+#include "protocol/record_walk.h"
 
 #include <algorithm>
 #include <iterator>
@@ -30,12 +31,14 @@ struct WdsMode {
 };
 constexpr WdsMode WDS_MODES[] = {{"ap", "ap-wds"}, {"sta", "sta-wds"}};
 
-JsonPtr new_mode(std::span<const std::byte> record) {
-    const auto vap = qv_record_of<VapRecord>(record);
-    const std::string_view mode = qv_field_text(vap.mode);
+constexpr RecordField STORED_MODE = {nullptr, text, QV_RECORD_MEMBER(VapRecord, mode, 224)};
+constexpr RecordField STORED_WDS = {nullptr, text, QV_RECORD_MEMBER(VapRecord, wds, 232)};
+
+std::string_view mode_name(std::span<const std::byte> record) {
+    const std::string_view mode = qv_record_text(record, STORED_MODE);
     const auto* const row = std::ranges::find(WDS_MODES, mode, &WdsMode::mode);
-    const bool has_name = row != std::end(WDS_MODES) && qv_field_text(vap.wds) == "1";
-    return qv_json_new_text(has_name ? row->name : mode);
+    const bool has_name = row != std::end(WDS_MODES) && qv_record_text(record, STORED_WDS) == "1";
+    return has_name ? row->name : mode;
 }
 
 void set_mode(std::span<std::byte> record, json_object* value) {
@@ -62,7 +65,7 @@ constexpr RecordList FREQUENCIES = {
     QV_RECORD_LIST(VapRecord, freqlist, 616, freqlist_len, 2664, FREQUENCY_FIELDS),
     sizeof(FreqListEntry), true};
 constexpr RecordSpecial FREQLIST = {.list = &FREQUENCIES};
-constexpr RecordSpecial MODE = {.compute = new_mode, .store = set_mode};
+constexpr RecordSpecial MODE = {.compute = mode_name, .store = set_mode};
 
 constexpr RecordField VAP_FIELDS[] = {
     {"ifname", text, QV_RECORD_MEMBER(VapRecord, ifname, 0), "ifname"},

@@ -21,8 +21,8 @@ consteval bool qv_field_fits(const RecordField& field, size_t record_size) {
     const bool has_text = field.type == RecordFieldType::text ||
                           field.type == RecordFieldType::terminated_text ||
                           field.type == RecordFieldType::computed;
-    if (size_t{field.offset} + field.width > record_size || (field.label != nullptr && !has_text) ||
-        (field.print_when_set && field.label == nullptr)) {
+    if (size_t{field.offset} + field.width > record_size || (field.logged && !has_text) ||
+        (field.print_when_set && !field.logged)) {
         return false;
     }
     switch (field.type) {

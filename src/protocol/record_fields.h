@@ -6,6 +6,7 @@
 
 #include "json/json_scope.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -31,28 +32,43 @@ struct RecordField {
     constexpr RecordField(const char (&json_key)[size], RecordFieldType field_type, uint16_t place,
                           uint16_t bytes, const char* log_label = nullptr,
                           const RecordSpecial* own = nullptr)
-        : key(json_key), type(field_type), key_length(size - 1), offset(place), width(bytes),
-          label(log_label), special(own) {}
+        : key_length(size - 1), type(field_type), offset(place), width(bytes),
+          logged(log_label != nullptr), special(own) {
+        if (logged && std::string_view(log_label) != json_key) {
+            other_label = log_label;
+        }
+        static_assert(size <= sizeof key);
+        std::copy_n(json_key, size, key);
+    }
 
     /// The one value of a record or an entry that is no object.
     constexpr RecordField(std::nullptr_t, RecordFieldType field_type, uint16_t place,
                           uint16_t bytes)
-        : key(nullptr), type(field_type), offset(place), width(bytes), label(nullptr),
-          special(nullptr) {}
+        : type(field_type), offset(place), width(bytes) {}
 
     constexpr std::string_view key_text() const {
         return {key, key_length};
     }
 
-    const char* key; ///< JSON key
-    RecordFieldType type;
+    constexpr bool has_key() const {
+        return key_length > 0;
+    }
+
+    /// What the log shows before the text; none keeps the field out of it.
+    constexpr const char* label() const {
+        return !logged ? nullptr : other_label == nullptr ? key : other_label;
+    }
+
+    char key[20] = {}; ///< JSON key; here and not elsewhere, because reports copy it so often
     uint8_t key_length = 0;
+    RecordFieldType type;
     uint16_t offset; ///< in the record, in bytes
     uint16_t width;
-    bool required = false;        ///< a command that leaves it out is not read further
-    bool print_when_set = false;  ///< whether qv_json_to_record prints the row, which has a label
-    const char* label;            ///< before the text in the log; none keeps the field out of it
-    const RecordSpecial* special; ///< of a list and of a computed row
+    bool required : 1 = false;       ///< a command that leaves it out is not read further
+    bool print_when_set : 1 = false; ///< whether qv_json_to_record prints the row, which has a label
+    bool logged : 1 = false;
+    const char* other_label = nullptr;      ///< than the key
+    const RecordSpecial* special = nullptr; ///< of a list and of a computed row
 };
 
 /// The rows of a record, in the order of a report.
@@ -73,11 +89,14 @@ struct RecordList {
     uint32_t shown_max = UINT32_MAX; ///< entries; a report leaves out what counts more
 };
 
+/// Bytes of a computed row's text.
+inline constexpr size_t COMPUTED_TEXT_MAX = 8;
+
 /// What a row does of its own.
 struct RecordSpecial {
     const RecordList* list = nullptr;
-    /// The value in a report.
-    JsonPtr (*compute)(std::span<const std::byte> record) = nullptr;
+    /// The value in a report, a text: constant, or in the record. Cut at COMPUTED_TEXT_MAX.
+    std::string_view (*compute)(std::span<const std::byte> record) = nullptr;
     /// Stores a value that is not null; of a computed row that no command sets there is none.
     void (*store)(std::span<std::byte> record, json_object* value) = nullptr;
 };

@@ -12,13 +12,6 @@ namespace {
 using Bytes = std::span<const std::byte>;
 using WritableBytes = std::span<std::byte>;
 
-template <class T>
-T number_at(Bytes record, size_t offset) {
-    T value;
-    memcpy(&value, record.subspan(offset, sizeof value).data(), sizeof value);
-    return value;
-}
-
 /// A number's low bytes, in host byte order.
 void set_number(WritableBytes place, uint32_t value) {
     const std::array<uint32_t, 1> whole = {value};
@@ -117,7 +110,7 @@ RecordReading read_required(json_object* object, WritableBytes record, const Rec
 
 void print_field(Bytes record, const RecordField& field) {
     const std::string_view text = qv_record_text(record, field);
-    qv_log("%s: %.*s\n", field.label, static_cast<int>(text.size()), text.data());
+    qv_log("%s: %.*s\n", field.label(), static_cast<int>(text.size()), text.data());
 }
 
 } // namespace
@@ -131,24 +124,11 @@ const uint8_t* qv_record_mac(std::span<const std::byte> record, const RecordFiel
     return reinterpret_cast<const uint8_t*>(record.subspan(field.offset, 6).data());
 }
 
-int32_t qv_record_integer(std::span<const std::byte> record, const RecordField& field) {
-    switch (field.type) {
-    case RecordFieldType::u8: return number_at<uint8_t>(record, field.offset);
-    case RecordFieldType::u16: return number_at<uint16_t>(record, field.offset);
-    case RecordFieldType::i32: return number_at<int32_t>(record, field.offset);
-    case RecordFieldType::text:
-    case RecordFieldType::terminated_text:
-    case RecordFieldType::mac:
-    case RecordFieldType::list:
-    case RecordFieldType::computed: break;
-    }
-    return 0;
-}
-
 uint32_t qv_list_count(std::span<const std::byte> record, const RecordList& list) {
+    const Bytes count = record.subspan(list.count_offset, list.count_width);
     switch (list.count_width) {
-    case sizeof(uint8_t): return number_at<uint8_t>(record, list.count_offset) / list.count_unit;
-    case sizeof(uint32_t): return number_at<uint32_t>(record, list.count_offset) / list.count_unit;
+    case sizeof(uint8_t): return qv_record_of<uint8_t>(count) / list.count_unit;
+    case sizeof(uint32_t): return qv_record_of<uint32_t>(count) / list.count_unit;
     default: return list.room;
     }
 }
@@ -185,7 +165,7 @@ RecordReading qv_json_to_record(json_object* object, std::span<std::byte> record
 
 void qv_print_record(std::span<const std::byte> record, RecordTable fields) {
     for (const RecordField& field : fields) {
-        if (field.label != nullptr) {
+        if (field.logged) {
             print_field(record, field);
         }
     }

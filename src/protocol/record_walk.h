@@ -1,4 +1,4 @@
-// The walks over a table: JSON to record, record to JSON, record to log lines.
+// The walks over a table: JSON to record, record to JSON text, record to log lines.
 #ifndef QV_PROTOCOL_RECORD_WALK_H
 #define QV_PROTOCOL_RECORD_WALK_H
 
@@ -12,7 +12,14 @@
 /// record.
 std::string_view qv_record_text(std::span<const std::byte> record, const RecordField& field);
 const uint8_t* qv_record_mac(std::span<const std::byte> record, const RecordField& field);
-int32_t qv_record_integer(std::span<const std::byte> record, const RecordField& field);
+inline int32_t qv_record_integer(std::span<const std::byte> record, const RecordField& field) {
+    const std::span<const std::byte> bytes = record.subspan(field.offset, field.width);
+    switch (field.width) {
+    case sizeof(uint8_t): return qv_record_of<uint8_t>(bytes);
+    case sizeof(uint16_t): return qv_record_of<uint16_t>(bytes);
+    default: return qv_record_of<int32_t>(bytes);
+    }
+}
 
 /// Entries in use as the list's count says, which may be anything.
 uint32_t qv_list_count(std::span<const std::byte> record, const RecordList& list);
@@ -43,13 +50,16 @@ struct RecordReading {
 RecordReading qv_json_to_record(json_object* object, std::span<std::byte> record,
                                 RecordTable fields);
 
-/// A JSON object of one member per row, and an array of one value per entry, in the order of the
-/// table. The value can only be printed, not looked into: to the last character as json-c would
-/// print it in its default form. (Objects are built member by member, printed once and taken apart
-/// again: for hundreds of records that costs more than everything else in a report.) Shorter by
-/// what did not find memory; none when nothing did.
-JsonPtr qv_record_to_json(std::span<const std::byte> record, RecordTable fields);
-JsonPtr qv_list_to_json(std::span<const std::byte> record, const RecordList& list);
+/// Most bytes of what the two below write, for this record.
+size_t qv_record_room(RecordTable fields);
+size_t qv_list_room(std::span<const std::byte> record, const RecordList& list);
+
+/// Writes a JSON object of one member per row, or the value of a row without key; and an array of
+/// one value per entry; in the order of the table. As the functions of json_text.h, and written
+/// with them, because a report of hundreds of records would take ten times as long by way of
+/// json-c's objects, which are built, printed once and taken apart again.
+char* qv_put_record(char* out, std::span<const std::byte> record, RecordTable fields);
+char* qv_put_list(char* out, std::span<const std::byte> record, const RecordList& list);
 
 /// Prints "label: text" for every row with a label, in the order of the table.
 void qv_print_record(std::span<const std::byte> record, RecordTable fields);

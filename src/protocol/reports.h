@@ -49,6 +49,12 @@ struct DeviceDiscovery {
 };
 static_assert(sizeof(DeviceDiscovery) == 6);
 
+/// The status of a firmware job.
+struct UpdataStats {
+    int32_t status;
+};
+static_assert(sizeof(UpdataStats) == 4);
+
 /// The word of the wifi manager about the upload of one MAC list.
 struct MacListStatus {
     int32_t uploading_status;
@@ -56,6 +62,7 @@ struct MacListStatus {
 static_assert(sizeof(MacListStatus) == 4);
 
 extern const RecordTable qv_device_discovery_fields;
+extern const RecordTable qv_updata_stats_fields;
 extern const RecordTable qv_maclist_status_fields;
 
 #endif

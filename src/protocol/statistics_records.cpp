@@ -35,19 +35,15 @@ constexpr RecordField STA_STATS_FIELDS[] = {
 };
 static_assert(qv_fields_fit(STA_STATS_FIELDS, sizeof(StaStatsEntry)));
 
-const char* status_name(uint8_t status) {
-    switch (static_cast<ApStatus>(status)) {
+std::string_view status_name(std::span<const std::byte> record) {
+    switch (static_cast<ApStatus>(record[offsetof(ApStatsEntry, status)])) {
     case AP_STATUS_UP: return "ONLINE";
     case AP_STATUS_DOWN: return "OFFLINE";
     }
     return "";
 }
 
-JsonPtr new_status(std::span<const std::byte> record) {
-    return JsonPtr(json_object_new_string(status_name(qv_record_of<ApStatsEntry>(record).status)));
-}
-
-constexpr RecordSpecial STATUS = {.compute = new_status};
+constexpr RecordSpecial STATUS = {.compute = status_name};
 constexpr RecordField AP_STATS_FIELDS[] = {
     {"channel", u16, QV_RECORD_MEMBER(ApStatsEntry, channel, 0)},
     {"frequency", u16, QV_RECORD_MEMBER(ApStatsEntry, frequency, 2)},

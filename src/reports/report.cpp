@@ -1,106 +1,76 @@
 #include "reports/report.h"
 
 #include "agent/context.h"
-#include "json/json_field.h"
-#include "json/mac_text.h"
+#include "json/json_text.h"
 #include "protocol/record_walk.h"
 #include "wifimgr/channel.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <ctime>
 #include <memory>
 
-bool ReportBuffer::assign(std::string_view text) {
-    const bool fits = text.size() < small_.size();
-    OwnedText grown = fits ? nullptr : qv_allocate_text(text.size() + 1);
-    if (!fits && grown == nullptr) {
-        return false;
-    }
-    char* const destination = fits ? small_.data() : grown.get();
-    grown_ = std::move(grown);
-    memcpy(destination, text.data(), text.size());
-    destination[text.size()] = '\0';
-    return true;
-}
-
-const char* ReportBuffer::text() const {
-    return grown_ == nullptr ? small_.data() : grown_.get();
-}
-
 namespace {
 
-/// What every report says of its sender.
-constexpr const char* REPORT_FLAG = "REQ";
-constexpr const char* FIRMWARE_NAME = "QV_VER_1_0_1";
-constexpr const char* HARDWARE_NAME = "KX7310";
+// The envelope: what stands before each value, and behind the last.
+constexpr std::string_view TYPE = R"({ "type": )";
+constexpr std::string_view TIMESTAMP =
+    R"(, "flag": "REQ", "fwname": "QV_VER_1_0_1", "hwname": "KX7310", "timestamp": )";
+constexpr std::string_view MACADDR = R"(, "macaddr": )";
+constexpr std::string_view IP = R"(, "ip": )";
+constexpr std::string_view DATA_KEY = R"(, "data": { ")";
+constexpr std::string_view BODY = R"(": )";
+constexpr std::string_view END = " } }";
 
-bool add_text(json_object* object, const char* key, const char* text) {
-    return map_value_to_json_field(object, FIELD_TYPE_STRING, key, text) == 1;
-}
+constexpr size_t ENVELOPE_ROOM =
+    TYPE.size() + JSON_INTEGER_SIZE<int32_t> + TIMESTAMP.size() + JSON_INTEGER_SIZE<uint64_t> +
+    MACADDR.size() + JSON_MAC_SIZE + IP.size() + qv_json_text_room(IPADDR_SIZE) + DATA_KEY.size() +
+    BODY.size() + END.size();
 
-bool add_macaddr(json_object* object, const MacAddress& macaddr) {
-    char text[MAC_TEXT_SIZE] = {};
-    qv_mac_to_string(text, sizeof text, macaddr.data());
-    return add_text(object, "macaddr", text);
-}
+/// What the envelope says of the sender, from before the wifi manager is asked.
+struct Sender {
+    uint64_t timestamp;
+    DeviceIdentity identity;
+};
 
-/// The envelope without its "data".
-JsonPtr new_envelope(AgentContext& context, const ReportKind& row) {
-    JsonPtr envelope(json_object_new_object());
-    if (envelope == nullptr) {
-        return nullptr;
+/// Up to the body.
+char* put_envelope(char* out, const ReportKind& row, const Sender& sender) {
+    out = qv_put_integer(qv_put(out, TYPE), static_cast<int32_t>(row.type));
+    out = qv_put_integer(qv_put(out, TIMESTAMP), sender.timestamp);
+    out = qv_put_mac(qv_put(out, MACADDR), sender.identity.macaddr.data());
+    if (row.has_ip) {
+        out = qv_put_text(qv_put(out, IP),
+                          {sender.identity.ipaddr.data(), sender.identity.ipaddr.size()});
     }
-    json_object* const object = envelope.get();
-    const auto type = static_cast<uint32_t>(row.type);
-    const uint64_t timestamp = qv_get_timestamp_ms();
-    const DeviceIdentity identity = qv_agent_identity(context);
-    const bool complete =
-        map_value_to_json_field(object, FIELD_TYPE_UINT, "type", &type) == 1 &&
-        add_text(object, "flag", REPORT_FLAG) && add_text(object, "fwname", FIRMWARE_NAME) &&
-        add_text(object, "hwname", HARDWARE_NAME) &&
-        map_value_to_json_field(object, FIELD_TYPE_UINT64, "timestamp", &timestamp) == 1 &&
-        add_macaddr(object, identity.macaddr) &&
-        (!row.has_ip || add_text(object, "ip", identity.ipaddr.data()));
-    return complete ? std::move(envelope) : nullptr;
+    return qv_put(qv_put(qv_put(out, DATA_KEY), row.data_key), BODY);
 }
 
-/// What the wifi manager says, as the row reports it.
-JsonPtr new_record_body(const ReportKind& row) {
-    std::array<std::byte, WIFI_MGR_REPLY_MAX> bytes;
-    const std::span<std::byte> record = std::span(bytes).first(row.record_size);
-    memset(record.data(), 0, record.size());
-    if (qv_wifi_mgr_read(row.message, record) && row.on_record != nullptr) {
-        row.on_record(record);
+char* put_body(char* out, const ReportKind& row, std::span<const std::byte> record) {
+    return row.list != nullptr ? qv_put_list(out, record, *row.list)
+                               : qv_put_record(out, record, *row.fields);
+}
+
+/// Most bytes of a report, with its NUL.
+size_t room_of(const ReportKind& row, std::span<const std::byte> record) {
+    const size_t body =
+        row.list != nullptr ? qv_list_room(record, *row.list) : qv_record_room(*row.fields);
+    return ENVELOPE_ROOM + strlen(row.data_key) + body + 1;
+}
+
+/// What the wifi manager says, or what the row's own function has to say.
+std::span<const std::byte> record_of(AgentContext& context, const ReportKind& row, int32_t argument,
+                                     WifiMgrReply& reply) {
+    if (row.fill != nullptr) {
+        const std::span<std::byte> record = std::span(reply).first(row.record_size);
+        memset(record.data(), 0, record.size());
+        row.fill(context, argument, record);
+        return record;
     }
-    return row.list != nullptr ? qv_list_to_json(record, *row.list)
-                               : qv_record_to_json(record, *row.fields);
-}
-
-JsonPtr new_body(AgentContext& context, const ReportKind& row, int32_t argument) {
-    return row.body != nullptr ? row.body(context, argument) : new_record_body(row);
-}
-
-/// The whole report, or none when memory is out.
-JsonPtr new_report(AgentContext& context, const ReportKind& row, int32_t argument) {
-    JsonPtr envelope = new_envelope(context, row);
-    JsonPtr data(json_object_new_object());
-    if (envelope == nullptr || data == nullptr ||
-        !qv_json_add(data.get(), row.data_key, new_body(context, row, argument)) ||
-        !qv_json_add(envelope.get(), "data", std::move(data))) {
-        return nullptr;
+    const WifiMgrRecord record = qv_wifi_mgr_read(row.message, reply, row.record_size);
+    if (record.counts && row.on_record != nullptr) {
+        row.on_record(record.bytes);
     }
-    return envelope;
-}
-
-/// Copies the report's text out; a report that could not be built leaves everything as it was.
-void store_text(const JsonPtr& report, ReportBuffer& buffer, uint32_t& length) {
-    const char* const printed = qv_json_to_string(report.get());
-    const std::string_view text = printed == nullptr ? std::string_view() : printed;
-    if (!text.empty() && buffer.assign(text)) {
-        length = static_cast<uint32_t>(text.size());
-    }
+    return record.bytes;
 }
 
 int32_t build(AgentContext& context, const ReportKind* row, int32_t argument, ReportBuffer& buffer,
@@ -108,7 +78,17 @@ int32_t build(AgentContext& context, const ReportKind* row, int32_t argument, Re
     if (row == context.report_kinds.data() + context.report_kinds.size()) {
         return -1;
     }
-    store_text(new_report(context, *row, argument), buffer, length);
+    const Sender sender = {qv_get_timestamp_ms(), qv_agent_identity(context)};
+    WifiMgrReply reply;
+    const std::span<const std::byte> record = record_of(context, *row, argument, reply);
+    OwnedText text = qv_allocate_text(room_of(*row, record) + JSON_TEXT_SLACK);
+    if (text != nullptr) {
+        char* const end =
+            qv_put(put_body(put_envelope(text.get(), *row, sender), *row, record), END);
+        *end = '\0';
+        length = static_cast<uint32_t>(end - text.get());
+        buffer.take(std::move(text));
+    }
     return 0;
 }
 
@@ -133,11 +113,12 @@ uint64_t qv_get_timestamp_ms() {
     return static_cast<uint64_t>(now.tv_sec) * 1000 + static_cast<uint64_t>(now.tv_nsec) / 1000000;
 }
 
-JsonPtr qv_new_device_discovery(AgentContext& context, int32_t /*argument*/) {
+void qv_fill_device_discovery(AgentContext& context, int32_t /*argument*/,
+                              std::span<std::byte> record) {
     const MacAddress macaddr = qv_agent_identity(context).macaddr;
-    return qv_record_to_json(qv_record_bytes(macaddr), qv_device_discovery_fields);
+    std::ranges::copy(qv_record_bytes(macaddr), record.begin());
 }
 
-JsonPtr qv_new_updata_stats(AgentContext& /*context*/, int32_t status) {
-    return JsonPtr(json_object_new_int(status));
+void qv_fill_updata_stats(AgentContext& /*context*/, int32_t status, std::span<std::byte> record) {
+    std::ranges::copy(qv_record_bytes(status), record.begin());
 }

@@ -4,7 +4,6 @@
 #include "platform/zendry_common.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 
 namespace {
@@ -27,34 +26,42 @@ OwnedText new_request(const WifiMgrMessage& message, std::span<const std::byte> 
     return request;
 }
 
+/// The reply's record, or none of it when the reply does not count.
+std::span<std::byte> exchange(WifiMgrMsgId id, std::span<const std::byte> payload,
+                              WifiMgrReply& reply, size_t record_size) {
+    const WifiMgrMessage& message = message_of(id);
+    const std::span<std::byte> head = std::span(reply).first(sizeof(WifiMgrMsg) + record_size);
+    memset(head.data(), 0, head.size());
+    const OwnedText request = new_request(message, payload);
+    if (request == nullptr) {
+        return {};
+    }
+    qv_ctrl_send_wifi_mgr_msg(request.get(),
+                              static_cast<uint32_t>(sizeof(WifiMgrMsg) + payload.size()),
+                              reply.data(), message.reply_capacity);
+    WifiMgrMsg header;
+    memcpy(&header, reply.data(), sizeof header);
+    return header.msg_id == id ? head.subspan(sizeof header) : std::span<std::byte>();
+}
+
 } // namespace
 
 bool qv_wifi_mgr_query(WifiMgrMsgId id, std::span<const std::byte> payload,
                        std::span<std::byte> record) {
-    const WifiMgrMessage& message = message_of(id);
-    std::array<std::byte, WIFI_MGR_REPLY_MAX> reply;
-    memset(reply.data(), 0, message.reply_capacity);
-    {
-        const OwnedText request = new_request(message, payload);
-        if (request == nullptr) {
-            return false;
-        }
-        qv_ctrl_send_wifi_mgr_msg(request.get(),
-                                  static_cast<uint32_t>(sizeof(WifiMgrMsg) + payload.size()),
-                                  reply.data(), message.reply_capacity);
-    }
-    WifiMgrMsg header;
-    memcpy(&header, reply.data(), sizeof header);
-    if (header.msg_id != id) {
-        return false;
-    }
-    const auto body = std::span(reply).first(message.reply_capacity).subspan(sizeof header);
-    std::ranges::copy(body.first(std::min(record.size(), body.size())), record.begin());
-    return true;
+    WifiMgrReply reply;
+    const std::span<std::byte> answered = exchange(id, payload, reply, record.size());
+    std::ranges::copy(answered, record.begin());
+    return answered.data() != nullptr;
 }
 
-bool qv_wifi_mgr_read(WifiMgrMsgId id, std::span<std::byte> record) {
-    return qv_wifi_mgr_query(id, {}, record);
+WifiMgrRecord qv_wifi_mgr_read(WifiMgrMsgId id, WifiMgrReply& reply, size_t record_size) {
+    const std::span<std::byte> answered = exchange(id, {}, reply, record_size);
+    if (answered.data() != nullptr) {
+        return {.bytes = answered, .counts = true};
+    }
+    const std::span<std::byte> zeros = std::span(reply).first(record_size);
+    memset(zeros.data(), 0, zeros.size());
+    return {.bytes = zeros, .counts = false};
 }
 
 int32_t qv_wifi_mgr_apply(WifiMgrMsgId id, std::span<const std::byte> payload) {
@@ -63,7 +70,7 @@ int32_t qv_wifi_mgr_apply(WifiMgrMsgId id, std::span<const std::byte> payload) {
 
 int32_t qv_get_wifi_stats() {
     int32_t word = 0;
-    return qv_wifi_mgr_read(WIFI_MGR_GET_WIFI_STATS, std::as_writable_bytes(std::span(&word, 1)))
+    return qv_wifi_mgr_query(WIFI_MGR_GET_WIFI_STATS, {}, std::as_writable_bytes(std::span(&word, 1)))
                ? word
                : -1;
 }

@@ -4,6 +4,7 @@
 
 #include "protocol/wifi_manager.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -17,8 +18,17 @@
 bool qv_wifi_mgr_query(WifiMgrMsgId id, std::span<const std::byte> payload,
                        std::span<std::byte> record);
 
-/// A query without payload.
-bool qv_wifi_mgr_read(WifiMgrMsgId id, std::span<std::byte> record);
+/// A whole reply.
+using WifiMgrReply = std::array<std::byte, WIFI_MGR_REPLY_MAX>;
+
+/// A record that stays where it has arrived. All zeros when the reply does not count.
+struct WifiMgrRecord {
+    std::span<std::byte> bytes; ///< in the reply; of any alignment
+    bool counts;
+};
+
+/// A query without payload, for a record of so many bytes.
+WifiMgrRecord qv_wifi_mgr_read(WifiMgrMsgId id, WifiMgrReply& reply, size_t record_size);
 
 /// Hands the payload over. Returns 0 when the reply counts, -1 otherwise.
 int32_t qv_wifi_mgr_apply(WifiMgrMsgId id, std::span<const std::byte> payload);

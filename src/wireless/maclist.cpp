@@ -4,7 +4,6 @@
 #include "platform/log.h"
 #include "platform/zendry_common.h"
 #include "protocol/maclist_records.h"
-#include "protocol/record_walk.h"
 #include "reports/send_report.h"
 #include "settings/section.h"
 #include "wifimgr/channel.h"
@@ -26,11 +25,9 @@ constexpr MacListSection MACLIST_SECTIONS[] = {
 
 } // namespace
 
-JsonPtr qv_new_maclist_status(AgentContext& /*context*/, int32_t wifi_index) {
-    MacListStatus status{};
-    qv_wifi_mgr_query(WIFI_MGR_GET_VAP_MACLIST_STATUS, qv_record_bytes(wifi_index),
-                      qv_record_bytes(status));
-    return qv_record_to_json(qv_record_bytes(status), qv_maclist_status_fields);
+void qv_read_maclist_status(AgentContext& /*context*/, int32_t wifi_index,
+                            std::span<std::byte> record) {
+    qv_wifi_mgr_query(WIFI_MGR_GET_VAP_MACLIST_STATUS, qv_record_bytes(wifi_index), record);
 }
 
 int32_t qv_report_maclist_status(AgentContext& context, const char* payload, uint32_t length) {

@@ -5,9 +5,9 @@
 #include "agent/command.h"
 #include "agent/report_kind.h"
 
-/// Body of the report of the upload status of one wifi interface: the wifi manager's own word, 0
-/// when it does not answer.
-ReportBody qv_new_maclist_status;
+/// MacListStatus of one wifi interface, whose index is the argument: 0 when the wifi manager does
+/// not answer.
+ReportRecord qv_read_maclist_status;
 
 /// Command handler: publishes the upload status of the wifi interface whose index is the command's
 /// text. Returns 0, or -1 for a text that cannot be an index, without a report.

@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <json-c/json.h>
+#include <random>
 
 using MessagesTest = AgentTest;
 
@@ -236,11 +237,6 @@ TEST_F(MessagesTest, EnvelopeAndOwnBodies) {
         EXPECT_STREQ(untouched.text(), "");
         EXPECT_EQ(length, 77U);
     }
-    for (const size_t size : {10239, 10240, 200000, 5}) {
-        const std::string content(size, 'x');
-        ASSERT_TRUE(buffer.assign(content));
-        EXPECT_EQ(buffer.text(), content);
-    }
 }
 
 TEST_F(MessagesTest, MacText) {
@@ -261,77 +257,126 @@ TEST_F(MessagesTest, MacText) {
 
 namespace {
 
-struct Sample {
-    int32_t number;
-    uint16_t word;
-    uint8_t mac[6];
-    uint8_t byte;
-    char text[64];
-};
+using Record = std::span<const std::byte>;
 
-JsonPtr new_label(std::span<const std::byte> record) {
-    return qv_json_new_text(qv_field_text(qv_record_of<Sample>(record).text));
+JsonPtr object_of(Record record, RecordTable fields);
+
+JsonPtr array_of(Record record, const RecordList& list) {
+    JsonPtr array(json_object_new_array());
+    for (size_t i = 0; i < qv_listed(record, list); ++i) {
+        const Record entry = record.subspan(list.first + i * list.stride, list.stride);
+        qv_json_append(array.get(), object_of(entry, list.fields));
+    }
+    return array;
 }
 
-using enum RecordFieldType;
-constexpr RecordSpecial LABEL = {.compute = new_label};
-constexpr RecordField SAMPLE_FIELDS[] = {
-    {"number", i32, QV_RECORD_MEMBER(Sample, number, 0)},
-    {"word", u16, QV_RECORD_MEMBER(Sample, word, 4)},
-    {"mac", mac, QV_RECORD_MEMBER(Sample, mac, 6)},
-    {"byte", u8, QV_RECORD_MEMBER(Sample, byte, 12)},
-    {"text", text, QV_RECORD_MEMBER(Sample, text, 13)},
-    {"label", computed, QV_RECORD_MEMBER(Sample, text, 13), nullptr, &LABEL},
-};
-
-struct Samples {
-    uint32_t size; ///< bytes in use
-    Sample entries[256];
-};
-constexpr RecordList SAMPLES = {QV_RECORD_LIST(Samples, entries, 4, size, 0, SAMPLE_FIELDS),
-                                sizeof(Sample)};
-
-/// As json-c has it.
-JsonPtr new_object(const Sample& sample) {
+JsonPtr value_of(Record record, const RecordField& field) {
     char mac_text[MAC_TEXT_SIZE] = {};
-    qv_mac_to_string(mac_text, sizeof mac_text, sample.mac);
+    switch (field.type) {
+    case RecordFieldType::text:
+    case RecordFieldType::terminated_text: return qv_json_new_text(qv_record_text(record, field));
+    case RecordFieldType::mac:
+        qv_mac_to_string(mac_text, sizeof mac_text, qv_record_mac(record, field));
+        return JsonPtr(json_object_new_string(mac_text));
+    case RecordFieldType::u8:
+    case RecordFieldType::u16:
+    case RecordFieldType::i32:
+        return JsonPtr(json_object_new_int(qv_record_integer(record, field)));
+    case RecordFieldType::list: return array_of(record, *field.special->list);
+    case RecordFieldType::computed: return qv_json_new_text(field.special->compute(record));
+    }
+    return nullptr;
+}
+
+bool is_shown(Record record, const RecordField& field) {
+    if (field.type != RecordFieldType::list) {
+        return true;
+    }
+    const RecordList& list = *field.special->list;
+    const uint32_t count = qv_list_count(record, list);
+    return count <= list.shown_max && (count > 0 || list.shown_empty);
+}
+
+JsonPtr object_of(Record record, RecordTable fields) {
+    if (!fields[0].has_key()) {
+        return value_of(record, fields[0]);
+    }
     JsonPtr object(json_object_new_object());
-    const auto add = [&](const char* key, json_object* value) {
-        json_object_object_add(object.get(), key, value);
-    };
-    add("number", json_object_new_int(sample.number));
-    add("word", json_object_new_int(sample.word));
-    add("mac", json_object_new_string(mac_text));
-    add("byte", json_object_new_int(sample.byte));
-    for (const char* const key : {"text", "label"}) {
-        add(key, qv_json_new_text(qv_field_text(sample.text)).release());
+    for (const RecordField& field : fields) {
+        if (is_shown(record, field)) {
+            qv_json_add(object.get(), field.key, value_of(record, field));
+        }
     }
     return object;
 }
 
-std::string text_of(const JsonPtr& value) {
-    return qv_json_to_string(value.get());
+/// A report as json-c has it.
+std::string printed(const ReportKind& row, Record record, const DeviceIdentity& sender,
+                    uint64_t timestamp) {
+    const JsonPtr report(json_object_new_object());
+    const auto add = [&](FieldType type, const char* key, const void* value) {
+        map_value_to_json_field(report.get(), type, key, value);
+    };
+    char macaddr[MAC_TEXT_SIZE] = {};
+    qv_mac_to_string(macaddr, sizeof macaddr, sender.macaddr.data());
+    add(FIELD_TYPE_UINT, "type", &row.type);
+    add(FIELD_TYPE_STRING, "flag", "REQ");
+    add(FIELD_TYPE_STRING, "fwname", "QV_VER_1_0_1");
+    add(FIELD_TYPE_STRING, "hwname", "KX7310");
+    add(FIELD_TYPE_UINT64, "timestamp", &timestamp);
+    add(FIELD_TYPE_STRING, "macaddr", macaddr);
+    if (row.has_ip) {
+        add(FIELD_TYPE_STRING, "ip", sender.ipaddr.data());
+    }
+    JsonPtr data(json_object_new_object());
+    qv_json_add(data.get(), row.data_key,
+                row.list != nullptr ? array_of(record, *row.list) : object_of(record, *row.fields));
+    qv_json_add(report.get(), "data", std::move(data));
+    return qv_json_to_string(report.get());
+}
+
+/// Every byte alone, and then what a writer could stumble over, at every place beside each other.
+Bytes filling(size_t size, uint32_t number) {
+    constexpr std::string_view PIECES[] = {
+        "plain text", "4", "\"", "\\", "/", "\x1F", "\x7F", "ä", "€", "🎈", "\xE2\x82", {"\0", 1},
+    };
+    if (number <= UINT8_MAX) {
+        return Bytes(size, static_cast<uint8_t>(number));
+    }
+    Bytes bytes;
+    std::minstd_rand random(number);
+    while (bytes.size() < size) {
+        const std::string_view piece = PIECES[random() % std::size(PIECES)];
+        bytes.insert(bytes.end(), piece.begin(), piece.end());
+    }
+    bytes.resize(size);
+    return bytes;
 }
 
 } // namespace
 
-// Records are written without json-c's objects: it must not show.
-TEST_F(MessagesTest, RecordsPrintAsJsonCPrintsObjects) {
-    static Samples samples{};
-    const JsonPtr objects(json_object_new_array());
-    EXPECT_EQ(text_of(qv_list_to_json(qv_record_bytes(samples), SAMPLES)), text_of(objects));
-    for (size_t i = 0; i < std::size(samples.entries); ++i) {
-        Sample& sample = samples.entries[i];
-        sample.number = i % 2 == 0 ? INT32_MIN + static_cast<int32_t>(i) : INT32_MAX;
-        sample.word = static_cast<uint16_t>(257 * i);
-        sample.byte = static_cast<uint8_t>(i);
-        memset(sample.mac, static_cast<int>(i), sizeof sample.mac);
-        // Every byte alone, then as many as the field holds, without a terminator.
-        memset(sample.text, static_cast<int>(i), i % 3 == 0 ? sizeof sample.text : 1);
-        EXPECT_EQ(text_of(qv_record_to_json(qv_record_bytes(sample), SAMPLE_FIELDS)),
-                  text_of(new_object(sample)));
-        ASSERT_TRUE(qv_json_append(objects.get(), new_object(sample)));
-    }
-    samples.size = UINT32_MAX;
-    EXPECT_EQ(text_of(qv_list_to_json(qv_record_bytes(samples), SAMPLES)), text_of(objects));
+// Reports are written without json-c's objects: it must not show.
+TEST_F(MessagesTest, ReportsAreWrittenAsJsonCPrintsThem) {
+    log = log_of([&] { // hooks print
+        for (const ReportKind& row : context.report_kinds) {
+            for (uint32_t number = 0; number < 400; ++number) {
+                Bytes bytes = filling(row.record_size, number);
+                fake().reply_to_others = bytes;
+                ReportBuffer buffer;
+                uint32_t length = 0;
+                qv_json_build_msg_of_type(context, row.type, buffer, length, INT32_MIN);
+                const std::string text = buffer.text();
+                EXPECT_EQ(text.size(), length);
+
+                const std::span<std::byte> record = std::as_writable_bytes(std::span(bytes));
+                if (row.fill != nullptr) {
+                    row.fill(context, INT32_MIN, record);
+                } else if (row.on_record != nullptr) {
+                    row.on_record(record);
+                }
+                const uint64_t timestamp = std::stoull(text.substr(text.find("timestamp") + 12));
+                ASSERT_EQ(text, printed(row, record, context.identity, timestamp)) << number;
+            }
+        }
+    });
 }

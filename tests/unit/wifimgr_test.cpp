@@ -40,7 +40,7 @@ TEST_F(ChannelTest, OnlyAReplyOfTheSameIdentifierCounts) {
         fake().reply_size = row.size;
         SystemStats record{};
         record.uptime = 7;
-        EXPECT_EQ(qv_wifi_mgr_read(WIFI_MGR_GET_SYSTEM_STATS, qv_record_bytes(record)),
+        EXPECT_EQ(qv_wifi_mgr_query(WIFI_MGR_GET_SYSTEM_STATS, {}, qv_record_bytes(record)),
                   row.accepted);
         EXPECT_EQ(record.uptime, row.uptime);
     }
