@@ -408,6 +408,61 @@ class StandInBroker:
         self._thread.join(5)
 
 
+class PacketSession:
+    """The broker's end of a connection, by hand and of packets shorter than 128 bytes: those of
+    MQTT 3.1.1. `.packets` holds the type and body of what was read."""
+
+    CONNECT, CONNACK, PUBLISH, PUBACK, SUBSCRIBE, SUBACK = 1, 2, 3, 4, 8, 9
+    DISCONNECT = 14
+
+    def __init__(self, connection):
+        self.socket = connection
+        self.socket.settimeout(5)
+        self.packets = []
+        self._rest = b""
+
+    def read(self, limit=5):
+        """Reads on until nothing comes for so long. Returns whether the last packet is whole."""
+        self.socket.settimeout(limit)
+        try:
+            while self.read_some(1 << 20):
+                pass
+        except TimeoutError:
+            pass
+        return not self._rest
+
+    def read_some(self, most=4096):
+        """Returns whether the other side has not ended the connection."""
+        data = self.socket.recv(most)
+        self._rest += data
+        # A packet's length, seven bits a byte, stands behind its first byte.
+        while whole := re.match(rb"(?s)(.)([\x80-\xff]*[\0-\x7f])", self._rest):
+            length = sum((byte & 127) << 7 * index for index, byte in enumerate(whole[2]))
+            end = whole.end() + length
+            if len(self._rest) < end:
+                break
+            self.packets.append((whole[1][0] >> 4, self._rest[whole.end() : end]))
+            self._rest = self._rest[end:]
+        return data != b""
+
+    def accept(self):
+        """Reads the CONNECT and accepts the session."""
+        while not self.packets:
+            self.read_some(1024)
+        self.send(self.CONNACK, b"\0\0")
+
+    def send(self, kind, body, repeats=1):
+        assert len(body) < 128
+        self.socket.sendall((bytes([kind << 4, len(body)]) + body) * repeats)
+
+    def publish(self, topic, payload, repeats=1):
+        self.send(self.PUBLISH, struct.pack(">H", len(topic)) + topic.encode() + payload, repeats)
+
+    def reset(self):
+        self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+        self.socket.close()
+
+
 class Link:
     """A way to the broker on a port of its own, which a test can cut, shut, and hold still.
 
