@@ -11,10 +11,12 @@ import argparse
 import collections
 import itertools
 import os
+import pathlib
 import random
 import sys
 import time
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "bench"))
 import gauge  # finds the system tests' modules
 import contract
 import firmware

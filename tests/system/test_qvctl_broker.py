@@ -3,7 +3,7 @@ import socket
 import threading
 import time
 
-from harness import REPORT_TOPIC, MqttClient, PacketSession, StandInBroker, poll
+from harness import REPORT_TOPIC, PacketSession, StandInBroker, poll
 from qvctl import ANSWERED, OTHER, REFUSED, qvctl
 
 
@@ -69,32 +69,6 @@ def test_farewell_among_unread_reports():
         heard = [kind for kind, _ in flooder.session.packets]
         assert (got[0], heard, flooder.ended) == (status, FAREWELL, "closed"), got
         assert said in got[2]
-
-
-def test_farewell_to_a_loaded_broker(broker, overheard):
-    stop = threading.Event()
-    source = MqttClient("source", lambda _: None)
-    source.listen_to("nothing")
-    source.connect()
-
-    def speak():
-        while not stop.wait(0.001):
-            source.publish(REPORT_TOPIC, b"{}")
-
-    overheard._client.unsubscribe(REPORT_TOPIC)  # the flood is not for it
-    poll(lambda: broker.count("Sending UNSUBACK to controller") == 1, 3, "unsubscription")
-    speaker = threading.Thread(target=speak)
-    speaker.start()
-    try:
-        for index in range(40):
-            assert qvctl("-d", OTHER, "notes", str(index))[0] == ANSWERED
-    finally:
-        stop.set()
-        speaker.join()
-        source.close()
-    overheard.wait_report(1017, 3, count=40)
-    poll(lambda: broker.agent_farewells() == 40, 3, "a farewell of each")
-    assert broker.count(r"PUBLISH from auto-\S+ \(d0, q1") == 40
 
 
 def test_timeout_holds_for_the_connection():
