@@ -1,6 +1,8 @@
 """An agent comes up, announces itself until it is spoken to, then reports on its own."""
+import ctypes
 import os
 import pathlib
+import socket
 import time
 
 import harness
@@ -69,6 +71,25 @@ def test_background_upgrade_as_first_command(controller, agent, images):
     assert not controller.times(SYSTEM_STATS, mark)
     controller.send(1000)
     controller.wait_report(SYSTEM_STATS, ANNOUNCEMENT_S + 1, mark)
+
+
+def broker_socket(agent):
+    """A copy of the agent's end (pidfd_getfd(2))."""
+    pidfd_getfd, process = 438, os.pidfd_open(agent.process.pid)
+    for file in pathlib.Path(f"/proc/{agent.process.pid}/fd").iterdir():
+        if os.readlink(file).startswith("socket:"):
+            copy = ctypes.CDLL(None, use_errno=True).syscall(
+                pidfd_getfd, process, int(file.name), 0
+            )
+            end = socket.socket(fileno=copy)
+            if end.family == socket.AF_INET and end.getpeername()[1] == 1883:
+                return end
+    raise AssertionError("no connection to the broker")
+
+
+def test_reports_are_not_held_back(agent):
+    """Else the second of two waits for the broker's delayed acknowledgement of the first, 40 ms."""
+    assert broker_socket(agent).getsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY)
 
 
 def test_first_contact_log(controller, agent):
