@@ -180,17 +180,3 @@ class Storm:
         if self.stops and calls > self.calls_allowed:
             faults.append(f"{calls - self.calls_allowed} tools called after SIGTERM")
         return faults
-
-    def totals(self):
-        """Of this storm, for the sum of all."""
-        published, arrived = self._statuses()
-        return Counter(
-            storms=1,
-            losses=self.lost,
-            asks=len(self._lines(ASKED)),
-            connections=len(self.link.accepted) - self.accepted,
-            statuses=arrived.total(),
-            dropped=self._dropped(),
-            in_flight=max(published.total() - arrived.total() - self._dropped(), 0),
-            stops=int(self.stops),
-        )

@@ -94,30 +94,19 @@ def linked_agent(link, agent):
     return agent
 
 
-class Bridge:
-    """The interface that the agent's identity is read from."""
-
-    def __init__(self):
-        self._name = "br-lan"
-
-    def take_away(self):
-        self._rename("br-away")
-
-    def bring_back(self):
-        self._rename("br-lan")
-
-    def _rename(self, name):
-        if name != self._name:
-            for change in ([self._name, "down"], [self._name, "name", name], [name, "up"]):
-                subprocess.run(["ip", "link", "set", *change], check=True)
-            self._name = name
-
-
 @pytest.fixture
-def bridge():
-    lan = Bridge()
-    yield lan
-    lan.bring_back()
+def rename_bridge():
+    """Gives the interface that the agent's identity is read from another name."""
+    names = ["br-lan"]
+
+    def rename(name):
+        for change in ([names[-1], "down"], [names[-1], "name", name], [name, "up"]):
+            subprocess.run(["ip", "link", "set", *change], check=True)
+        names.append(name)
+
+    yield rename
+    if names[-1] != "br-lan":
+        rename("br-lan")
 
 
 @pytest.fixture

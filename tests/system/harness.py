@@ -3,6 +3,7 @@ wifi manager, the configuration store and the device tools of one simulated acce
 
 Every wait has a deadline; a test that would hang fails instead.
 """
+import contextlib
 import itertools
 import json
 import os
@@ -88,6 +89,18 @@ def poll(test, timeout, what):
     raise Deadline(f"{what} not seen within {timeout} s")
 
 
+def keep_lines(pipe, timeline):
+    """Adds what comes through the pipe to the timeline, in a thread of its own."""
+
+    def read():
+        for line in pipe:
+            timeline.add(line.decode(errors="replace").rstrip("\n"))
+
+    reader = threading.Thread(target=read, daemon=True)
+    reader.start()
+    return reader
+
+
 class Agent:
     """The agent under test. Its log lines arrive in .log with their times."""
 
@@ -104,17 +117,8 @@ class Agent:
         )
         self.started = time.monotonic()
         self._end_examined = False
-        self._readers = [
-            threading.Thread(target=self._read, args=pipe, daemon=True)
-            for pipe in ((self.process.stdout, self.log), (self.process.stderr, self.errors))
-        ]
-        for reader in self._readers:
-            reader.start()
-
-    @staticmethod
-    def _read(pipe, timeline):
-        for line in pipe:
-            timeline.add(line.decode(errors="replace").rstrip("\n"))
+        pipes = (self.process.stdout, self.log), (self.process.stderr, self.errors)
+        self._readers = [keep_lines(*pipe) for pipe in pipes]
 
     def wait_line(self, pattern, timeout, since=0, count=1):
         wanted = re.compile(pattern)
@@ -126,15 +130,12 @@ class Agent:
 
     def wait_in_order(self, beginnings, timeout=2, since=0):
         """Until the log has lines with these beginnings in this order, others between or not."""
-        deadline = time.monotonic() + timeout
-        for beginning in beginnings:
-            left = max(0.0, deadline - time.monotonic())
-            at, _ = self.wait_line("^" + re.escape(beginning), left, since)
-            since = 1 + next(
-                index
-                for index, (when, line) in enumerate(self.log.items())
-                if index >= since and when == at and line.startswith(beginning)
-            )
+
+        def in_order():
+            lines = iter(self.log.items(since))
+            return all(any(line.startswith(next_) for _, line in lines) for next_ in beginnings)
+
+        poll(in_order, timeout, f"{beginnings} in this order")
 
     def exit_status(self, timeout):
         try:
@@ -178,11 +179,8 @@ class Broker:
         self.LOG.unlink(missing_ok=True)
 
     def start(self):
-        self.process = subprocess.Popen(
-            ["mosquitto", "-c", str(self.CONFIG)],
-            stdout=subprocess.DEVNULL,
-            stderr=subprocess.DEVNULL,
-        )
+        nowhere = {"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
+        self.process = subprocess.Popen(["mosquitto", "-c", self.CONFIG], **nowhere)
         poll(self._listens, 5, "broker")
         return self
 
@@ -310,10 +308,8 @@ class Controller(MqttClient):
         self.publish(self.topic, payload)
 
     def wait_report(self, kind, timeout, since=0, count=1):
-        def wanted(report):
-            return report.get("type") == kind
-
-        return self.reports.wait(wanted, timeout, since, count, f"report {kind}")
+        wanted = {"since": since, "count": count, "what": f"report {kind}"}
+        return self.reports.wait(lambda report: report.get("type") == kind, timeout, **wanted)
 
     def times(self, kind, since=0):
         return [at for at, report in self.reports.items(since) if report.get("type") == kind]
@@ -336,17 +332,11 @@ class WifiManager:
         self.behave("")
 
     def start(self, *arguments):
-        self.process = subprocess.Popen(
-            [str(BUILD_DIR / "wifi_manager_sim"), *arguments], stdout=subprocess.PIPE, text=True
-        )
-        reader = threading.Thread(target=self._read, args=(self.process.stdout,), daemon=True)
-        reader.start()
+        command = [BUILD_DIR / "wifi_manager_sim", *arguments]
+        self.process = subprocess.Popen(command, stdout=subprocess.PIPE)
+        keep_lines(self.process.stdout, self.log)
         poll(self.SOCKET.is_socket, 5, "wifi manager")
         return self
-
-    def _read(self, pipe):
-        for line in pipe:
-            self.log.add(line.rstrip("\n"))
 
     def behave(self, faults):
         """Faults as lines of "<message identifier or all> <fault>", none when empty."""
@@ -379,33 +369,81 @@ class WifiManager:
 
 
 class StandInBroker:
-    """Holds port 1883 in the broker's place and meets every connection in one chosen way."""
+    """Holds the broker's port, or another, and meets every connection in one chosen way."""
 
-    def __init__(self, meet):
+    def __init__(self, meet, port=1883):
         self.accepted = []
         self._meet = meet
-        self._socket = socket.create_server(("127.0.0.1", 1883), backlog=64)
+        self._socket = socket.create_server(("127.0.0.1", port), backlog=64)
         self._thread = threading.Thread(target=self._serve, daemon=True)
         self._thread.start()
 
     def _serve(self):
         kept = []  # a connection that is not closed on purpose stays open
-        while True:
-            try:
-                connection, _ = self._socket.accept()
-            except OSError:
-                return
-            self.accepted.append(time.monotonic())
-            kept.append(connection)
-            try:
-                self._meet(connection)
-            except OSError:
-                pass
+        with contextlib.suppress(OSError):
+            while True:
+                kept.append(self._socket.accept()[0])
+                self.accepted.append(time.monotonic())
+                with contextlib.suppress(OSError):
+                    self._meet(kept[-1])
 
     def close(self):
         self._socket.shutdown(socket.SHUT_RDWR)
         self._socket.close()
         self._thread.join(5)
+
+
+class PacketSession:
+    """The broker's end of a connection, by hand and of packets shorter than 128 bytes: those of
+    MQTT 3.1.1. `.packets` holds the type and body of what was read."""
+
+    CONNECT, CONNACK, PUBLISH, PUBACK, SUBSCRIBE, SUBACK = 1, 2, 3, 4, 8, 9
+    DISCONNECT = 14
+
+    def __init__(self, connection):
+        self.socket = connection
+        self.socket.settimeout(5)
+        self.packets = []
+        self._rest = b""
+
+    def read(self, limit=5):
+        """Reads on until nothing comes for so long. Returns whether the last packet is whole."""
+        self.socket.settimeout(limit)
+        with contextlib.suppress(TimeoutError):
+            while self.read_some(1 << 20):
+                pass
+        return not self._rest
+
+    def read_some(self, most=4096):
+        """Returns whether the other side has not ended the connection."""
+        data = self.socket.recv(most)
+        self._rest += data
+        # A packet's length, seven bits a byte, stands behind its first byte.
+        while whole := re.match(rb"(?s)(.)([\x80-\xff]*[\0-\x7f])", self._rest):
+            length = sum((byte & 127) << 7 * index for index, byte in enumerate(whole[2]))
+            end = whole.end() + length
+            if len(self._rest) < end:
+                break
+            self.packets.append((whole[1][0] >> 4, self._rest[whole.end() : end]))
+            self._rest = self._rest[end:]
+        return data != b""
+
+    def accept(self):
+        """Reads the CONNECT and accepts the session."""
+        while not self.packets:
+            self.read_some(1024)
+        self.send(self.CONNACK, b"\0\0")
+
+    def send(self, kind, body, repeats=1):
+        assert len(body) < 128
+        self.socket.sendall((bytes([kind << 4, len(body)]) + body) * repeats)
+
+    def publish(self, topic, payload, repeats=1):
+        self.send(self.PUBLISH, struct.pack(">H", len(topic)) + topic.encode() + payload, repeats)
+
+    def reset(self):
+        self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+        self.socket.close()
 
 
 class Link:
@@ -424,14 +462,11 @@ class Link:
         self.open()
 
     def open(self):
-        if self._listener is None:
-            self._listener = socket.create_server(("127.0.0.1", self.port))
-            threading.Thread(target=self._serve, args=(self._listener,), daemon=True).start()
+        self._listener = self._listener or StandInBroker(self._pair, self.port)
 
     def shut(self):
         """New connections are refused."""
         if self._listener is not None:
-            self._listener.shutdown(socket.SHUT_RDWR)
             self._listener.close()
             self._listener = None
 
@@ -456,42 +491,33 @@ class Link:
         self.go_on()
         self.shut()
 
-    def _serve(self, listener):
-        while True:
-            try:
-                near, _ = listener.accept()
-            except OSError:
-                return
-            try:
-                far = socket.create_connection(("127.0.0.1", 1883))
-            except OSError:
-                near.close()
-                continue
-            self.accepted.append(time.monotonic())
-            pair = (near, far)
-            self._pairs.add(pair)
-            for source, sink, gate in ((near, far, self.up), (far, near, self.down)):
-                sink.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
-                way = (pair, source, sink, gate)
-                threading.Thread(target=self._pass, args=way, daemon=True).start()
+    def _pair(self, near):
+        try:
+            far = socket.create_connection(("127.0.0.1", 1883))
+        except OSError:
+            near.close()
+            return
+        self.accepted.append(time.monotonic())
+        pair = (near, far)
+        self._pairs.add(pair)
+        for source, sink, gate in ((near, far, self.up), (far, near, self.down)):
+            sink.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+            way = (pair, source, sink, gate)
+            threading.Thread(target=self._pass, args=way, daemon=True).start()
 
     def _pass(self, pair, source, sink, gate):
-        try:
+        with contextlib.suppress(OSError):
             while data := source.recv(1 << 20):
                 gate.wait()
                 sink.sendall(data)
-        except OSError:
-            pass
         gate.wait()  # the end, too, is held
         self._end(pair)
 
     def _end(self, pair):
         self._pairs.discard(pair)
         for end in pair:
-            try:
+            with contextlib.suppress(OSError):  # has ended already
                 end.shutdown(socket.SHUT_RDWR)
-            except OSError:
-                pass  # has ended already
 
 
 class SteppedClock:
@@ -521,11 +547,11 @@ def store_option(package, section, option):
     """The value of one option of a named section in the configuration store, or None."""
     current = None
     for line in (ZENDRY_ROOT / "etc/config" / package).read_text().splitlines():
-        words = shlex.split(line, comments=True)
-        if words[:1] == ["config"]:
-            current = words[2] if len(words) > 2 else None
-        elif words[:1] == ["option"] and current == section and words[1] == option:
-            return words[2]
+        match shlex.split(line, comments=True):
+            case ["config", _, *name]:
+                current = name[0] if name else None
+            case ["option", name, value] if (current, name) == (section, option):
+                return value
     return None
 
 

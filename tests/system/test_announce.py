@@ -1,13 +1,18 @@
 """An agent comes up, announces itself until it is spoken to, then reports on its own."""
+import ctypes
 import os
 import pathlib
+import socket
 import time
 
 import harness
-from firmware import MISSING, upgrade, wait_statuses
+from firmware import STALLED, UPDATA_STATS, statuses, upgrade, wait_statuses
 from harness import DISCOVERY, SYSTEM_STATS, gaps
 
 ANNOUNCEMENT_S = 5
+BUSY_LOOK_S = 4  # at least, between two looks of the main loop at a state that is busy
+STALL_LIMIT_S = 30  # below a byte per second,
+SPEED_WINDOW_S = 6  # which libcurl takes as the mean of the last six
 MAC = os.environ.get("AP_MAC")
 ADDRESS = os.environ.get("AP_IP", "").split("/")[0]
 
@@ -52,37 +57,50 @@ def test_announces_until_spoken_to_then_reports_every_ten_seconds(
 
 
 def test_background_upgrade_as_first_command(controller, agent, images):
-    """It ends the announcements, and the agent's own reports begin with the next command only."""
-    mark = controller.reports.mark()
-    controller.send(upgrade(1032, images, image_name=MISSING))
-    wait_statuses(controller, mark, [201, -1])
-    time.sleep(2 * ANNOUNCEMENT_S + 1)
+    """It ends the announcements, and the agent's own reports begin with the next command only. Its
+    server falls silent in the middle of the image."""
+    mark, begin = controller.reports.mark(), time.monotonic()
+    controller.send(upgrade(1032, images, image_name=STALLED))
+    wait_statuses(controller, mark, [201])
+    controller.wait_report(UPDATA_STATS, STALL_LIMIT_S + SPEED_WINDOW_S + 2, mark, 2)
+    assert statuses(controller, mark) == [201, -1]
+    stalled_for = time.monotonic() - begin
+    assert stalled_for > STALL_LIMIT_S
+    assert len(agent.lines("^sm->state:4$")) <= stalled_for / BUSY_LOOK_S + 1
     assert not controller.times(DISCOVERY, mark)
     assert not controller.times(SYSTEM_STATS, mark)
     controller.send(1000)
     controller.wait_report(SYSTEM_STATS, ANNOUNCEMENT_S + 1, mark)
 
 
+def broker_socket(agent):
+    """A copy of the agent's end (pidfd_getfd(2))."""
+    pidfd_getfd, process = 438, os.pidfd_open(agent.process.pid)
+    for file in pathlib.Path(f"/proc/{agent.process.pid}/fd").iterdir():
+        if os.readlink(file).startswith("socket:"):
+            copy = ctypes.CDLL(None, use_errno=True).syscall(
+                pidfd_getfd, process, int(file.name), 0
+            )
+            end = socket.socket(fileno=copy)
+            if end.family == socket.AF_INET and end.getpeername()[1] == 1883:
+                return end
+    raise AssertionError("no connection to the broker")
+
+
+def test_reports_are_not_held_back(agent):
+    """Else the second of two waits for the broker's delayed acknowledgement of the first, 40 ms."""
+    assert broker_socket(agent).getsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY)
+
+
 def test_first_contact_log(controller, agent):
     controller.send({"type": "1034"})
     controller.wait_report(SYSTEM_STATS, 3)
-    agent.wait_in_order(
-        [
-            f"device_macaddr: {MAC}",
-            f"ipaddr---------{ADDRESS}",
-            "sm->state:1",
-            "qva->broker: 127.0.0.1",
-            "qva->broker: 1883",
-            "127.0.0.1 1883",
-            "Successfully subscribed to topic",
-            f"SUB TOPIC=qv/device_{MAC}",
-            "hdr.type: 1034, hdr.ts: 0",
-            "process_msg->type 1034",
-            "SUB MSG:payload=",
-            "qv_get_system_stats: HW Name: KX7310",
-            "PUB MSG: topic=qv/dev_to_controller len=",
-        ]
-    )
+    steps = [f"device_macaddr: {MAC}", f"ipaddr---------{ADDRESS}", "sm->state:1"]
+    steps += ["qva->broker: 127.0.0.1", "qva->broker: 1883", "127.0.0.1 1883"]
+    steps += ["Successfully subscribed to topic", f"SUB TOPIC=qv/device_{MAC}"]
+    steps += ["hdr.type: 1034, hdr.ts: 0", "process_msg->type 1034", "SUB MSG:payload="]
+    steps += ["qv_get_system_stats: HW Name: KX7310", "PUB MSG: topic=qv/dev_to_controller len="]
+    agent.wait_in_order(steps)
     assert harness.store_option("system", "broker", "status") == "1"
 
 

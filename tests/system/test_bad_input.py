@@ -17,23 +17,15 @@ def typed(value, **more):
 # The message, and the line that it must leave.
 INPUTS = [
     (b"%n%s%n not json at all", PARSE_ERROR),
-    (b'{"type":1034,"timest', PARSE_ERROR),
     (b"", r"^qv/device_[0-9a-f:]{17} \(null\)$"),
     (b"[" * 100000, PARSE_ERROR),
-    (b'{"type":' + b"[" * 5000 + b"]" * 5000 + b"}", PARSE_ERROR),
     (b"x" * MEGABYTE, PARSE_ERROR),
     (typed(1999, data="x" * MEGABYTE), UNKNOWN),
     (bytes(range(256)), PARSE_ERROR),
-    (b'{"type":1999,\0"timestamp":1}', PARSE_ERROR),
     (typed(1999) + b"\0tail", UNKNOWN),
-    (b"[1034]", NO_TYPE),
     (b"null", NO_TYPE),
-    (b'{"timestamp":1}', NO_TYPE),
     (typed("ten thirty-four"), HEADER),
-    (typed({"a": 1}), HEADER),
-    (typed(None), HEADER),
     (b'{"type":99999999999999999999,"timestamp":1}', UNKNOWN),
-    (typed(-1), UNKNOWN),
     (b'{"type":1999,"timestamp":1,"data":"\xff\xfe"}', UNKNOWN),
 ]
 

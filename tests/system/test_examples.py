@@ -8,20 +8,12 @@ import harness
 IMAGE = b"a firmware image"  # the examples name its sum
 PORT = '"8080"'  # in the examples; the test's server takes any
 
-DOCUMENT = contract.load("asyncapi.json")
-# These end in a new session with the broker, and are sent last.
-RECONNECTING = {
-    int(name.removeprefix("command"))
-    for name, operation in DOCUMENT["operations"].items()
-    if operation.get("x-reconnects")
-}
 # The last of several reports.
 LAST_STATUS = {1002: 203, 1032: 203, 1033: 2}
 
 
 def answer_type(number):
-    operation = DOCUMENT["operations"][f"command{number}"]
-    reply = operation.get("reply")
+    reply = contract.OPERATIONS[f"command{number}"].get("reply")
     return reply and int(reply["messages"][0]["$ref"].rpartition("report")[2])
 
 
@@ -66,11 +58,9 @@ def test_commands_are_answered_as_the_contract_says(controller, wifi_manager, ag
     firmware.BOARD.write_text(firmware.ROOTFS_BOARDS[0] + "\n")
     wifi_manager.restart("--still")
     controller.wait_report(harness.DISCOVERY, 8)
-    commands = contract.by_type(contract.COMMANDS)
-    # Those that hold the device for longest come behind the others.
-    order = sorted(commands, key=lambda number: (number in RECONNECTING, number in LAST_STATUS))
-    for number in order:
-        (example,) = commands[number]["examples"]
-        sent = json.loads(json.dumps(example).replace(PORT, f'"{images.port}"'))
-        speak = send_until_heard if number in RECONNECTING else send_alone
-        speak(controller, number, sent)
+    # Those that end the session, or hold the device for longest, come behind the others.
+    last = (contract.RECONNECTING, LAST_STATUS)
+    for number in sorted(contract.EXAMPLES, key=lambda number: [number in them for them in last]):
+        example = json.dumps(contract.EXAMPLES[number]).replace(PORT, f'"{images.port}"')
+        speak = send_until_heard if number in contract.RECONNECTING else send_alone
+        speak(controller, number, json.loads(example))

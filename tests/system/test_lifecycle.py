@@ -7,8 +7,8 @@ import pytest
 from harness import SYSTEM_STATS, poll
 
 
-def test_without_bridge_there_is_no_identity(broker, start_agent, bridge):
-    bridge.take_away()
+def test_without_bridge_there_is_no_identity(broker, start_agent, rename_bridge):
+    rename_bridge("br-away")
     agent = start_agent()
     assert agent.exit_status(3) == 255
     assert agent.lines(r"^Fail to fetch device mac addr\.\.$")

@@ -10,25 +10,25 @@ BACK_AFTER_S = 5
 ENDED = "^QV_ERR: device identity unreadable for 60 s, the agent ends$"
 
 
-def lose_identity(controller, agent, bridge):
+def lose_identity(controller, agent, rename_bridge):
     """Returns when the controller thread ended."""
-    bridge.take_away()
+    rename_bridge("br-away")
     controller.send({"type": 1011, "timestamp": 1, "data": {"uci_network_lan": {"mtu": "1500"}}})
     at, _ = agent.wait_line(r"^Fail to fetch device mac addr\.\.$", 3)
     return at
 
 
-def test_stopped_meanwhile(controller, broker, bridge, agent):
-    lose_identity(controller, agent, bridge)
+def test_stopped_meanwhile(controller, broker, rename_bridge, agent):
+    lose_identity(controller, agent, rename_bridge)
     status, seconds = agent.stop()
     assert (status, seconds < 3) == (0, True)
     assert not agent.lines(ENDED)
 
 
-def test_agent_ends_after_a_minute(controller, broker, bridge, agent, start_agent):
-    lost = lose_identity(controller, agent, bridge)
+def test_agent_ends_after_a_minute(controller, broker, rename_bridge, agent, start_agent):
+    lost = lose_identity(controller, agent, rename_bridge)
     time.sleep(BACK_AFTER_S)
-    bridge.bring_back()  # too late for this agent
+    rename_bridge("br-lan")  # too late for this agent
     mark = controller.reports.mark()
     controller.send(1034)
     agent.wait_line("^hdr.type: 1034", 2)

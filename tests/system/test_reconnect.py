@@ -10,27 +10,19 @@ MAC = os.environ.get("AP_MAC")
 def test_reconnect_command_makes_one_session(broker, controller, agent):
     mark, sent = agent.log.mark(), controller.reports.mark()
     controller.send(1014)
-    controller.wait_report(DISCOVERY, 18, sent, count=2)
-    assert broker.agent_sessions() == 2
-    assert broker.agent_subscriptions() == 2
+    agent.wait_line("^sm->state:1$", 12, mark)
+    controller.wait_report(DISCOVERY, 12, sent)
+    assert broker.agent_sessions() == broker.agent_subscriptions() == 2
     assert broker.agent_farewells() == 1
     assert not agent.lines("COULD NOT CONNECT", mark)
     assert harness.store_option("system", "broker", "status") == "1"
-
-
-def test_loss_while_a_reconnection_is_asked_for(broker, controller, agent):
-    mark, sent = agent.log.mark(), controller.reports.mark()
-    controller.send(1014)
-    agent.wait_line("^sm->state:1$", 12, mark)
+    # A loss behind it, and the main loop takes the next command of the kind as well.
     broker.kill()
     broker.start()
     controller.reconnect()
-    controller.wait_report(DISCOVERY, 20, sent, count=2)
-    # The main loop is well: it takes the next command of the kind as well.
-    broker.wait_subscribed(count=broker.agent_subscriptions())
-    before = broker.agent_sessions()
+    broker.wait_subscribed(3)
     controller.send(1014)
-    poll(lambda: broker.agent_sessions() == before + 1, 14, "a session for the second command")
+    poll(lambda: broker.agent_sessions() == 4, 14, "a session for the second command")
 
 
 def test_farewell_reaches_a_broker_that_keeps_sending(broker, controller, agent):
@@ -46,16 +38,13 @@ def test_answer_given_while_the_broker_is_away_arrives(broker, controller, wifi_
     controller.send({"type": 1034, "timestamp": 1})
     wifi_manager.wait_request(4, 2)
     broker.kill()
-    agent.wait_line("^PUB MSG: .*system_stats", 8)
-    sent_text = agent.lines("^PUB MSG: .*system_stats")[-1][1]
-    mark = agent.log.mark()
-    agent.wait_line("^COULD NOT CONNECT", 4, mark)  # the next attempt is 2 s away
+    _, sent = agent.wait_line("^PUB MSG: .*system_stats", 8)
+    agent.wait_line("^COULD NOT CONNECT", 4, agent.log.mark())  # the next attempt is 2 s away
     broker.start()
     controller.reconnect()
     _, report = controller.wait_report(SYSTEM_STATS, 6)
-    assert f'"timestamp": {report["timestamp"]},' in sent_text
+    assert f'"timestamp": {report["timestamp"]},' in sent
     assert report["data"]["system_stats"]["uptime"] == 0
-    assert len(agent.lines(rf'^PUB MSG: .*"timestamp": {report["timestamp"]},')) == 1
 
 
 def test_session_follows_the_configuration(broker, controller, agent):
@@ -69,17 +58,8 @@ def test_session_follows_the_configuration(broker, controller, agent):
     broker.start()
     harness.edit_store("system", "127.0.0.9", "127.0.0.1")
     broker.wait_subscribed(2)
-    agent.wait_in_order(
-        [
-            "Disconnected from MQTT broker with result code: ",
-            "qva->broker: 127.0.0.9",
-            "127.0.0.9 1883",
-            "COULD NOT CONNECT: ",
-            "qva->broker: 127.0.0.1",
-            "127.0.0.1 1883",
-            f"device_macaddr: {MAC}",
-            "Successfully subscribed to topic",
-        ],
-        since=mark,
-    )
+    steps = ["Disconnected from MQTT broker with result code: ", "qva->broker: 127.0.0.9"]
+    steps += ["127.0.0.9 1883", "COULD NOT CONNECT: ", "qva->broker: 127.0.0.1", "127.0.0.1 1883"]
+    steps += [f"device_macaddr: {MAC}", "Successfully subscribed to topic"]
+    agent.wait_in_order(steps, since=mark)
     poll(lambda: harness.store_option("system", "broker", "status") == "1", 2, "status 1")

@@ -1,18 +1,14 @@
-"""A broker that reads slowly, not at all, or accepts a session at the last moment: one made by hand
-from the packets of MQTT 3.1.1."""
+"""A broker that reads slowly, not at all, or accepts a session at the last moment."""
 import contextlib
 import re
 import signal
 import socket
-import struct
 import time
 
 import harness
 import pytest
-from harness import poll
+from harness import PacketSession, poll
 
-PUBLISH, DISCONNECT = 3, 14
-CONNACK = bytes([0x20, 2, 0, 0])
 ACCEPT_LIMIT_S = 10
 FIT, TOO_MANY = 20, 40  # reports of 40 KB that the agent keeps, and that wait for room
 REPORT = "^PUB MSG: .* msg=(.*sta_stats_list.*)"
@@ -20,72 +16,18 @@ REPORT = "^PUB MSG: .* msg=(.*sta_stats_list.*)"
 CLOSE_LIMIT_S = 0.5 + 3
 
 
-class Session:
-    """The broker's end of a connection. `.packets` holds the type and body of what was read."""
+def accepted(listener):
+    session = PacketSession(listener.accept()[0])
+    session.accept()
+    return session
 
-    def __init__(self, listener):
-        self.socket, _ = listener.accept()
-        self.socket.settimeout(5)
-        self.packets = []
-        self._rest = b""
 
-    def read(self, limit=5):
-        """Reads on until nothing comes for so long. Returns whether the last packet is whole."""
-        self.socket.settimeout(limit)
-        try:
-            while data := self.socket.recv(1 << 20):
-                self._take(data)
-        except TimeoutError:
-            pass
-        return not self._rest
-
-    def read_some(self):
-        """Returns whether the agent has not ended the connection."""
-        data = self.socket.recv(4096)
-        self._take(data)
-        return data != b""
-
-    def accept(self):
-        """Reads the CONNECT and accepts the session."""
-        while not self.packets:
-            self._take(self.socket.recv(1024))
-        self.socket.sendall(CONNACK)
-
-    def _take(self, data):
-        self._rest += data
-        while packet := self._next():
-            self.packets.append(packet)
-
-    def _next(self):
-        length, at = 0, 1
-        while at < len(self._rest):  # seven bits of the length a byte
-            length |= (self._rest[at] & 127) << 7 * (at - 1)
-            at += 1
-            if self._rest[at - 1] < 128:
-                break
-        else:
-            return None
-        if len(self._rest) < at + length:
-            return None
-        packet = self._rest[0] >> 4, self._rest[at : at + length]
-        self._rest = self._rest[at + length :]
-        return packet
-
-    def send(self, topic, payload):
-        body = struct.pack(">H", len(topic)) + topic.encode() + payload
-        assert len(body) < 128
-        self.socket.sendall(bytes([PUBLISH << 4, len(body)]) + body)
-
-    def reports(self):
-        return [
-            body[2 + len(harness.REPORT_TOPIC) :].decode()
-            for kind, body in self.packets
-            if kind == PUBLISH and b"sta_stats_list" in body
-        ]
-
-    def reset(self):
-        self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
-        self.socket.close()
+def reports(session):
+    return [
+        body[2 + len(harness.REPORT_TOPIC) :].decode()
+        for kind, body in session.packets
+        if kind == session.PUBLISH and b"sta_stats_list" in body
+    ]
 
 
 @pytest.fixture
@@ -107,7 +49,7 @@ def ask(listener, wifi_manager, idle_controller):
 
     def send(agent, session, count):
         for _ in range(count):
-            session.send(idle_controller.topic, b'{"type":1024,"timestamp":1}')
+            session.publish(idle_controller.topic, b'{"type":1024,"timestamp":1}')
         agent.wait_line(REPORT, 5)
         poll(lambda: time.monotonic() - agent.lines(REPORT)[-1][0] > 0.5, 10, "rest")
 
@@ -121,17 +63,15 @@ def said(agent):
 
 def test_lost_in_the_middle_of_a_report(listener, start_agent, ask):
     agent = start_agent()
-    first = Session(listener)
-    first.accept()
+    first = accepted(listener)
     ask(agent, first, FIT)
     agent.process.send_signal(signal.SIGSTOP)
     assert not first.read(0.3)  # what the agent's socket holds ends within a report
     first.reset()
     agent.process.send_signal(signal.SIGCONT)
-    second = Session(listener)
-    second.accept()
-    poll(lambda: second.read(0.2) and len(second.reports()) >= FIT // 2, 5, "the rest")
-    assert first.reports() + second.reports() == said(agent)
+    second = accepted(listener)
+    poll(lambda: second.read(0.2) and len(reports(second)) >= FIT // 2, 5, "the rest")
+    assert reports(first) + reports(second) == said(agent)
     assert len(said(agent)) == FIT
     second.reset()
 
@@ -140,8 +80,7 @@ def test_lost_in_the_middle_of_a_report(listener, start_agent, ask):
 def choked(listener, start_agent, ask):
     """An agent that waits for room, and the session that gives it none."""
     agent = start_agent()
-    session = Session(listener)
-    session.accept()
+    session = accepted(listener)
     ask(agent, session, TOO_MANY)
     assert len(said(agent)) < TOO_MANY
     yield agent, session
@@ -150,24 +89,23 @@ def choked(listener, start_agent, ask):
 
 def test_nothing_is_dropped_while_the_session_lives(choked):
     agent, session = choked
-    poll(lambda: session.read(0.2) and len(session.reports()) >= TOO_MANY, 5, "every report")
-    assert session.reports() == said(agent)
+    poll(lambda: session.read(0.2) and len(reports(session)) >= TOO_MANY, 5, "every report")
+    assert reports(session) == said(agent)
     assert not agent.lines("dropped")
 
 
 def test_farewell(listener, start_agent, ask, idle_controller):
     """What fits goes out before the DISCONNECT, to a broker that goes on talking."""
     agent = start_agent()
-    session = Session(listener)
-    session.accept()
+    session = accepted(listener)
     ask(agent, session, FIT // 2)
     agent.process.send_signal(signal.SIGTERM)
     with contextlib.suppress(ConnectionError):
         while session.read_some():
-            session.send(idle_controller.topic, b'{"type":1000,"timestamp":1}')
+            session.publish(idle_controller.topic, b'{"type":1000,"timestamp":1}')
     assert agent.exit_status(1) == 0
-    assert session.reports() == said(agent)
-    assert session.packets[-1] == (DISCONNECT, b"")
+    assert reports(session) == said(agent)
+    assert session.packets[-1] == (session.DISCONNECT, b"")
     session.reset()
 
 
@@ -180,7 +118,7 @@ def test_sigterm(choked):
 
 def test_accepted_at_the_very_limit(listener, start_agent):
     agent = start_agent()
-    session = Session(listener)
+    session = PacketSession(listener.accept()[0])
     begin = time.monotonic()
     time.sleep(ACCEPT_LIMIT_S - 0.1)
     agent.process.send_signal(signal.SIGSTOP)

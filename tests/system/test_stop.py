@@ -1,10 +1,13 @@
 """SIGTERM while a flashing tool is at work: the tool is waited for, and its status delivered before
-the agent leaves, or named as dropped."""
+the agent leaves, or named as dropped. And during an upgrade whose tool has not begun: the download
+ends, what is owed is reported, and nothing is flashed on a system that shuts down."""
 import signal
 import time
 
+import harness
 import pytest
-from firmware import flash, statuses, tools_called, wait_statuses
+from firmware import BOARD, IMAGE, ROOTFS_BOARDS, STALLED
+from firmware import flash, statuses, tools_called, upgrade, wait_statuses
 from harness import poll, set_tool
 
 KEEP_ALIVE_S = 15
@@ -41,29 +44,67 @@ def test_flash_longer_than_the_keep_alive(broker, controller, device_tools, agen
     assert not agent.lines("reports dropped")
 
 
-def test_session_lost_meanwhile(broker, controller, link, device_tools, linked_agent):
-    """The broker is there again when the tool ends."""
+@pytest.mark.parametrize("end_of_broker", ["back", "absent", "mute"])
+def test_session_lost_meanwhile(
+    broker, controller, link, device_tools, linked_agent, end_of_broker
+):
+    """The broker is there again when the tool ends, or is not."""
     mark = controller.reports.mark()
     done = stop_during_flash(controller, linked_agent, TOOL_S)
-    link.shut()
+    link.hold() if end_of_broker == "mute" else link.shut()
     link.cut()
-    time.sleep(done - time.monotonic() - 0.5)
-    link.open()
+    if end_of_broker == "back":
+        time.sleep(done - time.monotonic() - 0.5)
+        link.open()
     end(linked_agent, done, LAST_ATTEMPT_S + 1)
-    wait_statuses(controller, mark, [2], 1)
-    poll(lambda: broker.agent_farewells() == 1, 1, "DISCONNECT")
-    assert broker.agent_sessions() == 2
-
-
-@pytest.mark.parametrize("broker_kind", ["absent", "mute"])
-def test_no_session_any_more(controller, link, device_tools, linked_agent, broker_kind):
-    mark = controller.reports.mark()
-    done = stop_during_flash(controller, linked_agent, TOOL_S)
-    if broker_kind == "absent":
-        link.shut()
+    if end_of_broker == "back":
+        wait_statuses(controller, mark, [2], 1)
+        poll(lambda: broker.agent_farewells() == 1, 1, "DISCONNECT")
+        assert broker.agent_sessions() == 2
     else:
-        link.hold()
-    link.cut()
-    end(linked_agent, done, LAST_ATTEMPT_S + 1)
-    assert len(linked_agent.lines(DROPPED)) == 1
-    assert statuses(controller, mark) == []
+        assert len(linked_agent.lines(DROPPED)) == 1
+        assert statuses(controller, mark) == []
+
+
+@pytest.mark.parametrize("name", ["unanswered", STALLED])
+@pytest.mark.parametrize("commands", [[1002], [1032], [1002, 1032]])
+def test_download(broker, controller, images, agent, commands, name):
+    """Alone, and with an upgrade that waits for the first one's end."""
+    BOARD.write_text(ROOTFS_BOARDS[0])
+    if name == "unanswered":
+        images.hold()
+    mark, log = controller.reports.mark(), agent.log.mark()
+    for command in commands:
+        controller.send(upgrade(command, images, image_name=name))
+        poll(lambda: images.requests, 5, "request")
+    accepted = [201] * (1032 in commands)
+    if accepted:
+        wait_statuses(controller, mark, accepted)
+    time.sleep(0.3)  # the download is well under way
+    asked = time.monotonic()
+    agent.process.send_signal(signal.SIGTERM)
+    at, _ = agent.wait_line("^QV_ERR: firmware download of .* failed: ", 3, log)
+    assert at - asked < 1.5
+    assert agent.exit_status(3) == 0
+    poll(lambda: broker.agent_farewells() == 1, 1, "DISCONNECT")
+    # A waiting upgrade that is given up owes its end, too.
+    assert statuses(controller, mark) == accepted + [-1] * len(commands)
+    assert len(images.requests) == 1
+    assert tools_called() == []
+    assert not IMAGE.exists()
+
+
+def test_checksum(broker, controller, images, own_tool, start_agent):
+    """The image is there and in order: it is not flashed any more."""
+    BOARD.write_text(ROOTFS_BOARDS[0])
+    begun = harness.AP_DIR / "tools/checksum"
+    own_tool("md5sum", f'echo >{begun}; sleep 1; exec /usr/bin/md5sum "$@"')
+    agent = start_agent()
+    broker.wait_subscribed()
+    mark = controller.reports.mark()
+    controller.send(upgrade(1032, images))
+    poll(begun.exists, 5, "checksum")
+    assert agent.stop()[0] == 0
+    assert tools_called() == []
+    poll(lambda: len(statuses(controller, mark)) == 2, 1, "the end's status")
+    assert statuses(controller, mark)[-1] < 0

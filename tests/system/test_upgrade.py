@@ -2,8 +2,6 @@
 device's tools see, and what becomes of the commands that come meanwhile. What each board, option
 and failure comes to is the unit tests' matter."""
 import os
-import pathlib
-import re
 import signal
 import time
 
@@ -13,7 +11,6 @@ from firmware import BOARD, CUT_SHORT, IMAGE, MISSING, NAME, ROOTFS_BOARDS
 from firmware import SYSUPGRADE_BOARD, flash, statuses, tools_called, upgrade, wait_statuses
 from harness import poll, set_tool
 
-MEBIBYTE = 1 << 20
 REFUSED = "^QV_ERR: firmware upgrade refused: another one runs"
 
 
@@ -180,25 +177,3 @@ def test_flashing_outlives_signals_to_the_agent(
     assert agent.exit_status(8) == 0
     assert progress.read_text() == "begun\ndone\n"
     wait_statuses(controller, mark, {1002: [202, 203], 1032: [201, 202, 203], 1033: [2]}[command])
-
-
-def memory_kib(agent, entry):
-    status = pathlib.Path(f"/proc/{agent.process.pid}/status").read_text()
-    return int(re.search(rf"^{entry}:\s+(\d+)", status, re.M)[1])
-
-
-def test_large_image_passes_through_little_memory(controller, images, rootfs_board, agent):
-    images.image = bytes(MEBIBYTE)
-    wait_served(controller)
-    own = memory_kib(agent, "RssAnon")
-    for repeats in (1, 64):
-        # The first download also maps the pages of the libraries' code that it needs.
-        peak = memory_kib(agent, "VmHWM")
-        images.repeats = repeats
-        mark = controller.reports.mark()
-        controller.send(upgrade(1002, images))
-        wait_statuses(controller, mark, [202, 203], 40)
-        assert IMAGE.stat().st_size == repeats * MEBIBYTE
-    if not harness.sanitized() and not harness.emulated():
-        assert memory_kib(agent, "RssAnon") - own <= 1024
-        assert memory_kib(agent, "VmHWM") - peak <= 1024

@@ -9,7 +9,7 @@ import pathlib
 import re
 import sys
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "system"))
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tests/system"))
 import harness
 
 GUEST_BASE = 0x100000000

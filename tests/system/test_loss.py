@@ -1,0 +1,93 @@
+"""Connections that are lost, and what the agent says and asks for around the loss."""
+import harness
+import pytest
+from harness import DISCOVERY, SYSTEM_STATS, poll, set_tool, tool_calls
+
+PASS_S = 10  # the longest pause of the main loop
+LOOK_S = 5  # its pause behind an announcement; after it the new session is taken up
+KEEP_ALIVE_S = 15
+
+
+@pytest.fixture
+def announcing(controller, linked_agent):
+    """The agent, right after an announcement: 5 s until its main loop looks again."""
+    controller.wait_report(DISCOVERY, 4)
+    return linked_agent
+
+
+@pytest.fixture
+def other_link():
+    way = harness.Link(1885)
+    yield way
+    way.close()
+
+
+def test_session_asked_for_after_it(broker, controller, link, other_link, announcing):
+    link.cut()
+    broker.wait_subscribed(2)
+    harness.edit_store("system", f"'{link.port}'", f"'{other_link.port}'")
+    mark = controller.reports.mark()
+    controller.send(1014)
+    broker.wait_subscribed(3, PASS_S)
+    controller.wait_report(DISCOVERY, PASS_S, mark)
+    assert len(other_link.accepted) == 1
+    assert (broker.agent_sessions(), broker.agent_farewells()) == (3, 1)
+    assert harness.store_option("system", "broker", "status") == "1"
+
+
+def test_lost_while_it_is_made(broker, controller, link, announcing):
+    """The connections that the command asks for are lost before the broker's answer, and after."""
+    controller.send(1014)
+    announcing.wait_line("^process_msg->type 1014$", 2)
+    link.down.clear()
+    poll(lambda: broker.agent_sessions() == 2, PASS_S, "CONNECT")
+    mark = controller.reports.mark()
+    link.cut()
+    link.down.set()
+    broker.wait_subscribed(2, 4)
+    link.cut()
+    broker.wait_subscribed(3, 4)
+    controller.wait_report(DISCOVERY, PASS_S, mark)
+    assert broker.agent_sessions() == 4
+    assert harness.store_option("system", "broker", "status") == "1"
+
+
+def test_spoken_to_after_it(broker, controller, link, announcing):
+    link.cut()
+    broker.wait_subscribed(2)
+    mark = controller.reports.mark()
+    controller.send(1024)
+    controller.wait_report(SYSTEM_STATS, PASS_S, mark)
+    controller.wait_report(SYSTEM_STATS, PASS_S + 1.5, mark, 2)
+    assert not controller.times(DISCOVERY, mark)
+    assert broker.agent_sessions() == 2
+
+
+def test_lost_during_a_command(broker, controller, link, device_tools, announcing):
+    """The command's end, once the agent has taken the new session up, is not taken for a command on
+    it: the agent goes on to announce."""
+    set_tool("wifi", delay=LOOK_S + 1)
+    mark = controller.reports.mark()
+    controller.send(1021)
+    poll(tool_calls, 2, "wifi reload")
+    link.cut()
+    broker.wait_subscribed(2)
+    controller.wait_report(DISCOVERY, 13, mark, 2)
+    assert not controller.times(SYSTEM_STATS, mark)
+    assert broker.agent_sessions() == 2
+
+
+def test_broker_that_turns_mute_is_left(broker, controller, link, linked_agent):
+    """In the middle of a good session: no packet, no end of the connection."""
+    controller.send(1034)
+    controller.wait_report(SYSTEM_STATS, 2)
+    mark = linked_agent.log.mark()
+    link.hold()
+    # A sign of life is due after 15 s without a packet, and so long its answer is waited for.
+    linked_agent.wait_line("^Disconnected from MQTT broker", 2 * KEEP_ALIVE_S + 12, mark)
+    poll(lambda: len(link.accepted) == 2, 3, "a new connection")
+    sent = controller.reports.mark()
+    link.go_on()
+    broker.wait_subscribed(2, 4)
+    controller.wait_report(DISCOVERY, 12, sent)
+    assert len(link.accepted) == 2
