@@ -13,7 +13,6 @@ import page
 HERE = pathlib.Path(__file__).resolve().parent
 FOLDER = HERE.parent / "docs/protocol"
 WORDS = json.loads((HERE / "words.json").read_text())
-TABLES = WORDS["tables"]
 DRAFT = "2020-12"
 TIME = 1700000000000
 SIDES = ("commands", "reports")
@@ -38,6 +37,14 @@ def reference(name):
 def parts(entry):
     """Title and description of a message, or description and example of a member, and the rest."""
     return [*entry, {}][:3]
+
+
+def words_of(table, fact):
+    """Description and example of a member, and the rest: its key's, unless its table has others."""
+    own = WORDS["tables"].get(table, {})
+    description, example, more = parts(own.get(fact["key"]) or WORDS["members"][fact["key"]])
+    is_number_as_text = fact["type"] == "text" and type(example) is int
+    return description, str(example) if is_number_as_text else example, more
 
 
 class Side:
@@ -82,8 +89,8 @@ class Side:
             return reference(name) | words
         return words if "enum" in words else schema | words
 
-    def member(self, fact, entry):
-        description, example, more = parts(entry)
+    def member(self, fact, table):
+        description, example, more = words_of(table, fact)
         words = {key: value for key, value in more.items() if key not in SIDES}
         words |= more.get(self.name, {})
         own = {"description": description} if description else {}
@@ -94,7 +101,7 @@ class Side:
 
     def table(self, name, facts):
         """The definition of a table, and a reference to it."""
-        words, command = TABLES[name], self.name == "commands"
+        words, command = WORDS["tables"].get(name, {}), self.name == "commands"
         shown = [fact for fact in facts if fact["settable"] or not command]
         shown_always = [fact.get("list", {}).get("always_shown", True) for fact in shown]
         needs = [fact["required"] for fact in shown] if command else shown_always
@@ -105,7 +112,7 @@ class Side:
         definition |= {"additionalProperties": False, "properties": {}}
         self.tables[name] = definition
         for fact in shown:
-            definition["properties"][fact["key"]] = self.member(fact, words[fact["key"]])
+            definition["properties"][fact["key"]] = self.member(fact, name)
         return reference(name)
 
     def document(self, messages):
@@ -152,7 +159,7 @@ def example_of(facts, words):
     record, name = {}, words["members"]
     for fact in facts:
         key = fact["key"]
-        _, example, more = parts(TABLES[name][key])
+        _, example, more = words_of(name, fact)
         if "of" in more:
             example = [example_of(fact["list"]["members"], {"members": more["of"]})]
         if key in words.get("shown", [key]):
