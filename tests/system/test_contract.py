@@ -43,9 +43,12 @@ SHAPES = {
     "server": ("host protocol", "protocolVersion description"),
     "channel": ("address messages", "description parameters"),
     "parameter": ("", "description examples"),
-    "message": ("name title payload", ""),
+    "message": ("name title summary payload examples", ""),
     "payload": ("schemaFormat schema", ""),
-    "operation": ("action channel title description messages bindings", "reply x-reconnects"),
+    "operation": (
+        "action channel title summary description messages bindings",
+        "reply x-reconnects",
+    ),
     "reply": ("channel messages", ""),
 }
 
@@ -113,6 +116,14 @@ def test_examples_keep_the_contract(document):
                 assert not contract.report_faults(example)
                 assert contract.report_faults(example | {"extra": 1})
                 assert contract.report_faults(example | {"data": {}})
+
+
+@pytest.mark.parametrize("name", [{}, {"ifname": ""}, {"ifname": None}, {"radio_name": ""}])
+def test_what_is_set_has_a_name(name):
+    """The agent would send it empty."""
+    for number, key in ((1004, "vap_config"), (1005, "general_data")):
+        command = {"type": number, "data": {key: {"channel": "6"} | name}}
+        assert contract.command_faults(json.dumps(command).encode())
 
 
 def keywords(schema):
