@@ -11,7 +11,7 @@ namespace qvctl {
 /// A name and, from a column that all of them share, what is said of it: as CLI11 sets options.
 std::string help_line(std::string_view name, std::string_view meaning);
 
-/// Lines of more than 80 columns broken between words; what is said of a name goes on in its column.
+/// Lines of more than 80 columns broken between words; what is said of a name stays in its column.
 std::string wrapped(std::string_view text);
 
 class HelpFormatter : public CLI::Formatter {
