@@ -13,7 +13,6 @@ import page
 HERE = pathlib.Path(__file__).resolve().parent
 FOLDER = HERE.parent / "docs/protocol"
 WORDS = json.loads((HERE / "words.json").read_text())
-TABLES = WORDS["tables"]
 DRAFT = "2020-12"
 TIME = 1700000000000
 SIDES = ("commands", "reports")
@@ -38,6 +37,17 @@ def reference(name):
 def parts(entry):
     """Title and description of a message, or description and example of a member, and the rest."""
     return [*entry, {}][:3]
+
+
+def words_of(table, fact, side=""):
+    """Description and example of a member, and what else is told of it on one side."""
+    key = fact["key"]
+    words = WORDS["members"].get(f"{table}.{key}") or WORDS["members"][key]
+    description, example, more = parts(words)
+    if fact["type"] == "text" and type(example) is int:
+        example = str(example)
+    told = {key: value for key, value in more.items() if key not in SIDES}
+    return description, example, told | more.get(side, {})
 
 
 class Side:
@@ -82,10 +92,8 @@ class Side:
             return reference(name) | words
         return words if "enum" in words else schema | words
 
-    def member(self, fact, entry):
-        description, example, more = parts(entry)
-        words = {key: value for key, value in more.items() if key not in SIDES}
-        words |= more.get(self.name, {})
+    def member(self, fact, table):
+        description, example, words = words_of(table, fact, self.name)
         own = {"description": description} if description else {}
         if fact["type"] == "list":
             schema = self.array(fact["list"], words)
@@ -94,18 +102,20 @@ class Side:
 
     def table(self, name, facts):
         """The definition of a table, and a reference to it."""
-        words, command = TABLES[name], self.name == "commands"
+        words, command = WORDS["tables"].get(name, {}), self.name == "commands"
         shown = [fact for fact in facts if fact["settable"] or not command]
         shown_always = [fact.get("list", {}).get("always_shown", True) for fact in shown]
-        needs = [fact["required"] for fact in shown] if command else shown_always
-        asked = [fact["key"] for fact, needed in zip(shown, needs) if needed]
-        definition = {"type": "object", "required": asked, **words.get("", {})}
+        # What must not be empty must be there, although the agent would send it empty.
+        needs = [it["required"] or "minLength" in words_of(name, it, self.name)[2] for it in shown]
+        needed = zip(shown, needs if command else shown_always)
+        asked = [fact["key"] for fact, is_needed in needed if is_needed]
+        definition = {"type": "object", "required": asked, **words}
         if not definition["required"]:
             del definition["required"]
         definition |= {"additionalProperties": False, "properties": {}}
         self.tables[name] = definition
         for fact in shown:
-            definition["properties"][fact["key"]] = self.member(fact, words[fact["key"]])
+            definition["properties"][fact["key"]] = self.member(fact, name)
         return reference(name)
 
     def document(self, messages):
@@ -119,8 +129,9 @@ class Side:
         }
 
 
-def object_of(key, schema, *more):
-    return {"type": "object", "required": [key], **dict(more), "properties": {key: schema}}
+def data_of(title, key, schema, **more):
+    names = {"title": f"{title} data", "type": "object", "required": [key]}
+    return names | more | {"properties": {key: schema}}
 
 
 def command(side, number, fact):
@@ -132,10 +143,10 @@ def command(side, number, fact):
         definition["x-maxCommandBytes"] = fact["command_max"]
     if key := fact.get("key"):
         if "members" in fact:
-            data = object_of(key, side.table(words["members"], fact["members"]))
+            data = data_of(title, key, side.table(words["members"], fact["members"]))
         else:
             size = fact["text_max"]
-            data = object_of(key, {"maxLength": size, "x-maxBytes": size} | words["text"])
+            data = data_of(title, key, {"maxLength": size, "x-maxBytes": size} | words["text"])
         if words.get("optional") or "default" in words.get("text", {}):
             del data["required"]
         else:
@@ -152,7 +163,7 @@ def example_of(facts, words):
     record, name = {}, words["members"]
     for fact in facts:
         key = fact["key"]
-        _, example, more = parts(TABLES[name][key])
+        _, example, more = words_of(name, fact)
         if "of" in more:
             example = [example_of(fact["list"]["members"], {"members": more["of"]})]
         if key in words.get("shown", [key]):
@@ -171,9 +182,10 @@ def report(side, number, fact):
         example = example_of(fact["members"], words)
     else:
         body, example = reference(name), words["example"]
+    title += " report"  # another name than that of the table in it
     definition = {"title": title, "description": description, "allOf": [reference("envelope")]}
     definition |= {"required": ip} if ip else {"not": {"required": ["ip"]}}
-    data = object_of(key, body, ("additionalProperties", False))
+    data = data_of(title, key, body, additionalProperties=False)
     definition["properties"] = {"type": {"const": int(number)}, "data": data}
     envelope = {"type": int(number), "flag": "REQ", "fwname": "QV_VER_1_0_1", "hwname": "KX7310"}
     envelope |= {"timestamp": TIME, "macaddr": "02:11:22:33:44:55"}
@@ -188,22 +200,35 @@ def follows(fact, words):
     return answer + "." + RECONNECTS * fact["reconnects"]
 
 
+def summary(definition):
+    return definition["description"].partition(". ")[0].removesuffix(".") + "."
+
+
 def channel(address, side, description, definitions, **more):
     def message(number, definition):
         schema = {"$ref": f"./{side}.schema.json#/$defs/{number}"}
         payload = {"schemaFormat": f"application/schema+json;version=draft-{DRAFT}"}
-        title = definition["title"]
-        return {"name": number, "title": title, "payload": payload | {"schema": schema}}
+        named = {"name": number, "title": definition["title"], "summary": summary(definition)}
+        examples = [{"payload": example} for example in definition["examples"]]
+        return named | {"payload": payload | {"schema": schema}, "examples": examples}
 
     messages = {f"{side[:-1]}{n}": message(n, d) for n, d in definitions.items()}
     return {"address": address, "description": description, **more, "messages": messages}
 
 
-def operation(action, title, description, side, number, **more):
+def operation(action, side, number, definition, title, description, **more):
     messages = [{"$ref": f"#/channels/{side}/messages/{side[:-1]}{number}"}]
     begin = {"action": action, "channel": {"$ref": f"#/channels/{side}"}, "title": title}
-    begin |= {"description": description, "messages": messages, **more}
-    return begin | {"bindings": {"$ref": "#/components/operationBindings/mqtt"}}
+    told = {"summary": summary(definition), "description": description}
+    return (
+        begin
+        | told
+        | {
+            "messages": messages,
+            **more,
+            "bindings": {"$ref": "#/components/operationBindings/mqtt"},
+        }
+    )
 
 
 def asyncapi(facts, commands, reports):
@@ -218,10 +243,11 @@ def asyncapi(facts, commands, reports):
         if fact["reconnects"]:
             more["x-reconnects"] = True
         title, _, words = parts(WORDS["commands"][number])
-        told = (title, follows(fact, words))
-        operations[f"command{number}"] = operation("receive", *told, "commands", number, **more)
-    operations["announce"] = operation("send", *WORDS["announce"], "reports", 1000)
-    operations["reportStatistics"] = operation("send", *WORDS["statistics"], "reports", 1003)
+        sent = ("commands", number, commands[number], title, follows(fact, words))
+        operations[f"command{number}"] = operation("receive", *sent, **more)
+    for name, number in (("announce", "1000"), ("reportStatistics", "1003")):
+        said = ("reports", number, reports[number], *WORDS[name])
+        operations[name] = operation("send", *said)
     server = {"host": "127.0.0.1:1883", "protocol": "mqtt", "protocolVersion": "3.1.1"}
     to_device = channel(address, "commands", "Commands to one device.", commands, parameters=mac)
     to_all = channel(facts["report_topic"], "reports", "Reports of all devices.", reports)

@@ -1,10 +1,12 @@
 #include "command_line.h"
 
 #include "command_line_settings.h"
+#include "help_format.h"
 #include "words.h"
 
 #include <algorithm>
 #include <cstdio>
+#include <memory>
 
 namespace qvctl {
 
@@ -228,6 +230,7 @@ std::vector<const CLI::App*> verbs_of(const CLI::App& app) {
 
 CommandLine::CommandLine()
     : app("Talks to access points that run qvagent, through their broker.", "qvctl") {
+    app.formatter(std::make_shared<HelpFormatter>());
     app.set_help_flag("--help", "Print this help and end"); // -h is the host
     app.set_version_flag("-V,--version", "qvctl " QV_VERSION, "Print the version and end");
     app.fallthrough();

@@ -1,9 +1,11 @@
 #include "command_line_settings.h"
 
-#include "style.h"
+#include "help_format.h"
+#include "json/json_scope.h"
 #include "words.h"
 
 #include <algorithm>
+#include <cstdio>
 
 namespace qvctl {
 
@@ -13,20 +15,50 @@ std::string only_digits(std::string& text) {
     return is_digits(text) ? "" : text + " is no number of digits only";
 }
 
-/// The keys with what they take, as a help text's end.
+/// The keys that can be set.
+std::vector<SettingKey> settable_keys(const Setting& setting) {
+    std::vector<SettingKey> keys = keys_of(setting);
+    std::erase_if(keys, [](const SettingKey& key) { return key.use == SettingKey::Use::reported; });
+    return keys;
+}
+
+/// A line for each key: what it takes, and what it means.
 std::string keys_text(const Setting& setting) {
-    std::string text = "Keys:";
-    for (const SettingKey& key : keys_of(setting)) {
-        if (key.use != SettingKey::Use::reported) {
-            text +=
-                "\n  " + fitted(key.name, std::max<size_t>(key.name.size(), 27)) + " " + key.limit;
-        }
+    std::string text;
+    for (const SettingKey& key : settable_keys(setting)) {
+        text += help_line(key.name, key.limit + (key.meaning.empty() ? "" : ". " + key.meaning));
+        text += '\n';
     }
     return text;
 }
 
+JsonPtr keys_json(const Setting& setting) {
+    JsonPtr list(json_object_new_array());
+    for (const SettingKey& key : settable_keys(setting)) {
+        JsonPtr entry(json_object_new_object());
+        const auto add = [&entry](const char* name, const std::string& text) {
+            qv_json_add(entry.get(), name, JsonPtr(json_object_new_string(text.c_str())));
+        };
+        add("key", key.name);
+        add("limit", key.limit);
+        add("meaning", key.meaning);
+        qv_json_append(list.get(), std::move(entry));
+    }
+    return list;
+}
+
+ExitStatus list_keys(const Options& options, const Setting& setting) {
+    if (options.json) {
+        puts(json_object_to_json_string_ext(keys_json(setting).get(), JSON_C_TO_STRING_PLAIN));
+    } else {
+        fputs(wrapped(keys_text(setting)).c_str(), stdout);
+    }
+    return ANSWERED;
+}
+
 void add_get_keys(CommandLine& line, CLI::App& get_verb) {
-    CLI::App* const keys = get_verb.add_subcommand("keys", "Keys of settings, and what they take");
+    CLI::App* const keys =
+        get_verb.add_subcommand("keys", "Keys of settings: what they take and mean");
     std::vector<std::string> names;
     for (const Setting& setting : settings()) {
         names.emplace_back(setting.name);
@@ -63,7 +95,7 @@ void add_settings_words(CLI::App& what, CommandLine& line, const Setting& settin
                       "Delete the lists that wifi0Flag=1 and wifi1Flag=1 name from the "
                       "configuration store");
     }
-    what.footer(keys_text(setting));
+    what.footer("Keys:\n" + keys_text(setting));
     line.words[&what] = words_of(setting);
     for (std::string& word : line.words[&what]) {
         word += "=";

@@ -1,5 +1,7 @@
 #include "generate.h"
 
+#include "help_format.h"
+
 #include <set>
 
 namespace qvctl {
@@ -78,7 +80,7 @@ std::string roff_verb(const CommandLine& line, const CLI::App& verb, const std::
         text += roff_options(verb, true);
         text += roff_options(verb, false);
         if (const std::string keys = verb.get_footer(); !keys.empty()) {
-            text += ".PP\n.nf\n" + roff(keys) + "\n.fi\n";
+            text += ".PP\n.nf\n" + roff(wrapped(keys)) + ".fi\n";
         }
     }
     for (const CLI::App* const part : parts) {

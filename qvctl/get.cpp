@@ -123,23 +123,4 @@ ExitStatus get(const Options& options, const Arguments& arguments, const Reading
     return ANSWERED;
 }
 
-ExitStatus list_keys(const Options& options, const Setting& setting) {
-    JsonPtr list(json_object_new_array());
-    for (const SettingKey& key : keys_of(setting)) {
-        if (key.use == SettingKey::Use::reported) {
-            continue;
-        }
-        JsonPtr entry(json_object_new_object());
-        qv_json_add(entry.get(), "key", JsonPtr(json_object_new_string(key.name.c_str())));
-        qv_json_add(entry.get(), "limit", JsonPtr(json_object_new_string(key.limit.c_str())));
-        qv_json_append(list.get(), std::move(entry));
-    }
-    if (options.json) {
-        puts(json_object_to_json_string_ext(list.get(), JSON_C_TO_STRING_PLAIN));
-    } else {
-        print_lines(list_lines(list.get(), {}, Style::of_output(options)));
-    }
-    return ANSWERED;
-}
-
 } // namespace qvctl

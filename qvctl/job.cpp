@@ -232,6 +232,10 @@ ExitStatus Job::end() const {
     if (last_ == UPDATA_DOWNLOAD_FAILED && !order_.url.empty()) {
         fprintf(stderr, "qvctl: the device was told to fetch %s\n", order_.url.c_str());
     }
+    if (!command_heard_) { // not even the own one came back
+        fprintf(stderr, "qvctl: the broker does not show commands here: whether another controller "
+                        "sent a job meanwhile cannot be told\n");
+    }
     if (progress_of_job(last_) != 1) {
         return REFUSED;
     }

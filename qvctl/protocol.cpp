@@ -1,6 +1,7 @@
 #include "protocol.h"
 
 #include "checks.h"
+#include "key_meanings.h"
 #include "protocol/record_walk.h"
 #include "protocol/upgrade.h"
 
@@ -182,6 +183,12 @@ std::span<const Setting> settings() {
 std::vector<SettingKey> keys_of(const Setting& setting) {
     std::vector<SettingKey> keys;
     add_keys(keys, *setting.contract().fields);
+    for (SettingKey& key : keys) {
+        const auto* const row = std::ranges::find_if(KEY_MEANINGS, [&](const KeyMeaning& meaning) {
+            return meaning.command == setting.command && meaning.key == key.name;
+        });
+        key.meaning = row == std::end(KEY_MEANINGS) ? "" : row->meaning;
+    }
     return keys;
 }
 

@@ -70,6 +70,7 @@ struct SettingKey {
         nested,   ///< only a list's JSON does
         reported, ///< reports name it, and commands do not
     } use = Use::word;
+    std::string meaning = {}; ///< as the contract words it; none where the name says all
 };
 /// The keys of a list of one entry stand beside the others.
 std::vector<SettingKey> keys_of(const Setting& setting);

@@ -27,9 +27,6 @@ ExitStatus flash(const Options& options, const Arguments& arguments);
 ExitStatus watch(const Options& options, const Arguments& arguments);
 ExitStatus top(const Options& options, const Arguments& arguments);
 
-/// The keys of a kind of settings, with what they take.
-ExitStatus list_keys(const Options& options, const Setting& setting);
-
 /// Sends a command that no report answers, and says so.
 void send_only(Session& session, const std::string& device, const Options& options,
                json_object* command);

@@ -44,6 +44,14 @@ def test_schemas(document):
                 assert contract.report_faults(example | {"data": {}})
 
 
+@pytest.mark.parametrize("name", [{}, {"ifname": ""}, {"ifname": None}, {"radio_name": ""}])
+def test_what_is_set_has_a_name(name):
+    """The agent would send it empty."""
+    for number, key in ((1004, "vap_config"), (1005, "general_data")):
+        command = {"type": number, "data": {key: {"channel": "6"} | name}}
+        assert contract.command_faults(json.dumps(command).encode())
+
+
 def references(value):
     if isinstance(value, dict):
         yield from [value["$ref"]] if "$ref" in value else []

@@ -205,8 +205,20 @@ def test_secrets(agent, wifi_manager, overheard):
 def test_keys():
     """No broker runs: the keys are known without one."""
     status, listed, _ = qvctl("get", "keys", "settings")
-    assert status == ANSWERED and re.search(r"^hostname +at most 40 bytes$", listed, re.M)
-    assert re.search(r"^server +list of at most 10, each at most 49 bytes$", listed, re.M)
-    assert re.search(r"^  hostname +at most 40 bytes$", qvctl("set", "settings", "--help")[1], re.M)
+    assert status == ANSWERED and re.search(
+        "^  hostname +at most 40 bytes. Host name.$", listed, re.M
+    )
+    assert re.search(
+        "^  server +list of at most 10, each at most 49 bytes. Time\n +serv", listed, re.M
+    )
+    assert qvctl("set", "settings", "--help")[1].endswith(f"\n\nKeys:\n{listed}\n")
+    (country,) = [
+        row
+        for row in json.loads(qvctl("--json", "get", "keys", "ap")[1])
+        if "country" in row["key"]
+    ]
+    assert country["meaning"] == "Country code as a number."
+    for words in ((), ("set", "ap"), ("get",), ("upgrade",)):
+        assert max(map(len, qvctl(*words, "--help")[1].splitlines())) <= 80
     for what, count in {"settings": 11, "vap": 41, "ap": 13, "lan": 26, "maclist": 3}.items():
         assert len(json.loads(qvctl("--json", "get", "keys", what)[1])) == count

@@ -121,6 +121,20 @@ def test_another_controller(pretend, images):
     assert upgrade_other(timeout="5")[:2] == (UNCONFIRMED, [202, 203])
 
 
+def test_blind_controller(pretend, broker, tmp_path):
+    """The broker grants the subscription to the commands, and delivers none of them."""
+    (tmp_path / "acl").write_text("topic qv/dev_to_controller\ntopic write qv/+\n")
+    config = f"{broker.CONFIG.read_text()}listener 1884\nacl_file {tmp_path}/acl\n"
+    (tmp_path / "conf").write_text(f"per_listener_settings true\n{config}allow_anonymous true\n")
+    broker.kill()
+    broker.CONFIG = tmp_path / "conf"
+    broker.start()
+    pretend(*answers(202, 203))
+    for port, is_blind in (("1883", False), ("1884", True)):
+        status, _, text = upgrade_other("-p", port)
+        assert status == ANSWERED and ("whether another controller" in text) == is_blind, text
+
+
 # What the device, which restarts after the last status, says and names as its firmware then;
 # options, exit status, what is said.
 RETURNS = [
