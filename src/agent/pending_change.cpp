@@ -1,0 +1,162 @@
+#include "agent/pending_change.h"
+
+#include "agent/context.h"
+
+#include <algorithm>
+#include <utility>
+
+using Clock = PendingChange::Clock;
+using enum ChangeStage;
+
+namespace {
+
+PendingChange& change_of(AgentContext& context, NetworkPart part) {
+    return context.changes.of[static_cast<size_t>(part)];
+}
+
+bool takes_time(const PendingChange& change) {
+    return change.stage == waiting || change.stage == due;
+}
+
+/// Without memory for the message the changes that are due wait for the next pause.
+void tell_controller_thread(AgentContext& context) {
+    ControllerMsgPtr message = qv_new_controller_msg(context, 0, "", 0);
+    if (message == nullptr) {
+        const std::lock_guard guard(context.lock);
+        context.changes.queued = false;
+        for (PendingChange& change : context.changes.of) {
+            if (change.stage == due) {
+                change.deadline = Clock::now() + TAKE_BACK_PAUSE;
+            }
+        }
+        return;
+    }
+    message->own = context.settle_changes;
+    msg_queue_push(context.queue, std::move(message));
+}
+
+/// Changes stages with `lock` held. Returns whether the controller thread is to be told.
+template <class Edit>
+bool edit_all(AgentContext& context, Edit edit) {
+    const std::lock_guard guard(context.lock);
+    bool edited = false;
+    for (PendingChange& change : context.changes.of) {
+        edited = edit(change) || edited;
+    }
+    return edited && !std::exchange(context.changes.queued, true);
+}
+
+} // namespace
+
+void qv_agent_change_begun(AgentContext& context, NetworkPart part, uint16_t seconds) {
+    {
+        const std::lock_guard guard(context.lock);
+        change_of(context, part) = {.stage = waiting,
+                                    .seconds = seconds,
+                                    .ask = context.marks.asks + 1, // that of the command's ending
+                                    .deadline = Clock::now() + std::chrono::seconds(seconds)};
+    }
+    context.wake.notify_all();
+}
+
+bool qv_agent_keeps(AgentContext& context, NetworkPart part) {
+    const std::lock_guard guard(context.lock);
+    return takes_time(change_of(context, part));
+}
+
+std::array<ChangeStage, NETWORK_PARTS> qv_agent_changes_to_settle(AgentContext& context) {
+    const std::lock_guard guard(context.lock);
+    context.changes.queued = false;
+    std::array<ChangeStage, NETWORK_PARTS> work{};
+    for (size_t i = 0; i < NETWORK_PARTS; ++i) {
+        PendingChange& change = context.changes.of[i];
+        if (change.stage == due && context.busy == 1) {
+            change.deadline = Clock::now() + TAKE_BACK_PAUSE;
+        } else if (change.stage == due || change.stage == confirmed) {
+            change.deadline = PendingChange::NEVER;
+            work[i] = change.stage;
+        }
+    }
+    return work;
+}
+
+void qv_agent_change_settled(AgentContext& context, NetworkPart part) {
+    const std::lock_guard guard(context.lock);
+    change_of(context, part) = {};
+}
+
+uint8_t qv_agent_take_back_failed(AgentContext& context, NetworkPart part) {
+    uint8_t failures = 0;
+    {
+        const std::lock_guard guard(context.lock);
+        PendingChange& change = change_of(context, part);
+        failures = ++change.failures;
+        if (failures <= TAKE_BACK_REPEATS) {
+            change.deadline = Clock::now() + TAKE_BACK_PAUSE;
+        }
+    }
+    context.wake.notify_all();
+    return failures;
+}
+
+void qv_agent_change_found(AgentContext& context, NetworkPart part, uint16_t seconds) {
+    const std::lock_guard guard(context.lock);
+    change_of(context, part) = {.stage = waiting, .seconds = seconds, .ask = context.marks.asks};
+}
+
+void qv_agent_start_changes(AgentContext& context) {
+    bool started = false;
+    {
+        const std::lock_guard guard(context.lock);
+        for (PendingChange& change : context.changes.of) {
+            if (change.stage == waiting && change.deadline == PendingChange::NEVER) {
+                change.deadline = Clock::now() + std::chrono::seconds(change.seconds);
+                started = true;
+            }
+        }
+    }
+    if (started) {
+        context.wake.notify_all();
+    }
+}
+
+void qv_agent_confirm_changes(AgentContext& context, uint32_t begun) {
+    const auto confirm = [begun](PendingChange& change) {
+        if (change.stage != waiting || qv_agent_ask_before(begun, change.ask)) {
+            return false;
+        }
+        change.stage = confirmed;
+        return true;
+    };
+    if (edit_all(context, confirm)) {
+        tell_controller_thread(context);
+    }
+}
+
+bool qv_agent_change_pending(AgentContext& context) {
+    const std::lock_guard guard(context.lock);
+    return std::ranges::any_of(context.changes.of, takes_time);
+}
+
+Clock::time_point qv_agent_change_deadline(const AgentContext& context) {
+    Clock::time_point first = PendingChange::NEVER;
+    for (const PendingChange& change : context.changes.of) {
+        if (takes_time(change) && !context.changes.queued) {
+            first = std::min(first, change.deadline);
+        }
+    }
+    return first;
+}
+
+void qv_agent_queue_due_changes(AgentContext& context) {
+    const auto end_wait = [now = Clock::now()](PendingChange& change) {
+        if (!takes_time(change) || change.deadline > now) {
+            return false;
+        }
+        change.stage = due;
+        return true;
+    };
+    if (edit_all(context, end_wait)) {
+        tell_controller_thread(context);
+    }
+}
