@@ -14,8 +14,13 @@ PendingChange& change_of(AgentContext& context, NetworkPart part) {
     return context.changes.of[static_cast<size_t>(part)];
 }
 
-bool takes_time(const PendingChange& change) {
+/// Whether the deadline of the change counts.
+bool is_unsettled(const PendingChange& change) {
     return change.stage == waiting || change.stage == due;
+}
+
+bool is_at_hand(const PendingChange& change) {
+    return change.stage == due && change.deadline == PendingChange::NEVER;
 }
 
 /// Without memory for the message the changes that are due wait for the next pause.
@@ -25,7 +30,7 @@ void tell_controller_thread(AgentContext& context) {
         const std::lock_guard guard(context.lock);
         context.changes.queued = false;
         for (PendingChange& change : context.changes.of) {
-            if (change.stage == due) {
+            if (is_at_hand(change)) {
                 change.deadline = Clock::now() + TAKE_BACK_PAUSE;
             }
         }
@@ -49,31 +54,30 @@ bool edit_all(AgentContext& context, Edit edit) {
 } // namespace
 
 void qv_agent_change_begun(AgentContext& context, NetworkPart part, uint16_t seconds) {
-    {
-        const std::lock_guard guard(context.lock);
-        change_of(context, part) = {.stage = waiting,
-                                    .seconds = seconds,
-                                    .ask = context.marks.asks + 1, // that of the command's ending
-                                    .deadline = Clock::now() + std::chrono::seconds(seconds)};
-    }
+    const std::lock_guard guard(context.lock);
+    change_of(context, part) = {.stage = waiting,
+                                .seconds = seconds,
+                                .ask = context.marks.asks + 1, // that of the command's ending
+                                .deadline = Clock::now() + std::chrono::seconds(seconds)};
     context.wake.notify_all();
 }
 
 bool qv_agent_keeps(AgentContext& context, NetworkPart part) {
     const std::lock_guard guard(context.lock);
-    return takes_time(change_of(context, part));
+    const PendingChange& change = change_of(context, part);
+    return is_unsettled(change) || change.stage == given_up;
 }
 
 std::array<ChangeStage, NETWORK_PARTS> qv_agent_changes_to_settle(AgentContext& context) {
+    std::array<ChangeStage, NETWORK_PARTS> work{};
     const std::lock_guard guard(context.lock);
     context.changes.queued = false;
-    std::array<ChangeStage, NETWORK_PARTS> work{};
     for (size_t i = 0; i < NETWORK_PARTS; ++i) {
         PendingChange& change = context.changes.of[i];
-        if (change.stage == due && context.busy == 1) {
+        if (is_at_hand(change) && context.busy == 1) {
             change.deadline = Clock::now() + TAKE_BACK_PAUSE;
-        } else if (change.stage == due || change.stage == confirmed) {
-            change.deadline = PendingChange::NEVER;
+            context.wake.notify_all();
+        } else if (is_at_hand(change) || change.stage == confirmed) {
             work[i] = change.stage;
         }
     }
@@ -86,17 +90,15 @@ void qv_agent_change_settled(AgentContext& context, NetworkPart part) {
 }
 
 uint8_t qv_agent_take_back_failed(AgentContext& context, NetworkPart part) {
-    uint8_t failures = 0;
-    {
-        const std::lock_guard guard(context.lock);
-        PendingChange& change = change_of(context, part);
-        failures = ++change.failures;
-        if (failures <= TAKE_BACK_REPEATS) {
-            change.deadline = Clock::now() + TAKE_BACK_PAUSE;
-        }
+    const std::lock_guard guard(context.lock);
+    PendingChange& change = change_of(context, part);
+    if (++change.failures > TAKE_BACK_REPEATS) {
+        change.stage = given_up;
+    } else {
+        change.deadline = Clock::now() + TAKE_BACK_PAUSE;
     }
     context.wake.notify_all();
-    return failures;
+    return change.failures;
 }
 
 void qv_agent_change_found(AgentContext& context, NetworkPart part, uint16_t seconds) {
@@ -105,18 +107,12 @@ void qv_agent_change_found(AgentContext& context, NetworkPart part, uint16_t sec
 }
 
 void qv_agent_start_changes(AgentContext& context) {
-    bool started = false;
-    {
-        const std::lock_guard guard(context.lock);
-        for (PendingChange& change : context.changes.of) {
-            if (change.stage == waiting && change.deadline == PendingChange::NEVER) {
-                change.deadline = Clock::now() + std::chrono::seconds(change.seconds);
-                started = true;
-            }
+    const std::lock_guard guard(context.lock);
+    for (PendingChange& change : context.changes.of) {
+        if (change.stage == waiting && change.deadline == PendingChange::NEVER) {
+            change.deadline = Clock::now() + std::chrono::seconds(change.seconds);
+            context.wake.notify_all();
         }
-    }
-    if (started) {
-        context.wake.notify_all();
     }
 }
 
@@ -135,13 +131,13 @@ void qv_agent_confirm_changes(AgentContext& context, uint32_t begun) {
 
 bool qv_agent_change_pending(AgentContext& context) {
     const std::lock_guard guard(context.lock);
-    return std::ranges::any_of(context.changes.of, takes_time);
+    return std::ranges::any_of(context.changes.of, is_unsettled);
 }
 
 Clock::time_point qv_agent_change_deadline(const AgentContext& context) {
     Clock::time_point first = PendingChange::NEVER;
     for (const PendingChange& change : context.changes.of) {
-        if (takes_time(change) && !context.changes.queued) {
+        if (is_unsettled(change)) {
             first = std::min(first, change.deadline);
         }
     }
@@ -150,10 +146,11 @@ Clock::time_point qv_agent_change_deadline(const AgentContext& context) {
 
 void qv_agent_queue_due_changes(AgentContext& context) {
     const auto end_wait = [now = Clock::now()](PendingChange& change) {
-        if (!takes_time(change) || change.deadline > now) {
+        if (!is_unsettled(change) || change.deadline > now) {
             return false;
         }
         change.stage = due;
+        change.deadline = PendingChange::NEVER;
         return true;
     };
     if (edit_all(context, end_wait)) {

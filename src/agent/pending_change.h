@@ -25,6 +25,7 @@ enum class ChangeStage : uint8_t {
     waiting,   ///< for a command in a session that was begun after the change
     confirmed, ///< by one: what was kept is of no use any more
     due,       ///< not confirmed in time: what was kept is to be applied
+    given_up,  ///< it could not be: what was kept stays for the next start
 };
 
 struct PendingChange {
@@ -32,17 +33,18 @@ struct PendingChange {
     static constexpr Clock::time_point NEVER = Clock::time_point::max();
 
     ChangeStage stage = ChangeStage::none;
-    uint8_t failures = 0;               ///< attempts to put the settings back that failed
-    uint16_t seconds = 0;               ///< that a command has to confirm it
-    uint32_t ask = 0;                   ///< a session that answers it was begun after the change
-    Clock::time_point deadline = NEVER; ///< of the wait, or for the next attempt
+    uint8_t failures = 0; ///< attempts to put the settings back that failed
+    uint16_t seconds = 0; ///< that a command has to confirm it
+    uint32_t ask = 0;     ///< a session that answers it was begun after the change
+    /// Of the wait, or for the next attempt to put back; none for one at hand.
+    Clock::time_point deadline = NEVER;
 };
 
 /// Guarded by the context's `lock`, edited by the operations below alone. While nothing is pending
 /// no deadline is waited for.
 struct PendingChanges {
     std::array<PendingChange, NETWORK_PARTS> of{};
-    bool queued = false; ///< the controller thread was told, and has not looked yet
+    bool queued = false; ///< the controller thread was told of some, and has not looked yet
 };
 
 // --- By the controller thread ---
@@ -54,8 +56,8 @@ void qv_agent_change_begun(AgentContext& context, NetworkPart part, uint16_t sec
 /// Whether what was kept for the part stands for an unconfirmed change, and has to stay.
 bool qv_agent_keeps(AgentContext& context, NetworkPart part);
 
-/// What there is to do, by part: no stages but `none`, `confirmed` and `due`. While a firmware job
-/// runs nothing is taken back; the next look is a pause later.
+/// What is to be done now, by part: no stages but `none`, `confirmed` and `due`. While a firmware
+/// job runs nothing is taken back; the next look is a pause later.
 std::array<ChangeStage, NETWORK_PARTS> qv_agent_changes_to_settle(AgentContext& context);
 
 /// The part is as it was, or as it was confirmed.

@@ -63,14 +63,17 @@ void forget(AgentContext& context, const NetworkSection& section, KeptSettings k
     qv_agent_change_settled(context, section.part);
 }
 
-/// As after a command, but that the agent goes on without an identity.
-void report_and_reconnect(AgentContext& context, const NetworkSection& section) {
-    qv_send_report(context, qv_command_contract(section.settings.command).answer,
-                   SYSTEM_STATS_ERROR);
+/// As after a command, but that the agent goes on where the identity cannot be read. One that was
+/// never read yet is not reported with.
+void reconnect_and_report(AgentContext& context, const NetworkSection& section) {
     if (qv_get_device_info(context) < 0) {
         qv_log("Fail to fetch device mac addr..\n");
     }
     qv_agent_ask_connection(context);
+    if (qv_agent_identity(context).ipaddr[0] != '\0') {
+        qv_send_report(context, qv_command_contract(section.settings.command).answer,
+                       SYSTEM_STATS_ERROR);
+    }
 }
 
 void take_back(AgentContext& context, const NetworkSection& section) {
@@ -89,7 +92,7 @@ void take_back(AgentContext& context, const NetworkSection& section) {
     }
     qv_log("QV_INFO: %s change taken back, not confirmed within %u s\n", section.name, seconds);
     forget(context, section, kept);
-    report_and_reconnect(context, section);
+    reconnect_and_report(context, section);
 }
 
 } // namespace
@@ -115,7 +118,8 @@ int32_t qv_settle_changes(AgentContext& context, const char* /*payload*/, uint32
     for (const NetworkSection& section : NETWORK_SECTIONS) {
         switch (work[static_cast<size_t>(section.part)]) {
         case ChangeStage::none:
-        case ChangeStage::waiting: break;
+        case ChangeStage::waiting:
+        case ChangeStage::given_up: break;
         case ChangeStage::confirmed:
             qv_log("QV_INFO: %s change confirmed\n", section.name);
             forget(context, section, qv_load_kept());

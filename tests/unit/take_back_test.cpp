@@ -180,7 +180,11 @@ TEST_F(TakeBackTest, KeepsTheOldestAndPutsItBack) {
     fake().requests.clear();
     run_command(1012, R"({"data":{"uci_network_wan":{},"confirm_s":20}})"); // beside it
 
-    context.busy = 1; // flashing: not now
+    const Clock::time_point second = change(1).deadline;
+    change(0).deadline = Clock::now();
+    log = log_of([this] { qv_agent_queue_due_changes(context); });
+    EXPECT_EQ(qv_agent_change_deadline(context), second); // also before the first is settled
+    context.busy = 1;                                     // flashing: not now
     run_out();
     EXPECT_TRUE(fake().requests.empty());
     context.busy = 0;
