@@ -89,6 +89,15 @@ bool reconnects(CommandEnding ending) {
     return false;
 }
 
+/// The member beside the settings.
+JsonPtr new_confirm() {
+    JsonPtr object(json_object_new_object());
+    add(object, "key", text(CONFIRM_KEY));
+    add(object, "lowest", number(CONFIRM_MIN));
+    add(object, "highest", number(CONFIRM_MAX));
+    return object;
+}
+
 JsonPtr new_command(int32_t type, CommandEnding ending) {
     JsonPtr object(json_object_new_object());
     add(object, "reconnects", flag(reconnects(ending)));
@@ -101,6 +110,9 @@ JsonPtr new_command(int32_t type, CommandEnding ending) {
     add(object, "text_max", number(static_cast<int64_t>(row->text_max)));
     add(object, "answer", number(row->answer));
     add(object, "command_max", number(row->command_max));
+    if (row->takes_confirm) {
+        add(object, "confirm", new_confirm());
+    }
     return object;
 }
 

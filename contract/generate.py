@@ -147,6 +147,9 @@ def command(side, number, fact):
         else:
             size = fact["text_max"]
             data = data_of(title, key, {"maxLength": size, "x-maxBytes": size} | words["text"])
+        if confirm := fact.get("confirm"):
+            limits = {"minimum": confirm["lowest"], "maximum": confirm["highest"]}
+            data["properties"][confirm["key"]] = {"type": "integer"} | limits | WORDS["confirm"]
         if words.get("optional") or "default" in words.get("text", {}):
             del data["required"]
         else:

@@ -65,11 +65,14 @@ def kind(document, side, member):
 
 def body_link(document, side, definition):
     """Where the members of a message's body are described."""
-    for member in definition["properties"].get("data", {}).get("properties", {}).values():
+    members = definition["properties"].get("data", {}).get("properties", {})
+    confirm = members.get("confirm_s")
+    more = f" Beside them `confirm_s`: {size(confirm)} s. Optional." if confirm else ""
+    for member in members.values():
         schema, name = followed(document, member)
         schema, name = followed(document, schema["items"]) if "items" in schema else (schema, name)
         if "properties" in schema:
-            return f" Members: {link(table_heading(side, name), name)}."
+            return f" Members: {link(table_heading(side, name), name)}.{more}"
         if name is None:
             default = json.dumps(schema["default"]) if "default" in schema else ""
             optional = f"; {default} when it is left out" if default else ""

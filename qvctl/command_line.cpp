@@ -145,7 +145,8 @@ void add_global_options(CommandLine& line) {
            "Seconds until the broker and then an answer must be there. It takes the place of "
            "--listen for devices, counts from the last status for upgrade and flash, and ends "
            "watch; "
-           "set lan and set wan may wait 30 s more for a new session of the device")
+           "set lan and set wan may wait 30 s more for a new session of the device, and then for "
+           "--confirm seconds")
         ->type_name("SECONDS")
         ->check(duration);
     app.add_option("--listen", options.listen,

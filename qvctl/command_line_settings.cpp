@@ -90,6 +90,19 @@ void add_settings_words(CLI::App& what, CommandLine& line, const Setting& settin
                       "Empty the members that are not named instead of keeping what the device "
                       "holds");
     }
+    if (setting.contract().takes_confirm) {
+        CLI::Option* const seconds =
+            what.add_option("--confirm", line.arguments.confirm_s,
+                            "Seconds after which the device takes the change back unless it is "
+                            "back by then and answers")
+                ->type_name("SECONDS")
+                ->check(CLI::Range(int{CONFIRM_MIN}, int{CONFIRM_MAX}))
+                ->capture_default_str();
+        what.add_flag_callback(
+                "--no-confirm", [&line] { line.arguments.confirm_s = 0; },
+                "Make the change whatever becomes of the device")
+            ->excludes(seconds);
+    }
     if (setting.command == COMMAND_SET_MACLIST) {
         what.add_flag("--delete", line.arguments.remove,
                       "Delete the lists that wifi0Flag=1 and wifi1Flag=1 name from the "

@@ -30,7 +30,7 @@ endfunction()
 
 foreach(command 1001 1003 1004 1005 1011 1012 1013 1019)
     string(JSON data GET "${definitions}" ${command} properties data properties)
-    string(JSON key MEMBER "${data}" 0)
+    string(JSON key GET "${definitions}" ${command} properties data required 0)
     string(JSON table GET "${data}" ${key} $ref)
     add_key_meanings(${command} ${table} "")
 endforeach()

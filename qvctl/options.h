@@ -51,6 +51,7 @@ struct Arguments {
     std::optional<int> server_port;
     bool all = false;            ///< every member of a list's entries
     bool replace = false;        ///< empty what is not given
+    int confirm_s = 120;         ///< until a network change is taken back; 0: never
     bool remove = false;         ///< delete MAC lists
     bool discard_config = false; ///< with a flashing
     bool reboot = false;         ///< after a flashing

@@ -1,5 +1,6 @@
 #include "checks.h"
 #include "confirm.h"
+#include "confirmed_change.h"
 #include "dialogue.h"
 #include "protocol/system_config_record.h"
 #include "report_view.h"
@@ -143,12 +144,24 @@ ExitStatus set(const Options& options, const Arguments& arguments, const Setting
     }
     require_entry(setting, asked.get());
 
-    Session session(options);
+    const bool confirms = contract.takes_confirm && arguments.confirm_s != 0;
+    // The way to the device may be the one to the broker, too.
+    Session session(options, confirms ? OnLoss::reconnect : OnLoss::fail);
     const std::string device = choose_device(session, options);
     if (merges) {
         settings = merge(session, device, options, setting, asked.get());
     } else if (setting.read_command.has_value()) {
         note_replaced(setting, asked.get());
+    }
+    if (confirms) {
+        ConfirmedChange change(session, device, setting, arguments.confirm_s);
+        show(change.make(std::move(settings)), options);
+        const Report held = change.confirm();
+        const ExitStatus status = confirm(setting, asked.get(), std::span(&held, 1), options);
+        if (status == ANSWERED) {
+            fputs("confirmed\n", options.json ? stderr : stdout);
+        }
+        return status;
     }
     const double seconds = options.timeout_or(ANSWER_TIMEOUT);
     const JsonPtr command = new_command(arguments.remove ? COMMAND_DELETE_MACLIST : setting.command,

@@ -4,6 +4,7 @@
 #include "agent/identity.h"
 #include "broker/session.h"
 #include "commands.h"
+#include "network/take_back.h"
 #include "platform/heap.h"
 #include "platform/log.h"
 #include "report_kinds.h"
@@ -66,9 +67,23 @@ void start_threads(AgentContext& context) {
     context.controller.start("qv-controller", controller_thread, &context);
 }
 
+/// A network change that waits for its confirmation may have cost the bridge its address: the agent
+/// stays, to take it back.
+bool read_identity(AgentContext& context) {
+    constexpr std::chrono::seconds PAUSE{1};
+    while (qv_get_device_info(context) < 0) {
+        if (!qv_agent_change_pending(context) || qv_agent_stops_within(context, PAUSE)) {
+            qv_log("Fail to fetch device mac addr..\n");
+            return false;
+        }
+        qv_agent_start_changes(context);
+        qv_agent_queue_due_changes(context);
+    }
+    return true;
+}
+
 int32_t run(AgentContext& context) {
-    if (qv_get_device_info(context) < 0) {
-        qv_log("Fail to fetch device mac addr..\n");
+    if (!read_identity(context)) {
         return -1;
     }
     const int32_t result = qv_agent_state_machine(context);
@@ -97,7 +112,9 @@ int main() {
     qva.commands = qv_commands;
     qva.intake_commands = qv_intake_commands;
     qva.report_kinds = qv_report_kinds;
+    qva.settle_changes = qv_settle_changes;
     msg_queue_init(qva.queue);
+    qv_find_changes(qva);
 
     SignalWatch watch{qva, block_stop_signals()};
     Thread signals;

@@ -7,12 +7,14 @@
 #include "platform/scoped_fd.h"
 #include "reports/report.h"
 
+#include <algorithm>
 #include <chrono>
 #include <poll.h>
 #include <sys/timerfd.h>
 
 namespace {
 
+using Clock = PendingChange::Clock;
 using WallClock = std::chrono::system_clock;
 using std::chrono::seconds;
 
@@ -33,18 +35,30 @@ private:
     ScopedFd timer_{timerfd_create(CLOCK_REALTIME, TFD_CLOEXEC | TFD_NONBLOCK)};
 };
 
+/// For poll(2): until the end, or until a network change is due before it.
+int poll_time(AgentContext& context, Clock::time_point end) {
+    const std::lock_guard guard(context.lock);
+    const auto first = std::min(end, qv_agent_change_deadline(context));
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(first - Clock::now());
+    return std::max(0, static_cast<int>(left.count()));
+}
+
 /// Until the wall clock's whole second that lies `wait` ahead: the fraction of the current second
 /// is dropped, so the pause is up to a second shorter, and none for 0. It ends at the latest when
-/// `wait` has passed, however far the clock is set back meanwhile. False, at once, when the agent
-/// stops.
-bool pause(const AgentContext& context, WallTimer& timer, seconds wait) {
+/// `wait` has passed, however far the clock is set back meanwhile. Network changes that are due
+/// meanwhile are told to the controller thread; one that is begun meanwhile is due later than the
+/// pause ends. False, at once, when the agent stops.
+bool pause(AgentContext& context, WallTimer& timer, seconds wait) {
+    const Clock::time_point end = Clock::now() + wait;
     const auto now = std::chrono::floor<seconds>(WallClock::now());
     timer.set(now.time_since_epoch() + wait);
     pollfd ends[] = {
         {.fd = timer.descriptor(), .events = POLLIN, .revents = 0},
         {.fd = context.stopped.get(), .events = POLLIN, .revents = 0},
     };
-    poll(ends, std::size(ends), static_cast<int>(std::chrono::milliseconds(wait).count()));
+    while (poll(ends, std::size(ends), poll_time(context, end)) == 0 && Clock::now() < end) {
+        qv_agent_queue_due_changes(context);
+    }
     return !qv_agent_stopping(context);
 }
 

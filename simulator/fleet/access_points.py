@@ -44,7 +44,7 @@ class AccessPoint:
         self.address = at_number(number)
         self.process = None
 
-    def start(self, broker_host):
+    def start(self, broker_host, command=AGENT, **more):
         environment = os.environ | {
             "AP_MAC": self.mac,
             "AP_IP": f"{self.address}/{NETWORK.prefixlen}",
@@ -54,11 +54,12 @@ class AccessPoint:
             "AP_BROKER_HOST": broker_host,
             "AP_UPLINK": "uplink",
             "AP_WRITABLE": "",
+            **more,
         }
         namespaces = ["nsenter", f"--net=/run/netns/{self.name}", *NAMESPACES]
         with open(LOGS / f"{self.name}.log", "wb") as log:
             self.process = subprocess.Popen(
-                [*namespaces, str(INSIDE), *AGENT],
+                [*namespaces, str(INSIDE), *command],
                 env=environment,
                 stdin=subprocess.DEVNULL,
                 stdout=log,

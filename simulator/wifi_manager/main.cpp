@@ -26,6 +26,7 @@ struct Options {
     std::string control_file = folder + "/wifi_manager.behave";
     std::string state_file = folder + "/wifi_manager.state.json";
     std::string initial_state;
+    std::string uplink = from_environment("AP_UPLINK", "lo");
     std::string mac = from_environment("AP_MAC", "02:11:22:33:44:55");
     std::string ip = from_environment("AP_IP", "192.168.1.1");
     size_t stations = AccessPointChoice{}.stations;
@@ -36,7 +37,8 @@ struct Options {
 
 void describe(CLI::App& app, Options& options) {
     app.add_option("--socket", options.socket, "path of the listening socket");
-    app.add_option("--behave", options.control_file, "file of faults, read for every request");
+    app.add_option("--behave", options.control_file,
+                   "file of faults and of settings that cut off, read for every request");
     app.add_option("--stations", options.stations, "associated stations")
         ->check(CLI::Range(size_t{0}, STATION_LIMIT));
     app.add_option("--vaps", options.vaps, "VAPs")->check(CLI::Range(size_t{0}, VAP_ROOM));
@@ -45,6 +47,7 @@ void describe(CLI::App& app, Options& options) {
     app.add_flag("--still", options.still, "no time passes: statistics stay as they are");
     app.add_option("--state", options.initial_state, "JSON file of what is to be otherwise");
     app.add_option("--dump", options.state_file, "file that always holds the state as JSON");
+    app.add_option("--uplink", options.uplink, "interface that settings may cut off");
     for (CLI::Option* const option : app.get_options()) {
         option->capture_default_str();
     }
@@ -61,6 +64,7 @@ bool set_up(Simulation& simulation, const Options& options) {
     simulation.control_file = options.control_file;
     simulation.system_package = options.system_package;
     simulation.state_file = options.state_file;
+    simulation.uplink.interface = options.uplink;
     if (!options.initial_state.empty()) {
         const std::string error = qv_load_state(simulation.ap, options.initial_state);
         if (!error.empty()) {
@@ -69,6 +73,7 @@ bool set_up(Simulation& simulation, const Options& options) {
         }
     }
     qv_save_simulation(simulation);
+    qv_follow_settings(simulation.uplink, simulation.ap, simulation.control_file);
     return true;
 }
 

@@ -51,6 +51,7 @@ const char* handle(Simulation& simulation, uint8_t id, Bytes payload, Reply& rep
     const char* const refusal = qv_apply(simulation.ap, id, payload);
     if (refusal == nullptr) {
         qv_save_simulation(simulation);
+        qv_follow_settings(simulation.uplink, simulation.ap, simulation.control_file);
     }
     return refusal;
 }

@@ -3,6 +3,7 @@
 #define QV_SIMULATOR_SERVER_H
 
 #include "access_point.h"
+#include "uplink.h"
 
 #include <chrono>
 #include <string>
@@ -15,6 +16,7 @@ struct Simulation {
     std::string control_file;
     std::string system_package; ///< of the configuration store; its notes are shown
     std::string state_file;     ///< written after every change
+    Uplink uplink;
 };
 
 /// Writes the state file, or logs that it cannot be written.

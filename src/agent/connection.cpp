@@ -4,12 +4,30 @@
 
 namespace {
 
-/// Numbers of asks run on past 2^32.
-bool before(uint32_t earlier, uint32_t later) {
-    return static_cast<int32_t>(later - earlier) > 0;
+/// Waits for what `wanted` asks of the context, with `guard` held when it asks.
+template <class Predicate>
+void wait_until(AgentContext& context, std::unique_lock<std::mutex>& guard, Predicate wanted) {
+    while (!wanted()) {
+        const auto deadline = qv_agent_change_deadline(context);
+        const auto moved = [&] {
+            return wanted() || qv_agent_change_deadline(context) != deadline;
+        };
+        if (deadline == PendingChange::NEVER) {
+            context.wake.wait(guard, moved);
+        } else if (!context.wake.wait_until(guard, deadline, moved)) {
+            guard.unlock();
+            qv_agent_queue_due_changes(context);
+            guard.lock();
+        }
+    }
 }
 
 } // namespace
+
+/// Their numbers run on past 2^32.
+bool qv_agent_ask_before(uint32_t earlier, uint32_t later) {
+    return static_cast<int32_t>(later - earlier) > 0;
+}
 
 void qv_agent_ask_connection(AgentContext& context) {
     const std::lock_guard guard(context.lock);
@@ -29,6 +47,7 @@ void qv_agent_command_handled(AgentContext& context) {
 }
 
 uint32_t qv_agent_connection_begun(AgentContext& context) {
+    qv_agent_start_changes(context);
     const std::lock_guard guard(context.lock);
     return context.marks.asks;
 }
@@ -52,12 +71,13 @@ void qv_agent_connection_lost(AgentContext& context) {
 
 bool qv_agent_renewal_due(AgentContext& context) {
     const std::lock_guard guard(context.lock);
-    return before(context.marks.answered, context.marks.ordered);
+    return qv_agent_ask_before(context.marks.answered, context.marks.ordered);
 }
 
 bool qv_agent_connect_due(const AgentContext& context) {
     const ConnectMarks& marks = context.marks;
-    return !marks.stands || marks.made != marks.taken || before(marks.answered, marks.asks);
+    return !marks.stands || marks.made != marks.taken ||
+           qv_agent_ask_before(marks.answered, marks.asks);
 }
 
 void qv_agent_order_connection(AgentContext& context) {
@@ -68,9 +88,9 @@ void qv_agent_order_connection(AgentContext& context) {
 bool qv_agent_take_connection(AgentContext& context) {
     std::unique_lock guard(context.lock);
     ConnectMarks& marks = context.marks;
-    context.wake.wait(guard, [&] {
+    wait_until(context, guard, [&] {
         return qv_agent_stopping(context) ||
-               (marks.stands && !before(marks.answered, marks.ordered));
+               (marks.stands && !qv_agent_ask_before(marks.answered, marks.ordered));
     });
     if (qv_agent_stopping(context)) {
         return false;

@@ -18,6 +18,9 @@ struct ConnectMarks {
     bool spoken_to = false; ///< a command was queued since it was made
 };
 
+/// Whether one ask was made before another.
+bool qv_agent_ask_before(uint32_t earlier, uint32_t later);
+
 // --- By the controller thread and the intake ---
 
 /// A command wants a new connection, made with the settings as they are from now on.
@@ -56,7 +59,8 @@ bool qv_agent_connect_due(const AgentContext& context);
 void qv_agent_order_connection(AgentContext& context);
 
 /// Waits for a connection that answers what was ordered, and takes it: AGENT_STATE_ANNOUNCE, or
-/// AGENT_STATE_RUN when a command was queued since it was made. False when the agent stops.
+/// AGENT_STATE_RUN when a command was queued since it was made. Network changes that are due
+/// meanwhile are told to the controller thread. False when the agent stops.
 bool qv_agent_take_connection(AgentContext& context);
 
 #endif

@@ -6,7 +6,9 @@
 #include "agent/connection.h"
 #include "agent/local_socket.h"
 #include "agent/message_queue.h"
+#include "agent/pending_change.h"
 #include "agent/report_kind.h"
+#include "platform/monotonic_condition.h"
 #include "platform/scoped_fd.h"
 #include "platform/thread.h"
 #include "platform/zendry_common.h"
@@ -14,7 +16,6 @@
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <mutex>
 #include <span>
@@ -51,9 +52,10 @@ struct AgentContext {
     /// Guards the writes of `state` by other threads than the main loop's and what follows up to
     /// `worker_runs`. Never held across a handler.
     std::mutex lock;
-    std::condition_variable wake; ///< the agent stops, or a connection was made
-    int32_t busy = 0;             ///< 1 while a firmware job of command 1032 runs
+    MonotonicCondition wake; ///< the agent stops, a connection was made, or a deadline of `changes`
+    int32_t busy = 0;        ///< 1 while a firmware job of command 1032 runs
     ConnectMarks marks;
+    PendingChanges changes;
     bool worker_runs = false; ///< `worker` has a firmware job, or its reboot, to end yet; else it
                               ///< ends by itself at once
 
@@ -81,6 +83,7 @@ struct AgentContext {
     std::span<const Command> commands;
     std::span<const IntakeCommand> intake_commands;
     std::span<const ReportKind> report_kinds;
+    CommandHandler* settle_changes = nullptr; ///< runs what qv_agent_changes_to_settle gives
 };
 
 /// Writes the state on behalf of any thread but the main loop's.

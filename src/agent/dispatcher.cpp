@@ -23,7 +23,7 @@ bool firmware_job_running(AgentContext& context) {
 bool refresh_identity(AgentContext& context, const Command& command) {
     if (qv_get_device_info(context) < 0) {
         qv_log("%s\n", command.identity_failure);
-        return false;
+        return qv_agent_change_pending(context); // it may have cost the address: it is taken back
     }
     return true;
 }
@@ -76,6 +76,8 @@ void* qv_agent_controller_thread(void* agent_context) {
         }
         if (message == nullptr) {
             sleep(1);
+        } else if (message->own != nullptr) {
+            message->own(context, message->payload.get(), message->len);
         } else if (!firmware_job_running(context)) {
             identity_known = qv_agent_process(context, *message);
         }

@@ -10,7 +10,8 @@ struct ControllerMsg;
 bool qv_agent_process(AgentContext& context, const ControllerMsg& message);
 
 /// Thread entry (argument: the agent context). Ends when the agent stops, or when the identity
-/// cannot be read after a command that needs it; commands are then queued but no longer handled.
+/// cannot be read after a command that needs it and no network change is pending; commands are then
+/// queued but no longer handled.
 void* qv_agent_controller_thread(void* agent_context);
 
 #endif

@@ -2,6 +2,7 @@
 #ifndef QV_AGENT_MESSAGE_QUEUE_H
 #define QV_AGENT_MESSAGE_QUEUE_H
 
+#include "agent/command.h"
 #include "platform/owned_text.h"
 
 #include <cstdint>
@@ -9,14 +10,14 @@
 #include <mutex>
 #include <semaphore.h>
 
-struct AgentContext;
-
 /// One queued message.
 struct ControllerMsg {
     int32_t type = 0;            ///< 1000 to 1035 for known commands
     OwnedText payload;           ///< the message text
     uint32_t len = 0;            ///< bytes received, without the terminator
     AgentContext* ctx = nullptr; ///< what the handler is given
+    /// What the agent tells itself: run in place of the type's handler, also during firmware jobs.
+    CommandHandler* own = nullptr;
     ControllerMsg* next = nullptr;
 };
 

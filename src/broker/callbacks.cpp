@@ -48,7 +48,9 @@ void qv_on_message(mosquitto* /*client*/, void* user_data, const mosquitto_messa
     }
     std::unique_ptr<InboundMessage> copy = InboundMessage::copy_of(*message);
     if (copy != nullptr) {
-        context_of(user_data).session->link.inbox.push(std::move(copy));
+        LinkState& link = context_of(user_data).session->link;
+        copy->begun = link.begun;
+        link.inbox.push(std::move(copy));
     }
 }
 

@@ -90,6 +90,7 @@ void connection_made(AgentContext& context, uint32_t begun) {
     context.session->mqtt_connected = 1;
     qv_get_device_info(context);
     uci_set_system_broker_status(1);
+    context.session->link.begun = begun;
     qv_agent_connection_made(context, begun);
 }
 

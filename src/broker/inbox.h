@@ -24,6 +24,7 @@ public:
         return static_cast<size_t>(message_.payloadlen);
     }
 
+    uint32_t begun = 0; ///< of the session in which it came
     std::unique_ptr<InboundMessage> next;
 
 private:

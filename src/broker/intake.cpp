@@ -49,6 +49,10 @@ int32_t qv_agent_recv_msg(AgentContext& context, const char* /*topic*/, const ch
     }
     qv_log("hdr.type: %d, hdr.ts: %llu\n", hdr.type, static_cast<unsigned long long>(hdr.ts));
     const auto command = std::ranges::find(context.intake_commands, hdr.type, &IntakeCommand::type);
+    const bool is_queued = command == context.intake_commands.end() || command->queued_too;
+    if (is_queued && context.session != nullptr && context.session->link.came_in) {
+        qv_agent_confirm_changes(context, *context.session->link.came_in);
+    }
     if (command == context.intake_commands.end()) {
         return queue(context, hdr.type, text, length);
     }

@@ -18,9 +18,10 @@ int32_t qv_json_parse_msg_hdr(MsgHdr& header, const char* text, uint32_t length)
 
 /// Receives every non-empty inbound payload, on the network thread: gives the commands of the
 /// context's intake table to the intake worker, queues the others for the controller thread and
-/// sets AGENT_STATE_RUN. A message without a readable type is dropped. `text` is NUL-terminated,
-/// valid during the call. Returns 0, or -1 when the message could not be read or handed on. A
-/// context without a session has no worker: the call runs such a command itself.
+/// sets AGENT_STATE_RUN; what it queues confirms network changes. A message without a readable type
+/// is dropped. `text` is NUL-terminated, valid during the call. Returns 0, or -1 when the message
+/// could not be read or handed on. A context without a session has no worker: the call runs such a
+/// command itself.
 int32_t qv_agent_recv_msg(AgentContext& context, const char* topic, const char* text,
                           uint32_t length);
 

@@ -65,6 +65,7 @@ void qv_link_take_inbox(AgentContext& context) {
         }
         if (!qv_agent_stopping(context)) {
             const mosquitto_message& message = inbound->message();
+            session.link.came_in = message.retain ? std::nullopt : std::optional(inbound->begun);
             context.msg_handler(context, message.topic, static_cast<const char*>(message.payload),
                                 static_cast<uint32_t>(message.payloadlen));
         }

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <mosquitto.h>
 #include <mutex>
+#include <optional>
 
 struct AgentContext;
 
@@ -21,8 +22,11 @@ struct AgentContext;
 struct LinkState {
     using Clock = MonotonicCondition::Clock;
 
-    bool last_attempt = false; ///< the one that reports get which wait when the agent closes
-    Inbox inbox;               ///< messages read, not yet handled
+    bool last_attempt = false;       ///< the one that reports get which wait when the agent closes
+    Inbox inbox;                     ///< messages read, not yet handled
+    uint32_t begun = 0;              ///< of the connection, as qv_agent_connection_begun gave it
+    std::optional<uint32_t> came_in; ///< `begun` of the session in which the message at hand came;
+                                     ///< none for one that the broker had retained
     HostLookup lookup;
     Clock::time_point next_attempt; ///< no connect call before
     Clock::time_point accept_by;    ///< the broker's CONNACK is waited for until then

@@ -5,7 +5,8 @@
 #include "agent/command.h"
 
 // Handlers of the commands that replace the settings; a member that a command omits becomes
-// empty. Each publishes the settings as the wifi manager then holds them. Always 0.
+// empty. Each publishes the settings as the wifi manager then holds them, unless the command is
+// refused. Always 0.
 CommandHandler qv_set_network_lan;
 CommandHandler qv_set_network_wan;
 CommandHandler qv_set_network_wan6;

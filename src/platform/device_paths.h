@@ -7,6 +7,10 @@ struct DevicePaths {
     const char* board_name;     ///< its first line names the board
 };
 
+/// Where the agent keeps files of its own: "/etc/qvagent", below the stand-in's prefix on a desk.
+/// It may not be there.
+const char* qv_agent_folder();
+
 /// The device's own, defined beside the shell; unit tests define paths of their own.
 extern const DevicePaths qv_device_paths;
 

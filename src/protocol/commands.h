@@ -55,6 +55,12 @@ inline constexpr size_t GENERAL_DATA_MAX = 63;
 /// Longest command text of an upgrade, in bytes.
 inline constexpr uint32_t FW_COMMAND_MAX = 300;
 
+/// Member of "data" with the seconds after which a change of settings is taken back unless a
+/// command confirms it, an integer.
+inline constexpr char CONFIRM_KEY[] = "confirm_s";
+inline constexpr uint16_t CONFIRM_MIN = 10;
+inline constexpr uint16_t CONFIRM_MAX = 3600;
+
 /// A command that carries something or is answered.
 struct CommandContract {
     CommandType type;
@@ -63,6 +69,7 @@ struct CommandContract {
     const RecordTable* fields = nullptr; ///< what it holds; without them it is a text
     uint16_t text_max = 0;               ///< of that text, in bytes
     uint16_t command_max = 0;            ///< longest command text in bytes, 0: any
+    bool takes_confirm = false;          ///< "data" may have CONFIRM_KEY beside the key
 };
 
 extern const std::span<const CommandContract> qv_command_contracts;

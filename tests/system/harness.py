@@ -246,8 +246,8 @@ class MqttClient:
             self._subscribe()
             self.wait_ready()
 
-    def connect(self):
-        self._client.connect("127.0.0.1", 1883)
+    def connect(self, host="127.0.0.1"):
+        self._client.connect(host, 1883)
         self._client.loop_start()
         self.wait_ready()
         return self
@@ -262,8 +262,8 @@ class MqttClient:
         self._ready.clear()
         self.connect()
 
-    def publish(self, topic, payload):
-        self._client.publish(topic, payload)
+    def publish(self, topic, payload, retain=False):
+        self._client.publish(topic, payload, retain=retain)
 
     def close(self):
         self._client.disconnect()  # first: this wakes the loop, which otherwise looks once a second

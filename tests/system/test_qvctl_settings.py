@@ -4,8 +4,8 @@ import re
 import threading
 import time
 
-from harness import ZENDRY_ROOT, poll, tool_calls
-from qvctl import ANSWERED, MAC, REFUSED, UNCONFIRMED, USAGE, qvctl, sent
+from harness import DISCOVERY, ZENDRY_ROOT, poll, tool_calls
+from qvctl import ANSWERED, MAC, NO_ANSWER, REFUSED, UNCONFIRMED, USAGE, Terminal, qvctl, sent
 
 
 RADIO_STATS = """\
@@ -75,7 +75,7 @@ ANSWERS = [
     ),
     ("set radio wifi1 ssid=", REFUSED, "wifi1", "not taken over: ssid: asked for"),
     ("set radio wifi9 channel=1", REFUSED, "wifi2", "the device reports no radio wifi9"),
-    ("set lan ipaddr=192.168.1.9", ANSWERED, "ipaddr               192.168.1.9", ""),
+    ("set lan --no-confirm ipaddr=192.168.1.9", ANSWERED, "ipaddr               192.168.1.9", ""),
     (
         "set maclist maclist_size=5 wifi1Flag=1",
         UNCONFIRMED,
@@ -91,14 +91,15 @@ ANSWERS = [
     ("wifi-reload", ANSWERED, sent(1021), ""),
     ("flash", ANSWERED, FLASHED, ""),
     # From here on each ends in a new session.
-    ("set wan hostname=gate", ANSWERED, "hostname      gate", ""),
+    ("set wan --no-confirm hostname=gate", ANSWERED, "hostname      gate", ""),
+    ("set wan6 mtu=1300", ANSWERED, "mtu           1300\nconfirmed\n", ""),
     ("get wan", ANSWERED, "hostname      gate", ""),
     ("get lan", ANSWERED, "ipaddr               192.168.1.9", ""),
 ]
 
 # A message that the wifi manager refuses, what is set, and the member that is not taken over.
 REFUSALS = [
-    (19, "wan6 mtu=1300", "mtu"),
+    (19, "wan6 --no-confirm mtu=1280", "mtu"),
     (22, "radio wifi2 freq=6155", "freq"),
     (22, "radio wifi2 encryption=sae", "encryption"),
     (15, "vap ath7 ssid=Attic", "ssid"),
@@ -131,7 +132,7 @@ def test_answers(agent, wifi_manager, overheard):
     assert status == ANSWERED and json.loads(output)["data"]["radio_stats_list"][2]["band"] == 6
     # Nor is a section emptied that the device could not read.
     wifi_manager.behave("all close")
-    status, _, said = of_agent("set wan6 mtu=1300")
+    status, _, said = of_agent("set wan6 mtu=1280")
     assert status == REFUSED and "the device reports every setting empty" in said
     # A change that the wifi manager refuses is none, whichever report tells.
     for message, words, member in REFUSALS:
@@ -141,15 +142,30 @@ def test_answers(agent, wifi_manager, overheard):
         assert status == REFUSED and f"not taken over: {member}: asked for " in said, (words, said)
 
 
+def test_change_that_cuts_the_device_off(agent, wifi_manager, overheard):
+    wifi_manager.behave("cuts wan6.proto=none")
+    words = ["-d", MAC, "set", "wan6", "--confirm", "10", "proto=none"]
+    said = "not back: the device takes the change back at " + 2 * r"\d\d:" + r"\d\d\r?\n"
+    for waited in (True, False):
+        terminal = Terminal(*words)
+        terminal.wait("^waiting for the device to be back, until ")
+        if not waited:
+            terminal.type("\x03")
+        terminal.wait(said, 15 if waited else 6)  # 3 s for the farewell to a broker out of reach
+        assert terminal.end() == NO_ANSWER
+        overheard.wait_report(DISCOVERY, 20, overheard.reports.mark())
+        assert wifi_manager.state()["wan6"]["proto"] == "dhcpv6"
+
+
 # Arguments, standard input, the members that the command then has.
 ATTIC = {"ifname": "ath1", "ssid": "Attic"}
 KEPT_OF_ATTIC = {"device": "wifi0", "encryption": "psk2+ccmp", "channel": "6"}
 MTU = {"uci_network_wan6": {"mtu": "1300"}}
 FILES = [
     # The rest is kept, as with key=value; a report, a command and an entry are taken as they are.
-    ("wan6 - mtu=1400", {"mtu": "1300"}, {"mtu": "1400", "proto": "dhcpv6"}),
-    ("wan6 -", MTU, {"mtu": "1300", "proto": "dhcpv6"}),
-    ("wan6 -", {"type": 1013, "data": MTU}, {"mtu": "1300"}),
+    ("wan6 --no-confirm - mtu=1400", {"mtu": "1300"}, {"mtu": "1400", "proto": "dhcpv6"}),
+    ("wan6 --no-confirm -", MTU, {"mtu": "1300", "proto": "dhcpv6"}),
+    ("wan6 --no-confirm -", {"type": 1013, "data": MTU}, {"mtu": "1300"}),
     ("vap -", {"vap_config": ATTIC}, ATTIC | KEPT_OF_ATTIC),
     ("vap ath1 -", {"ssid": "Attic", "freqlist": []}, ATTIC),
     ("vap -", [{"ifname": "ath1", "key": "<hidden>"}], {"key": "office-passphrase"}),

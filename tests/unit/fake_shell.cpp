@@ -9,13 +9,19 @@
 namespace {
 char firmware_image[128];
 char board_name[128];
+char agent_folder[128];
 } // namespace
 
 const DevicePaths qv_device_paths{.firmware_image = firmware_image, .board_name = board_name};
 
+const char* qv_agent_folder() {
+    return agent_folder;
+}
+
 void fake_device_paths(const std::string& folder) {
     snprintf(firmware_image, sizeof firmware_image, "%s/image", folder.c_str());
     snprintf(board_name, sizeof board_name, "%s/board_name", folder.c_str());
+    snprintf(agent_folder, sizeof agent_folder, "%s/qvagent", folder.c_str());
 }
 
 FakeShell& fake_shell() {

@@ -12,6 +12,7 @@
 // Files and sockets, each below the folder that the environment variable ZENDRY_ROOT names (not
 // set: the real root), so that none of this needs root rights:
 //
+//   /etc/qvagent                 the agent's own folder
 //   /etc/config/<package>        the configuration store, each file locked with flock
 //   /var/run/wifi_manager.sock   the wifi manager, SOCK_SEQPACKET
 //
