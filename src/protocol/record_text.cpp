@@ -45,8 +45,7 @@ size_t value_room(const RecordField& field) {
     case RecordFieldType::u8:
     case RecordFieldType::u16:
     case RecordFieldType::i32: return JSON_INTEGER_SIZE<int32_t>;
-    case RecordFieldType::list:
-        return list_room(*field.special->list, field.special->list->room);
+    case RecordFieldType::list: return list_room(*field.special->list, field.special->list->room);
     case RecordFieldType::computed: return qv_json_text_room(COMPUTED_TEXT_MAX);
     }
     return 0;

@@ -22,10 +22,10 @@ constexpr std::string_view DATA_KEY = R"(, "data": { ")";
 constexpr std::string_view BODY = R"(": )";
 constexpr std::string_view END = " } }";
 
-constexpr size_t ENVELOPE_ROOM =
-    TYPE.size() + JSON_INTEGER_SIZE<int32_t> + TIMESTAMP.size() + JSON_INTEGER_SIZE<uint64_t> +
-    MACADDR.size() + JSON_MAC_SIZE + IP.size() + qv_json_text_room(IPADDR_SIZE) + DATA_KEY.size() +
-    BODY.size() + END.size();
+constexpr size_t ENVELOPE_ROOM = TYPE.size() + JSON_INTEGER_SIZE<int32_t> + TIMESTAMP.size() +
+                                 JSON_INTEGER_SIZE<uint64_t> + MACADDR.size() + JSON_MAC_SIZE +
+                                 IP.size() + qv_json_text_room(IPADDR_SIZE) + DATA_KEY.size() +
+                                 BODY.size() + END.size();
 
 /// What the envelope says of the sender, from before the wifi manager is asked.
 struct Sender {
