@@ -87,6 +87,7 @@ int32_t build(AgentContext& context, const ReportKind* row, int32_t argument, Re
             qv_put(put_body(put_envelope(text.get(), *row, sender), *row, record), END);
         *end = '\0';
         length = static_cast<uint32_t>(end - text.get());
+        qv_shrink_text(text, length + size_t{1}); // the packet of a long report goes behind it
         buffer.take(std::move(text));
     }
     return 0;
