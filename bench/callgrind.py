@@ -8,9 +8,9 @@ import re
 
 # (what it is, where the function is: source file, object or its name)
 WHERE = [
-    ("logging", re.compile(r"^(printf|puts|putchar|vprintf|__printf_chk)$")),
-    ("JSON building", re.compile(r"libjson-c|src/(json/json_|reports/report)")),
-    ("record conversion", re.compile(r"src/(json|protocol|reports|wireless|settings|network)/")),
+    ("logging", re.compile(r"src/platform/log\.|log_report")),
+    ("writing reports", re.compile(r"src/(json/(json_text|mac_text)|protocol/record_text|reports)")),
+    ("reading JSON", re.compile(r"libjson-c|src/(json|protocol|wireless|settings|network)/")),
     ("wifi-manager exchange", re.compile(r"src/(wifimgr|platform)/")),
     ("queue and dispatch", re.compile(r"src/(agent/|state_machine)")),
     ("broker link", re.compile(r"src/broker/")),

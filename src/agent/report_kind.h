@@ -19,7 +19,7 @@ struct ReportKind {
     int32_t kind; ///< 0 for a report that is sent by its type alone
     ReportType type;
     const char* data_key;                ///< the one member of "data"
-    const RecordTable* fields = nullptr; ///< the body is an object of a record's members, or a value
+    const RecordTable* fields = nullptr; ///< an object of a record's members, or a value
     const RecordList* list = nullptr;    ///< or an array of a record's entries
 
     WifiMgrMsgId message{}; ///< reads the record, which is all zeros without an answer

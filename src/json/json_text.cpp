@@ -11,7 +11,7 @@ using Word = uint64_t;
 static_assert(std::endian::native == std::endian::little); // the first byte is the lowest
 
 constexpr Word each(uint8_t byte) {
-    return 0x0101010101010101 * byte;
+    return Word{0x0101010101010101} * byte;
 }
 
 /// The top bit of every byte below the limit, which is at most 0x80; the lowest is right, and those

@@ -64,9 +64,9 @@ struct RecordField {
     RecordFieldType type;
     uint16_t offset; ///< in the record, in bytes
     uint16_t width;
-    bool required : 1 = false;       ///< a command that leaves it out is not read further
-    bool print_when_set : 1 = false; ///< whether qv_json_to_record prints the row, which has a label
+    bool required : 1 = false; ///< a command that leaves it out is not read further
     bool logged : 1 = false;
+    bool print_when_set : 1 = false;        ///< also, by qv_json_to_record, as soon as it is set
     const char* other_label = nullptr;      ///< than the key
     const RecordSpecial* special = nullptr; ///< of a list and of a computed row
 };

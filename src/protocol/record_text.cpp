@@ -42,11 +42,10 @@ size_t value_room(const RecordField& field) {
     case RecordFieldType::text:
     case RecordFieldType::terminated_text: return qv_json_text_room(field.width);
     case RecordFieldType::mac: return JSON_MAC_SIZE;
-    case RecordFieldType::u8:
-    case RecordFieldType::u16:
+    case RecordFieldType::u8: return JSON_INTEGER_SIZE<uint8_t>;
+    case RecordFieldType::u16: return JSON_INTEGER_SIZE<uint16_t>;
     case RecordFieldType::i32: return JSON_INTEGER_SIZE<int32_t>;
-    case RecordFieldType::list:
-        return list_room(*field.special->list, field.special->list->room);
+    case RecordFieldType::list: return list_room(*field.special->list, field.special->list->room);
     case RecordFieldType::computed: return qv_json_text_room(COMPUTED_TEXT_MAX);
     }
     return 0;

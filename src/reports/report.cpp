@@ -22,10 +22,10 @@ constexpr std::string_view DATA_KEY = R"(, "data": { ")";
 constexpr std::string_view BODY = R"(": )";
 constexpr std::string_view END = " } }";
 
-constexpr size_t ENVELOPE_ROOM =
-    TYPE.size() + JSON_INTEGER_SIZE<int32_t> + TIMESTAMP.size() + JSON_INTEGER_SIZE<uint64_t> +
-    MACADDR.size() + JSON_MAC_SIZE + IP.size() + qv_json_text_room(IPADDR_SIZE) + DATA_KEY.size() +
-    BODY.size() + END.size();
+constexpr size_t ENVELOPE_ROOM = TYPE.size() + JSON_INTEGER_SIZE<int32_t> + TIMESTAMP.size() +
+                                 JSON_INTEGER_SIZE<uint64_t> + MACADDR.size() + JSON_MAC_SIZE +
+                                 IP.size() + qv_json_text_room(IPADDR_SIZE) + DATA_KEY.size() +
+                                 BODY.size() + END.size();
 
 /// What the envelope says of the sender, from before the wifi manager is asked.
 struct Sender {
@@ -87,6 +87,7 @@ int32_t build(AgentContext& context, const ReportKind* row, int32_t argument, Re
             qv_put(put_body(put_envelope(text.get(), *row, sender), *row, record), END);
         *end = '\0';
         length = static_cast<uint32_t>(end - text.get());
+        qv_shrink_text(text, length + size_t{1}); // the packet of a long report goes behind it
         buffer.take(std::move(text));
     }
     return 0;

@@ -70,7 +70,8 @@ int32_t qv_wifi_mgr_apply(WifiMgrMsgId id, std::span<const std::byte> payload) {
 
 int32_t qv_get_wifi_stats() {
     int32_t word = 0;
-    return qv_wifi_mgr_query(WIFI_MGR_GET_WIFI_STATS, {}, std::as_writable_bytes(std::span(&word, 1)))
+    return qv_wifi_mgr_query(WIFI_MGR_GET_WIFI_STATS, {},
+                             std::as_writable_bytes(std::span(&word, 1)))
                ? word
                : -1;
 }

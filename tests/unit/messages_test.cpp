@@ -359,7 +359,7 @@ Bytes filling(size_t size, uint32_t number) {
 TEST_F(MessagesTest, ReportsAreWrittenAsJsonCPrintsThem) {
     log = log_of([&] { // hooks print
         for (const ReportKind& row : context.report_kinds) {
-            for (uint32_t number = 0; number < 400; ++number) {
+            for (uint32_t number = 0; number < UINT8_MAX + 64; ++number) {
                 Bytes bytes = filling(row.record_size, number);
                 fake().reply_to_others = bytes;
                 ReportBuffer buffer;
