@@ -93,7 +93,7 @@ class _Handler(http.server.BaseHTTPRequestHandler):
 
 def upgrade(command, server, **changes):
     """A 1002 or 1032, as the contract's example but for what is named here."""
-    (example,) = contract.by_type(contract.COMMANDS)[command]["examples"]
+    example = contract.EXAMPLES[command]
     own = {"image_name": "fw.img", "md5sum": server.md5(), "server_port": server.port}
     own["server_ip"] = "192.0.2.9"  # never asked
     params = example["data"]["fw_params"] | own | changes
