@@ -2,6 +2,7 @@
 
 #include "command_line_settings.h"
 #include "help_format.h"
+#include "protocol/commands.h"
 #include "words.h"
 
 #include <algorithm>
@@ -41,7 +42,11 @@ void add_flashing_flags(CLI::App& verb, Arguments& arguments) {
                   "default)");
 }
 
-void add_text(CLI::App& verb, Arguments& arguments, const char* name, const char* help,
+std::string at_most(size_t bytes) {
+    return "At most " + std::to_string(bytes) + " bytes";
+}
+
+void add_text(CLI::App& verb, Arguments& arguments, const char* name, const std::string& help,
               bool required) {
     verb.add_option(name, arguments.text, help)->required(required);
 }
@@ -106,12 +111,12 @@ constexpr Verb VERBS[] = {
      set_password},
     {"notes", "Set the equipment notes; sent, not confirmed", set_notes,
      [](CLI::App& verb, Arguments& arguments) {
-         add_text(verb, arguments, "TEXT", "At most 31 bytes", true);
+         add_text(verb, arguments, "TEXT", at_most(EQUIPMENT_NOTES_MAX), true);
      }},
     {"wifi-reload", "Reload wifi; sent, not confirmed", reload_wifi},
     {"passthrough", "Hand a text to the wifi manager; sent, not confirmed", pass_through,
      [](CLI::App& verb, Arguments& arguments) {
-         add_text(verb, arguments, "TEXT", "At most 63 bytes", true);
+         add_text(verb, arguments, "TEXT", at_most(GENERAL_DATA_MAX), true);
      }},
     {"upgrade", "Upgrade the firmware and show how far it is", upgrade, define_upgrade},
     {"flash", "Flash the image that an earlier upgrade left on the device", flash,

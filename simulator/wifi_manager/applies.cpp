@@ -120,7 +120,9 @@ std::vector<VapRecord> vaps_of_radio(const AccessPoint& ap, size_t radio, size_t
     return vaps;
 }
 
-void set_bundle_vap(VapRecord& vap, const ApConfigsVap& given) {
+/// What a VAP is given alike by the settings of its radio and by those of the whole access point.
+template <class Given>
+void set_access(VapRecord& vap, const Given& given) {
     set_given(vap.ssid, qv_field_text(given.ssid));
     set_given(vap.key, qv_field_text(given.key));
     set_given(vap.encryption, qv_field_text(given.encryption));
@@ -179,14 +181,11 @@ const char* qv_apply_radio(AccessPoint& ap, Bytes request) {
         return qv_field_text(other.device) == qv_field_text(given.radio_name);
     });
     if (vap != vaps.end()) {
-        set_given(vap->ssid, qv_field_text(given.ssid));
-        set_given(vap->key, qv_field_text(given.key));
-        set_given(vap->encryption, qv_field_text(given.encryption));
+        set_access(*vap, given);
         set_given(vap->sae, qv_field_text(given.sae));
         set_given(vap->sae_password, qv_field_text(given.sae_password));
         set_given(vap->sae_pwe, qv_field_text(given.sae_pwe));
         set_given(vap->sae_require_mfp, qv_field_text(given.sae_require_mfp));
-        set_mode(*vap, qv_field_text(given.opmode));
     }
     return nullptr;
 }
@@ -211,7 +210,7 @@ const char* qv_apply_apconfigs(AccessPoint& ap, Bytes request) {
             if (i == below.size()) {
                 below.push_back(qv_make_vap(ap, number, "", 0));
             }
-            set_bundle_vap(below[i], radio.vaps[i]);
+            set_access(below[i], radio.vaps[i]);
         }
         vaps.insert(vaps.end(), below.begin(), below.end());
     }

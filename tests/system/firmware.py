@@ -4,6 +4,7 @@ import http.server
 import pathlib
 import threading
 
+import contract
 from harness import tool_calls
 
 IMAGE = pathlib.Path("/tmp/qv_firmware.img")
@@ -91,17 +92,12 @@ class _Handler(http.server.BaseHTTPRequestHandler):
 
 
 def upgrade(command, server, **changes):
-    """A 1002 or 1032. A member that is changed to None is left out."""
-    params = {
-        "image_name": "fw.img",
-        "md5sum": server.md5(),
-        "server_ip": "192.0.2.9",  # never asked
-        "server_port": server.port,
-        "save_config": "1",
-        "reboot": "0",
-    } | changes
-    params = {key: value for key, value in params.items() if value is not None}
-    return {"type": command, "timestamp": 1, "data": {"fw_params": params}}
+    """A 1002 or 1032, as the contract's example but for what is named here."""
+    example = contract.EXAMPLES[command]
+    own = {"image_name": "fw.img", "md5sum": server.md5(), "server_port": server.port}
+    own["server_ip"] = "192.0.2.9"  # never asked
+    params = example["data"]["fw_params"] | own | changes
+    return example | {"timestamp": 1, "data": {"fw_params": params}}
 
 
 def flash(**params):

@@ -84,7 +84,8 @@ def test_vap_and_radio(controller, still, agent):
 def bundle(vap_count):
     """The contract's example, with so many VAPs."""
     (radio,) = contract.EXAMPLES[1001]["data"]["apconfigs"]["radio_list"]
-    return {"apconfigs": {"radio_list": [radio | {"vap_list": radio["vap_list"] * vap_count}]}}
+    vaps = [vap | {"key": "paper and ink"} for vap in radio["vap_list"]] * vap_count
+    return {"apconfigs": {"radio_list": [radio | {"vap_list": vaps}]}}
 
 
 def test_whole_access_point(controller, still, agent):
