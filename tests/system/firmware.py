@@ -13,11 +13,9 @@ BOARD = pathlib.Path("/tmp/sysinfo/board_name")
 SYSUPGRADE_BOARD = "ap-dk07.1-c1"
 ROOTFS_BOARDS = ("qcom,ipq6018-ap-cp01-c4", "qcom,ipq5018-ap-mp03.5-c2")
 UPDATA_STATS = 1015
-BLOCK = bytes(range(256)) * 256
 
 # What the server does with a request for a file of this name; any other name is the image.
 MISSING = "missing.img"
-MOVED = "moved.img"
 CUT_SHORT = "short.img"
 STALLED = "stalled.img"
 NAME = "fw 1.0/é.img"
@@ -28,7 +26,6 @@ class ImageServer:
 
     def __init__(self):
         self.image = b"firmware image\n" * 1000
-        self.repeats = 1
         self.requests = []
         self._gate = threading.Semaphore(0)
         self._gated = False
@@ -40,10 +37,7 @@ class ImageServer:
         threading.Thread(target=self._server.serve_forever, args=(0.05,), daemon=True).start()
 
     def md5(self):
-        sum_ = hashlib.md5()
-        for _ in range(self.repeats):
-            sum_.update(self.image)
-        return sum_.hexdigest()
+        return hashlib.md5(self.image).hexdigest()
 
     def hold(self):
         """From now on each answer waits for a let_go of its own."""
@@ -63,21 +57,14 @@ class ImageServer:
         if self._gated:
             self._gate.acquire()
         name = handler.path[1:]
-        length = len(self.image) * self.repeats
-        if name == MOVED:
-            handler.send_response(302)
-            handler.send_header("Location", f"http://127.0.0.1:{self.port}/fw.img")
-            length = 0
-        else:
-            handler.send_response(404 if name == MISSING else 200)
-        handler.send_header("Content-Length", str(length))
+        handler.send_response(404 if name == MISSING else 200)
+        handler.send_header("Content-Length", str(len(self.image)))
         handler.end_headers()
         if name in (CUT_SHORT, STALLED):
             handler.wfile.write(self.image[:-1])
             self._stall.wait(0 if name == CUT_SHORT else 120)
-        elif length > 0:
-            for _ in range(self.repeats):
-                handler.wfile.write(self.image)
+        else:
+            handler.wfile.write(self.image)
 
 
 class _Handler(http.server.BaseHTTPRequestHandler):

@@ -11,6 +11,7 @@ import termios
 import threading
 import time
 
+import contract
 from harness import BUILD_DIR, REPORT_TOPIC, Deadline, MqttClient, poll
 
 QVCTL = str(BUILD_DIR / "qvctl")
@@ -21,21 +22,7 @@ ENVIRONMENT = os.environ | {"LC_ALL": "C", "TERM": "vt100", "TZ": "UTC"}
 
 ANSWERED, REFUSED, USAGE, NO_ANSWER, UNCONFIRMED = range(5)
 
-SYSTEM_STATS = {
-    "hw_name": "X",
-    "fwinfo": "Y",
-    "hostname": "pretended",
-    "cpu_usage": 5,
-    "max_memory": 256,
-    "max_memory_used": 64,
-    "max_disk_space": 64,
-    "max_disk_space_used": 8,
-    "uptime": 60,
-    "model": "X",
-    "kernel_version": "5.4",
-    "loadavg": "0.1",
-    "equipment_notes": "",
-}
+(SYSTEM_STATS,) = contract.by_type(contract.REPORTS)[1003]["examples"]
 
 
 def qvctl(*arguments, stdin="", timeout=40):
@@ -96,7 +83,7 @@ class PretendedDevice:
             self.act()
 
     def idle(self):
-        self.report(1003, {"system_stats": SYSTEM_STATS})
+        self.report(1003, SYSTEM_STATS["data"])
 
     def act(self):
         for pause, kind, data in self._answers:

@@ -31,19 +31,7 @@ def still(wifi_manager):
     return wifi_manager.restart("--still")
 
 
-SYSTEM = {
-    "hostname": "Garden",
-    "zonename": "Europe/Berlin",
-    "timezone": "CET-1CEST,M3.5.0,M10.5.0/3",
-    "log_size": "128",
-    "log_ip": "192.168.1.9",
-    "log_port": "1514",
-    "conloglevel": "7",
-    "cronloglevel": "5",
-    "enabled": "1",
-    "enable_server": "0",
-    "server": ["ntp-a/pool", "café.example"],
-}
+SYSTEM = contract.EXAMPLES[1003]["data"]["uci_system"]
 
 
 def test_system_settings(controller, still, agent):
@@ -134,19 +122,14 @@ def test_network_settings_end_in_a_new_session(broker, controller, still, agent)
 
 # Message that the wifi manager fails, how, the command behind it, and the report that follows it
 # all the same.
-VAP = {"vap_config": {"ifname": "ath0", "ssid": "x"}}
-FAILURES = [
-    (10, "wrong-id", 1003, {"uci_system": SYSTEM}, 1008),
-    (15, "refuse", 1004, VAP, 1009),
-    (22, "close", 1005, {"general_data": {"radio_name": "wifi0", "channel": 1}}, 1010),
-]
+FAILURES = [(10, "wrong-id", 1003, 1008), (15, "refuse", 1004, 1009), (22, "close", 1005, 1010)]
 
 
 def test_refused_and_ignored_changes(controller, still, agent):
     before = still.state()
-    for message, fault, command, data, kind in FAILURES:
+    for message, fault, command, kind in FAILURES:
         still.behave(f"{message} {fault}")
-        wait_body(controller, kind, send(controller, command, data))
+        wait_body(controller, kind, send(controller, command, contract.EXAMPLES[command]["data"]))
         assert (still.state() != before) == (fault == "wrong-id"), (message, fault)
         before = still.state()
     # Nor is anything of a command sent that does not fit.

@@ -4,6 +4,7 @@ import re
 import threading
 import time
 
+import contract
 from harness import DISCOVERY, ZENDRY_ROOT, poll, tool_calls
 from qvctl import ANSWERED, MAC, NO_ANSWER, REFUSED, UNCONFIRMED, USAGE, Terminal, qvctl, sent
 
@@ -26,9 +27,7 @@ macaddr
 mtu
 """
 
-OFFICE = {"ssid": "Office", "opmode": "ap", "network": "lan", "key": "paper", "encryption": "psk2"}
-RADIO = {"channel": 6, "disabled": 0, "txpower": "20", "country": 276}
-RADIO |= {"hwmode": "11axg", "htmode": "HT20", "vap_list": [OFFICE]}
+(RADIO,) = contract.EXAMPLES[1001]["data"]["apconfigs"]["radio_list"]
 
 EMPTIED = "zonename, timezone, log_size, log_ip, log_port, conloglevel, cronloglevel, enabled, "
 FLASHED = "########################    2  the image that lay on the device was flashed\n"
@@ -84,7 +83,12 @@ ANSWERS = [
     ),
     ("get maclist 1", ANSWERED, "uploading_status  5\n", ""),
     ("set maclist wifi0Flag=1 --delete", UNCONFIRMED, sent(1020), ""),
-    (["set", "ap", f"radio_list={json.dumps([RADIO])}"], UNCONFIRMED, sent(1001), NOT_TOLD),
+    (
+        ["set", "ap", f"radio_list={json.dumps([RADIO | {'txpower': '20'}])}"],
+        UNCONFIRMED,
+        sent(1001),
+        NOT_TOLD,
+    ),
     (["clock", "2023-11-14 22:13:20Z"], ANSWERED, sent(1015), ""),
     (["notes", "on the roof"], ANSWERED, sent(1017), ""),
     ('passthrough {"a":1}', ANSWERED, sent(1022), ""),
@@ -122,7 +126,7 @@ def test_answers(agent, wifi_manager, overheard):
     assert not failures
     assert wifi_manager.state()["general_data"] == '{"a":1}'
     assert "[correcthorse" in [vap["key"] for vap in wifi_manager.state()["vaps"]]
-    assert wifi_manager.state()["apconfigs"] == {"radio_list": [RADIO | {"txpower": 20}]}
+    assert wifi_manager.state()["apconfigs"] == {"radio_list": [RADIO]}
     lists = (ZENDRY_ROOT / "etc/config/wireless").read_text()
     assert "06:00:00:00:01:01" in lists and "06:00:00:00:00:01" not in lists
     poll(lambda: {"tool": "wifi", "args": ["reload"]} in tool_calls(), 3, "wifi reload")
