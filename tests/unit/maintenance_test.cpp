@@ -213,6 +213,17 @@ TEST_F(MaintenanceTest, OneJobAtATimeAndNoneAtTheEnd) {
     }
 }
 
+TEST_F(MaintenanceTest, NoStepOfAnUpgradeBeginsAtTheEnd) {
+    const std::string payload = upgrade_command(1002, params(SUM, "1", "1"));
+    fake().during_request = [&] { context.stop = 1; }; // while the image is fetched
+    EXPECT_EQ(run_command(1002, payload), 2);
+    EXPECT_EQ(steps(), "-2|");
+    fake().calls.clear();
+    EXPECT_EQ(run_command(1002, payload), 1);
+    EXPECT_EQ(steps(), "-1|");
+    EXPECT_TRUE(fake().calls.empty());
+}
+
 TEST_F(MaintenanceTest, UpgradeLog) {
     set_board(CP01);
     const std::string payload = upgrade_command(1002, params(SUM, "1", "1")) + "~\t";
