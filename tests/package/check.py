@@ -40,12 +40,10 @@ ENABLE, LEAVE = [ASKED, "deb-systemd-helper enable"], [ASKED, "deb-systemd-helpe
 RELOAD, FORGET = "systemctl daemon-reload", "deb-systemd-helper purge"
 SCRIPT_CALLS = [
     ("postinst configure", True, [*ENABLE, RELOAD, "deb-systemd-invoke start"]),
-    ("postinst configure 1.0.0", True, [*ENABLE, RELOAD, "deb-systemd-invoke restart"]),
     ("postinst configure 1.0.0", False, [*LEAVE, RELOAD, "deb-systemd-invoke restart"]),
     ("prerm upgrade 1.0.2", True, []),
     ("prerm remove", True, ["deb-systemd-invoke stop"]),
     ("postrm upgrade 1.0.2", True, [RELOAD]),
-    ("postrm remove", True, [FORGET, RELOAD]),
     ("postrm purge", True, [FORGET, RELOAD]),
 ]
 # Under the name of a systemd tool: writes down how it was called and fails, but for the question

@@ -33,9 +33,6 @@ int32_t qv_run_shell(const char* command) {
     qv_log("%s%s\n", SHELL_LINE, command);
     fake_shell().commands.emplace_back(command);
     const std::string text = command;
-    if (fake_shell().during) {
-        fake_shell().during(text);
-    }
     const auto scripted = fake_shell().status.find(text.substr(0, text.find(' ')));
     return scripted == fake_shell().status.end() ? 0 : scripted->second;
 }

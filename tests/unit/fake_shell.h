@@ -4,7 +4,6 @@
 #define QV_TESTS_UNIT_FAKE_SHELL_H
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -14,9 +13,8 @@ inline constexpr const char* SHELL_LINE = "shell: ";
 
 struct FakeShell {
     std::vector<std::string> commands;
-    std::map<std::string, int32_t> status;          ///< by the command's first word; 0 for others
-    std::string output;                             ///< of commands that are read
-    std::function<void(const std::string&)> during; ///< called with each command
+    std::map<std::string, int32_t> status; ///< by the command's first word; 0 for others
+    std::string output;                    ///< of commands that are read
 };
 
 FakeShell& fake_shell();

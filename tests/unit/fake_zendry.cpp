@@ -40,8 +40,7 @@ int32_t qv_ctrl_send_wifi_mgr_msg(const void* request, uint32_t request_length, 
     Bytes reply =
         request_image(bytes[0], bytes[1], known ? scripted->second : *fake().reply_to_others);
     reply[1] = static_cast<uint8_t>(reply[1] + (fake().wrong_id ? 1 : 0));
-    memcpy(reply_buffer, reply.data(),
-           std::min({reply.size(), size_t{fake().reply_size}, size_t{reply_capacity}}));
+    memcpy(reply_buffer, reply.data(), std::min(reply.size(), size_t{reply_capacity}));
     return 0;
 }
 
@@ -82,9 +81,6 @@ int32_t uci_set_system_broker_status(int32_t status) {
 }
 int32_t file_request(const char* server, int32_t port, const char* file_name) {
     record_call("file_request", server, std::to_string(port), file_name);
-    if (fake().during_file_request) {
-        fake().during_file_request();
-    }
     return fake().file_request_result;
 }
 

@@ -19,7 +19,6 @@ struct FakeZendry {
     std::map<uint8_t, Bytes> replies;
     std::optional<Bytes> reply_to_others; ///< payload of the reply to every other message
     bool wrong_id = false;                ///< replies carry another identifier
-    uint32_t reply_size = ~0U;            ///< replies are cut to this size, header included
 
     std::vector<Bytes> requests;    ///< as they arrived
     std::vector<std::string> calls; ///< "uciSet system @system[0] name value", ...
@@ -27,8 +26,7 @@ struct FakeZendry {
     int32_t broker_section = 0; ///< what uciSectionExist answers
     BrokerConfig broker{1883, "127.0.0.1"};
     int32_t file_request_result = 0;
-    std::function<void()> during_file_request;
-    std::function<void()> during_request; ///< of the wifi manager, or of the store
+    std::function<void()> during_request; ///< called with each call of the library
 
     /// Message `id` is answered with a header alone, as apply messages are.
     void acknowledge(uint8_t id) {

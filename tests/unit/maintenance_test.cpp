@@ -1,4 +1,4 @@
-#include "broker/intake.h"
+#include "agent/dispatcher.h"
 #include "fake_shell.h"
 #include "maintenance/fw_flash.h"
 #include "support.h"
@@ -8,6 +8,8 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <regex>
+#include <sstream>
 
 namespace {
 
@@ -49,19 +51,15 @@ protected:
     }
 
     /// IMAGE stands for the image's path.
-    std::string with_short_path(std::string text) const {
-        for (size_t at = 0; (at = text.find(image)) != text.npos;) {
-            text.replace(at, image.size(), "IMAGE");
-        }
-        return text;
+    std::string with_short_path(const std::string& text) const {
+        return std::regex_replace(text, std::regex(image), "IMAGE");
     }
 
-    /// Status reports and commands of a log in their order.
+    /// Status reports and commands of the log in their order.
     std::string steps() const {
+        std::istringstream lines(with_short_path(log));
         std::string result;
-        for (size_t start = 0, end = 0; start < log.size(); start = end + 1) {
-            end = std::min(log.find('\n', start), log.size());
-            const std::string line = log.substr(start, end - start);
+        for (std::string line; std::getline(lines, line);) {
             const size_t status = line.find("\"updata_stats\": ");
             if (line.starts_with(SHELL_LINE)) {
                 result += line.substr(7) + "|";
@@ -69,15 +67,7 @@ protected:
                 result += std::to_string(atoi(line.c_str() + status + 16)) + "|";
             }
         }
-        return with_short_path(result);
-    }
-
-    /// As the network thread gets a message; waits for the worker that it may start.
-    void receive(const std::string& payload) {
-        log = log_of([&] {
-            qv_agent_recv_msg(context, "", payload.c_str(), static_cast<uint32_t>(payload.size()));
-            context.worker.join();
-        });
+        return result;
     }
 
     std::string folder;
@@ -101,80 +91,63 @@ constexpr const char* MP03 = "qcom,ipq5018-ap-mp03.5-c2";
 
 /// One upgrade, as the command 1002 and as the job of the command 1032.
 struct Upgrade {
-    std::string fw_params;
+    const char* board; ///< content of the board file
+    int32_t tool_status;
+    std::string standard_error;
+    int32_t result; ///< of 1002
     std::string steps;
-    int32_t result;           ///< of 1002
-    const char* board = MP03; ///< content of the board file
-    int32_t tool_status = 0;
-    const char* standard_error = "";
+    std::string fw_params;
     const char* request = "8080 a b.img"; ///< to the download server; none: refused before
     int32_t download = 0;
     std::string md5_output = SUM + "  image\n";
-    size_t size = 0; ///< the command is filled up with blanks
 };
 
 std::vector<Upgrade> upgrades() {
     const std::string keep = params(SUM, "1", "1");
-    const std::string forget = params(SUM, "0", "0");
+    const auto filled = [&](size_t size) { // up to that size of the command
+        return keep + std::string(size - upgrade_command(1002, keep).size(), ' ');
+    };
     const std::string md5 = "md5sum IMAGE|";
-    const std::string wrong_sum = md5 + "-2|";
-    const std::string no_sum = R"("image_name":"i","server_port":"80")";
+    const std::string kept = md5 + "202|updata_rootfs.sh IMAGE|";
+    const std::string forgotten = md5 + "202|updata_rootfs.sh -n IMAGE|203|";
+    const std::string failed = "Command 'updata_rootfs.sh IMAGE' failed with status 256\n";
+    const std::string no_name = "Failed to get board name\n";
+    const std::string no_file =
+        "Failed to open /tmp/sysinfo/board_name: No such file or directory\n";
+    const char* const get = "8080 a b.img";
+    const std::string long_name(128, 'i');
+    const std::string far_port = // 8080 more than 2 to the power of 32
+        R"("image_name":"i","md5sum":"","server_ip":"","server_port":"4294975376")";
     return {
         // The boards and their tools.
-        {keep, md5 + "203|sysupgrade IMAGE|", 0, DK07},
-        {params(SUM, "true", "0"), md5 + "203|sysupgrade -n IMAGE|", 0, DK07, 256},
-        {keep, md5 + "202|updata_rootfs.sh IMAGE|203|reboot|", 203, CP01},
-        {forget, md5 + "202|updata_rootfs.sh -n IMAGE|203|", 203, CP01},
-        {params(SUM, " 1", "1 "), md5 + "202|updata_rootfs.sh -n IMAGE|203|", 203, MP03},
-        {keep, md5 + "202|updata_rootfs.sh IMAGE|-3|", 3, MP03, 256,
-         "Command 'updata_rootfs.sh IMAGE' failed with status 256\n"},
-        {keep, md5 + "-3|", 3, "qcom,ipq6018-ap-cp01-c4 \n", 0,
-         "Unsupported board: qcom,ipq6018-ap-cp01-c4 \n"},
-        {keep, md5 + "-3|", 3, "\nap-dk07.1-c1\n", 0, "Unsupported board: \n"},
-        {keep, md5 + "-4|", 4, "", 0, "Failed to get board name\n"},
-        {keep, md5 + "-4|", 4, nullptr, 0,
-         "Failed to open /tmp/sysinfo/board_name: No such file or directory\n"
-         "Failed to get board name\n"},
+        {DK07, 0, "", 0, md5 + "203|sysupgrade IMAGE|", keep},
+        {DK07, 256, "", 0, md5 + "203|sysupgrade -n IMAGE|", params(SUM, "true", "0")},
+        {CP01, 0, "", 203, kept + "203|reboot|", keep},
+        {CP01, 0, "", 203, forgotten, params(SUM, "0", "0")},
+        {MP03, 0, "", 203, forgotten, params(SUM, " 1", "1 ")},
+        {MP03, 256, failed, 3, kept + "-3|", keep},
+        {"ap-dk07.1-c1 \n", 0, "Unsupported board: ap-dk07.1-c1 \n", 3, md5 + "-3|", keep},
+        {"", 0, no_name, 4, md5 + "-4|", keep},
+        {nullptr, 0, no_file + no_name, 4, md5 + "-4|", keep},
         // No image, or not the right one.
-        {.fw_params = keep, .steps = "-1|", .result = 1, .download = -7, .size = 300},
-        {.fw_params = keep, .steps = "-1|", .result = 1, .request = nullptr, .size = 301},
-        {.fw_params = params(SUM, "1", "12345678"),
-         .steps = "-1|",
-         .result = 1,
-         .request = nullptr},
-        {.fw_params = params(SUM, "7654321", "7654321"),
-         .steps = "-1|",
-         .result = 1,
-         .download = 1},
-        {.fw_params = R"("image_name":")" + std::string(128, 'i') + '"',
-         .steps = "-1|",
-         .result = 1,
-         .request = nullptr},
-        {.fw_params = keep, .steps = wrong_sum, .result = 2, .md5_output = SUM.substr(1)},
-        {.fw_params = params("ABCDEF", "1", "1"),
-         .steps = wrong_sum,
-         .result = 2,
-         .md5_output = "abcdef  image\n"},
-        {.fw_params = no_sum, .steps = wrong_sum, .result = 2, .request = "0 i", .md5_output = ""},
-        {.fw_params = "", .steps = "-1|", .result = 1, .request = "0 ", .download = 1},
-        {.fw_params = R"("image_name":"i\u0000mg")",
-         .steps = "-1|",
-         .result = 1,
-         .request = nullptr},
-        // 8080 more than 2 to the power of 32.
-        {.fw_params = R"("image_name":"i","md5sum":"","server_ip":"","server_port":"4294975376")",
-         .steps = "-1|",
-         .result = 1,
-         .request = "2147483647 i",
-         .download = 1},
+        {MP03, 0, "", 1, "-1|", filled(300), get, -7},
+        {MP03, 0, "", 1, "-1|", filled(301), nullptr},
+        {MP03, 0, "", 1, "-1|", params(SUM, "1", "12345678"), nullptr},
+        {MP03, 0, "", 1, "-1|", params(SUM, "7654321", "7654321"), get, 1},
+        {MP03, 0, "", 1, "-1|", "\"image_name\":\"" + long_name + '"', nullptr},
+        {MP03, 0, "", 1, "-1|", R"("image_name":"i\u0000mg")", nullptr},
+        {MP03, 0, "", 1, "-1|", "", "0 ", 1},
+        {MP03, 0, "", 1, "-1|", far_port, "2147483647 i", 1},
+        {MP03, 0, "", 2, md5 + "-2|", keep, get, 0, SUM.substr(1)},
+        {MP03, 0, "", 2, md5 + "-2|", params("ABCDEF", "1", "1"), get, 0, "abcdef  image\n"},
+        {MP03, 0, "", 2, md5 + "-2|", R"("image_name":"i","server_port":"80")", "0 i", 0, ""},
     };
 }
 
 TEST_F(MaintenanceTest, Upgrades) {
     for (const Upgrade& row : upgrades()) {
         for (const int32_t type : {1002, 1032}) {
-            std::string payload = upgrade_command(type, row.fw_params);
-            payload.resize(std::max(payload.size(), row.size), ' ');
+            const std::string payload = upgrade_command(type, row.fw_params);
             SCOPED_TRACE(payload + row.steps);
             const bool in_background = type == 1032;
             set_board(row.board);
@@ -213,8 +186,6 @@ TEST_F(MaintenanceTest, Upgrades) {
 }
 
 TEST_F(MaintenanceTest, OneJobAtATimeAndNoneAtTheEnd) {
-    set_board(MP03);
-    fake_shell().output = SUM + std::string("  IMAGE\n");
     const struct {
         bool worker_runs;
         int32_t stop;
@@ -225,15 +196,15 @@ TEST_F(MaintenanceTest, OneJobAtATimeAndNoneAtTheEnd) {
         // What a sysupgrade leaves that did not restart the device.
         {false, 0, "201|md5sum IMAGE|202|updata_rootfs.sh IMAGE|203|reboot|"},
     };
+    set_board(MP03);
     for (const auto& row : rows) {
         context.state = AGENT_STATE_RUN;
         context.busy = 1;
         context.worker_runs = row.worker_runs;
         context.stop = row.stop;
-        const std::string steps = row.steps;
         receive(upgrade_command(1032, params(SUM, "1", "1")));
-        EXPECT_EQ(this->steps(), steps);
-        const bool refused = steps.empty();
+        EXPECT_EQ(steps(), row.steps);
+        const bool refused = *row.steps == '\0';
         EXPECT_EQ(log.find("\nQV_ERR: firmware upgrade refused: another one runs") != log.npos,
                   refused);
         EXPECT_EQ(context.state, refused ? AGENT_STATE_RUN : AGENT_STATE_BUSY);
@@ -243,29 +214,14 @@ TEST_F(MaintenanceTest, OneJobAtATimeAndNoneAtTheEnd) {
 }
 
 TEST_F(MaintenanceTest, NoStepOfAnUpgradeBeginsAtTheEnd) {
-    set_board(MP03);
-    fake_shell().output = SUM + std::string("  IMAGE\n");
-    const struct {
-        const char* last_step; ///< the agent is asked to end while it runs
-        const char* steps;
-        int32_t result;
-    } rows[] = {
-        {"", "-1|", 1},
-        {"file_request", "-2|", 2},
-        {"md5sum", "md5sum IMAGE|-3|", 3},
-        {"updata_rootfs.sh", "md5sum IMAGE|202|updata_rootfs.sh IMAGE|203|reboot|", 203},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.last_step);
-        context.stop = *row.last_step == '\0';
-        const std::string last = row.last_step;
-        fake().during_file_request = [&] { context.stop = context.stop || last == "file_request"; };
-        fake_shell().during = [&](const std::string& command) {
-            context.stop = context.stop || command.starts_with(last);
-        };
-        EXPECT_EQ(run_command(1002, upgrade_command(1002, params(SUM, "1", "1"))), row.result);
-        EXPECT_EQ(steps(), row.steps);
-    }
+    const std::string payload = upgrade_command(1002, params(SUM, "1", "1"));
+    fake().during_request = [&] { context.stop = 1; }; // while the image is fetched
+    EXPECT_EQ(run_command(1002, payload), 2);
+    EXPECT_EQ(steps(), "-2|");
+    fake().calls.clear();
+    EXPECT_EQ(run_command(1002, payload), 1);
+    EXPECT_EQ(steps(), "-1|");
+    EXPECT_TRUE(fake().calls.empty());
 }
 
 TEST_F(MaintenanceTest, UpgradeLog) {
@@ -290,8 +246,7 @@ TEST_F(MaintenanceTest, UpgradeLog) {
 
     // A queued text ends at its first NUL, while its length is the received one.
     const ControllerMsgPtr cut = qv_new_controller_msg(context, 1002, "{}", 250);
-    const auto row = std::ranges::find(context.commands, 1002, &Command::type);
-    log = log_of([&] { row->handler(context, cut->payload.get(), cut->len); });
+    log = log_of([&] { qv_agent_process(context, *cut); });
     EXPECT_EQ(log.find("Non-printable"), log.npos);
 }
 
@@ -302,9 +257,7 @@ TEST_F(MaintenanceTest, FlashAgain) {
         const char* steps;
     } const rows[] = {
         {R"("save_config":1,"reboot":1)", 0, "updata_rootfs.sh IMAGE|2|reboot|"},
-        {R"("save_config":"1","reboot":true)", 0, "updata_rootfs.sh IMAGE|2|reboot|"},
         {R"("save_config":2,"reboot":2)", 0, "updata_rootfs.sh -n IMAGE|2|"},
-        {R"("reboot":1)", 0, "updata_rootfs.sh -n IMAGE|2|"},
         {R"("save_config":1)", 0, "updata_rootfs.sh IMAGE|2|"},
         {R"("save_config":1,"reboot":1)", 256, "updata_rootfs.sh IMAGE|-256|"},
         {R"("save_config":1,"reboot":1)", -1, "updata_rootfs.sh IMAGE|1|"},
@@ -326,54 +279,36 @@ TEST_F(MaintenanceTest, FlashAgain) {
 }
 
 TEST_F(MaintenanceTest, Clock) {
-    struct {
-        const char* timestamp;
-        const char* time; ///< none: refused
+    const auto set = [&](const char* timestamp) {
+        const std::string payload =
+            std::string(R"({"data":{"timestamp":5},"timestamp":)") + timestamp + "}";
+        EXPECT_EQ(run_command(1015, payload), 0);
+        EXPECT_TRUE(log.starts_with("SUB MSG: payload=" + payload + "\n"));
+        return log.substr(log.find('\n') + 1);
+    };
+    const struct {
+        const char *timestamp, *time;
         const char* zone = "UTC";
-    } const rows[] = {
+    } rows[] = {
         {"1700000000999", "2023-11-14 22:13:20"},
         {"1700000000999", "2023-11-14 23:13:20", "CET-1"}, // changed while the agent runs
-        {"\"1700000000999\"", "2023-11-14 22:13:20"},
         {"-1500", "1969-12-31 23:59:59"},
-        {"4102444800000", "2100-01-01 00:00:00"},
         {"253402300799999", "9999-12-31 23:59:59"},
-        {"253402300800000", nullptr},
-        {"9223372036854775807", nullptr},
-        {"-9223372036854775808", nullptr},
-        {"\"soon\"", nullptr},
-        {"\"-1500\"", "1969-12-31 23:59:59"},
         {"\"+1700000000999\"", "2023-11-14 22:13:20"},
         {"1.7e12", "2023-11-14 22:13:20"},
-        {"-1500.9", "1969-12-31 23:59:59"},
-        {"\"12abc\"", nullptr},
-        {"\"0x10\"", nullptr},
-        {"\"1.7e12\"", nullptr},
-        {"\" 1700000000999\"", nullptr},
-        {"\"1700000000999 \"", nullptr},
-        {"\"1700000000999\\u00000\"", nullptr},
-        {"\"-\"", nullptr},
-        {"\"+-1500\"", nullptr},
-        {"\"\"", nullptr},
-        {"\"99999999999999999999\"", nullptr},
-        {"null", nullptr},
-        {"true", nullptr},
-        {"[1700000000999]", nullptr},
-        {"1,\"timestamp\":", nullptr},
     };
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.timestamp);
         setenv("TZ", row.zone, 1);
-        const std::string payload =
-            std::string(R"({"data":{"timestamp":5},"timestamp":)") + row.timestamp + "}";
-        EXPECT_EQ(run_command(1015, payload), 0);
-        std::string expected = "QV_ERR: clock not set: no timestamp that is a date\n";
-        if (row.time != nullptr) {
-            const std::string command = "date -s \"" + std::string(row.time) + "\"\n";
-            expected = "QV: update time command: " + command + SHELL_LINE + command;
-        }
-        EXPECT_EQ(log, "SUB MSG: payload=" + payload + "\n" + expected);
+        const std::string command = "date -s \"" + std::string(row.time) + "\"\n";
+        EXPECT_EQ(set(row.timestamp), "QV: update time command: " + command + SHELL_LINE + command);
     }
     setenv("TZ", "UTC", 1);
+    for (const char* const refused :
+         {"253402300800000", "9223372036854775807", "\"12abc\"", "\" 1700000000999\"",
+          "\"1700000000999\\u00000\"", "\"+-1500\"", "\"\"", "\"99999999999999999999\"", "true",
+          "[1700000000999]", "1,\"timestamp\":"}) {
+        EXPECT_EQ(set(refused), "QV_ERR: clock not set: no timestamp that is a date\n") << refused;
+    }
 }
 
 std::string general_data(const std::string& json) {
@@ -388,54 +323,42 @@ std::string json_text(const std::string& text) {
     return result + "\"";
 }
 
-/// Each command is really run, by every shell there is, with nothing but harmless tools in reach.
+/// Each command is really run, with nothing but harmless tools in reach.
 TEST_F(MaintenanceTest, PasswordReachesTheToolUnchanged) {
     write("passwd", "#!/bin/sh\n[ \"$*\" = admin ] && /bin/cat >\"${0%/*}/received\"\n");
     write("sleep", "#!/bin/sh\n");
     for (const char* tool : {"/passwd", "/sleep"}) {
         std::filesystem::permissions(folder + tool, std::filesystem::perms::owner_all);
     }
-    std::vector<std::string> shells;
-    for (const std::string shell : {"/bin/sh", "/bin/bash"}) {
-        // A shell that is not here, or that would run a passwd of its own, is left out.
-        shells.push_back("cd " + folder + " && PATH=" + folder + " " + shell + " ");
-        const std::string look =
-            "[ \"$(" + shells.back() + "-c 'command -v passwd')\" = " + folder + "/passwd ] 2>&-";
-        if (system(look.c_str()) != 0) {
-            shells.pop_back();
-        }
+    const std::string shell = "cd " + folder + " && PATH=" + folder + " /bin/sh ";
+    const std::string look = shell + "-c '[ \"$(command -v passwd)\" = " + folder + "/passwd ]'";
+    if (system(look.c_str()) != 0) {
+        GTEST_SKIP() << "a shell with a passwd of its own";
     }
-    ASSERT_FALSE(shells.empty());
     for (const std::string password :
          {"abc", "", "'", "a'b' 'c", "';>canary;'", "$(>canary)", "`>canary`", "\";>canary;\"",
           "\\';>canary;'", "\\", "\\c\\n\\0101\\\\x", "-n", "-neE", "-", "-x %s%d *?[a]",
           "# !{}~&|<>()", "Áé密码", "1234567890123456789"}) {
         SCOPED_TRACE(password);
-        fake_shell() = {};
+        fake_shell().commands.clear();
         EXPECT_EQ(run_command(1016, general_data(json_text(password))), 0);
         ASSERT_EQ(fake_shell().commands.size(), 1U);
         const std::string& command = fake_shell().commands[0];
         EXPECT_NE(log.find("\nQV: update password command: " + command + "\n"), log.npos);
         write("command", command);
-        for (const std::string& shell : shells) {
-            std::filesystem::remove(folder + "/received");
-            EXPECT_EQ(system((shell + "./command").c_str()), 0) << shell;
-            EXPECT_EQ(read("received"), password + "\n" + password + "\n") << shell;
-            EXPECT_FALSE(std::filesystem::exists(folder + "/canary")) << shell;
-        }
+        std::filesystem::remove(folder + "/received");
+        EXPECT_EQ(system((shell + "./command").c_str()), 0);
+        EXPECT_EQ(read("received"), password + "\n" + password + "\n");
+        EXPECT_FALSE(std::filesystem::exists(folder + "/canary"));
     }
 }
 
 TEST_F(MaintenanceTest, Passwords) {
     const std::string abc = "(echo 'abc'; sleep 1; echo 'abc') | passwd 'admin' >/dev/null 2>&1";
     const std::string none = "(echo ''; sleep 1; echo '') | passwd 'admin' >/dev/null 2>&1";
-    for (const std::string& payload : {general_data(R"("abc")"), std::string("{\"data\":"),
-                                       std::string(R"({"data":7})"), std::string("{}")}) {
-        fake_shell() = {};
-        EXPECT_EQ(run_command(1016, payload), 0);
-        EXPECT_EQ(fake_shell().commands, std::vector{payload.size() > 20 ? abc : none}) << payload;
-    }
-    fake_shell() = {};
+    run_command(1016, general_data(R"("abc")"));
+    run_command(1016, R"({"data":7})");
+    EXPECT_EQ(fake_shell().commands, (std::vector{abc, none}));
     for (const char* json :
          {R"("1234567secret4567890")", R"("ÄÖÜsecretÄÖÜÄ")", R"("secret\nx")", R"("secret\rx")",
           R"("secret\u0000x")", R"("secret\u001bx")", R"("secret\u007fx")"}) {
@@ -445,7 +368,7 @@ TEST_F(MaintenanceTest, Passwords) {
         EXPECT_EQ(log.find("secret", line), log.npos) << json;
         EXPECT_EQ(log.find("QV: "), log.npos) << json;
     }
-    EXPECT_TRUE(fake_shell().commands.empty());
+    EXPECT_EQ(fake_shell().commands.size(), 2U);
 }
 
 TEST_F(MaintenanceTest, EquipmentNotes) {
@@ -456,7 +379,6 @@ TEST_F(MaintenanceTest, EquipmentNotes) {
         const char* cut_line;
     } const rows[] = {
         {general_data("\"roof, 'north'\""), "roof, 'north'", ""},
-        {general_data("\"" + thirty + "1\""), thirty + "1", ""},
         {general_data("\"" + thirty + "12\""), thirty + "1",
          "QV_INFO: equipment_notes cut from 32 to 31 bytes\n"},
         {general_data("\"" + thirty + "é\""), thirty,
@@ -466,6 +388,7 @@ TEST_F(MaintenanceTest, EquipmentNotes) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.notes);
         fake().calls.clear();
+        fake().during_request = [&] { EXPECT_EQ(context.state, AGENT_STATE_BUSY); };
         receive(R"({"type":1017,"timestamp":1,)" + row.payload.substr(1));
         EXPECT_EQ(fake().calls,
                   (std::vector<std::string>{"uciInit",

@@ -1,5 +1,6 @@
 #include "support.h"
 
+#include "broker/intake.h"
 #include "commands.h"
 #include "protocol/wifi_manager.h"
 #include "report_kinds.h"
@@ -7,6 +8,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <sstream>
 
 Image& Image::text(size_t offset, std::string_view text) {
     return bytes(offset, Bytes(text.begin(), text.end()));
@@ -20,9 +22,7 @@ Image& Image::number(size_t offset, uint32_t value, size_t width) {
 }
 
 Image& Image::bytes(size_t offset, const Bytes& values) {
-    for (size_t i = 0; i < values.size(); ++i) {
-        bytes_.at(offset + i) = values[i];
-    }
+    std::ranges::copy(values, std::span(bytes_).subspan(offset, values.size()).begin());
     return *this;
 }
 
@@ -53,6 +53,16 @@ int32_t AgentTest::run_command(int32_t type, const std::string& payload) {
     return result;
 }
 
+int32_t AgentTest::receive(const std::string& text) {
+    int32_t result = 0;
+    log = log_of([&] {
+        result =
+            qv_agent_recv_msg(context, "topic", text.c_str(), static_cast<uint32_t>(text.size()));
+        context.worker.join();
+    });
+    return result;
+}
+
 std::string AgentTest::report_data(int32_t kind) {
     ReportBuffer buffer;
     uint32_t length = 0;
@@ -69,38 +79,24 @@ std::string AgentTest::report_data(int32_t kind) {
     return text.substr(start + before_data.size(), text.size() - 2 - (start + before_data.size()));
 }
 
-namespace {
-
-constexpr std::string_view PUBLISHED = "PUB MSG: topic=qv/dev_to_controller len=";
-
-template <class Take>
-void for_each_line(const std::string& log, Take&& take) {
-    for (size_t start = 0; start < log.size();) {
-        const size_t end = std::min(log.find('\n', start), log.size() - 1) + 1;
-        take(std::string_view(log).substr(start, end - start));
-        start = end;
-    }
-}
-
-} // namespace
+static constexpr std::string_view PUBLISHED = "PUB MSG: topic=qv/dev_to_controller len=";
 
 std::vector<std::string> published(const std::string& log) {
     std::vector<std::string> texts;
-    for_each_line(log, [&](std::string_view line) {
+    std::istringstream lines(log);
+    for (std::string line; std::getline(lines, line);) {
         if (line.starts_with(PUBLISHED)) {
-            const size_t start = line.find(" msg=") + 5;
-            texts.emplace_back(line.substr(start, line.size() - start - 1));
+            texts.push_back(line.substr(line.find(" msg=") + 5));
         }
-    });
+    }
     return texts;
 }
 
 std::string without_reports(const std::string& log) {
     std::string rest;
-    for_each_line(log, [&](std::string_view line) {
-        if (!line.starts_with(PUBLISHED)) {
-            rest += line;
-        }
-    });
+    std::istringstream lines(log);
+    for (std::string line; std::getline(lines, line);) {
+        rest += line.starts_with(PUBLISHED) ? "" : line + "\n";
+    }
     return rest;
 }

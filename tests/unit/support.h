@@ -45,6 +45,9 @@ protected:
     /// Runs the handler of a command of the agent's table; the log is kept in `log`.
     int32_t run_command(int32_t type, const std::string& payload);
 
+    /// As the network thread gets a message; waits for the firmware worker that it may start.
+    int32_t receive(const std::string& text);
+
     /// "data" of the report of a kind, as serialised.
     std::string report_data(int32_t kind);
 
