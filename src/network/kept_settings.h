@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <type_traits>
 
 /// The file as it is, host byte order: it never leaves its device.
 struct KeptSettings {
@@ -25,8 +26,8 @@ struct KeptSettings {
     }
     std::span<std::byte> record_of(NetworkPart part);
 };
-static_assert(std::is_trivially_copyable_v<KeptSettings> && sizeof(KeptSettings) == 1244);
-static_assert(offsetof(KeptSettings, lan) == 16 && offsetof(KeptSettings, checksum) == 1240);
+static_assert(std::has_unique_object_representations_v<KeptSettings>); // no byte is padding
+static_assert(offsetof(KeptSettings, lan) == 16);
 
 /// What the file "pending" in the agent's folder keeps: nothing without one, and after a line for
 /// one that cannot be read or is not as qv_save_kept left it.

@@ -31,14 +31,14 @@ protected:
             fake().acknowledge(apply);
         }
         fake().replies[14] = lan("old");
-        fake().replies[18] = Image(248).text(32, "old");
+        fake().replies[18] = Image(sizeof(WanConfigRecord)).text(32, "old");
     }
     ~TakeBackTest() override {
         fs::remove_all(folder);
     }
 
     static Bytes lan(const char* ip) {
-        return Image(736).text(64, ip);
+        return Image(sizeof(LanConfigRecord)).text(64, ip);
     }
     void change_lan(const std::string& ip, const std::string& more) {
         fake().requests.clear();
@@ -99,7 +99,7 @@ TEST_F(TakeBackTest, TheFileIsWholeOrOfNoUse) {
     EXPECT_EQ(about.st_mode & 0777U, 0700U);
 
     const Bytes sound = read_file();
-    ASSERT_EQ(sound.size(), 1244U);
+    ASSERT_EQ(sound.size(), sizeof(KeptSettings));
     for (size_t i = 0; i < sound.size(); i += i < 24 ? 1 : 17) {
         Bytes spoilt = sound;
         spoilt[i] ^= 0x40;
@@ -189,10 +189,10 @@ TEST_F(TakeBackTest, KeepsTheOldestAndPutsItBack) {
     EXPECT_TRUE(fake().requests.empty());
     context.busy = 0;
     run_out();
-    EXPECT_EQ(
-        fake().requests,
-        (std::vector{request_image(3, 13, lan("old")), request_image(3, 14, {}),
-                     request_image(3, 17, Image(248).text(32, "old")), request_image(3, 18, {})}));
+    EXPECT_EQ(fake().requests,
+              (std::vector{request_image(3, 13, lan("old")), request_image(3, 14, {}),
+                           request_image(3, 17, Image(sizeof(WanConfigRecord)).text(32, "old")),
+                           request_image(3, 18, {})}));
     EXPECT_NE(log.find("QV_INFO: LAN change taken back, not confirmed within 3600 s\n"), log.npos);
     EXPECT_NE(log.find("QV_INFO: WAN change taken back, not confirmed within 20 s\n"), log.npos);
     EXPECT_EQ(published(log).size(), 2U);
