@@ -177,17 +177,19 @@ void add_help(CommandLine& line) {
     help->callback([&line] {
         line.run = [&line] {
             const CLI::App* verb = &line.app;
-            std::string before;
+            std::string name = verb->get_name();
             for (const std::string& word : line.arguments.settings) {
                 const auto parts = verb->get_subcommands([](const CLI::App*) { return true; });
                 const auto found = std::ranges::find(parts, word, &CLI::App::get_name);
                 if (found == parts.end()) {
                     throw Failure(USAGE, "help: " + word + " is unknown");
                 }
-                before += (before.empty() ? "" : " ") + verb->get_name();
                 verb = *found;
+                name += " " + word;
             }
-            fputs(verb->help(before).c_str(), stdout);
+            // App::help would be that of the verb "help", which is the one that was found.
+            const auto formatter = verb->get_formatter();
+            fputs(formatter->make_help(verb, name, CLI::AppFormatMode::Normal).c_str(), stdout);
             return ANSWERED;
         };
     });
@@ -225,7 +227,7 @@ std::string failure_text(const CLI::App* app, const CLI::Error& error) {
     for (const CLI::App* const part : parts) {
         text += (part == parts.front() ? " " : ", ") + part->get_name();
     }
-    return text + "\nRun with --help for more information.\n";
+    return wrapped(text) + "\nRun with --help for more information.\n";
 }
 
 } // namespace

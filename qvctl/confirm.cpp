@@ -166,12 +166,16 @@ Verdict judge(const Asked& asked, std::string& held) {
 ExitStatus confirm(const Setting& setting, json_object* asked, std::span<const Report> reports,
                    const Options& options) {
     bool differs = false;
+    std::string same;
     std::string unknown;
+    const auto add = [](std::string& names, const std::string& name) {
+        names += (names.empty() ? "" : ", ") + name;
+    };
     for (const Asked& member : all_asked(setting, asked, reports)) {
         std::string held;
         switch (judge(member, held)) {
-        case Verdict::same: break;
-        case Verdict::unknown: unknown += (unknown.empty() ? "" : ", ") + member.name; break;
+        case Verdict::same: add(same, member.name); break;
+        case Verdict::unknown: add(unknown, member.name); break;
         case Verdict::different:
             differs = true;
             fprintf(stderr,
@@ -180,6 +184,9 @@ ExitStatus confirm(const Setting& setting, json_object* asked, std::span<const R
                     printable_value(member.key, member.value, options.show_secrets).c_str(),
                     printable_value(member.key, held, options.show_secrets).c_str());
         }
+    }
+    if (!same.empty()) {
+        fprintf(stderr, "confirmed: %s\n", same.c_str());
     }
     if (!unknown.empty()) {
         fprintf(stderr, "qvctl: not confirmed, since no report tells: %s\n", unknown.c_str());

@@ -85,7 +85,7 @@ void add_left_out(std::vector<std::string>& lines, std::span<const char* const> 
     if (count == 0) {
         return;
     }
-    const std::string text = "left out, see --all: " + std::to_string(count) +
+    const std::string text = "left out, see get --all: " + std::to_string(count) +
                              (count == 1 ? " member: " : " members: ") + names;
     lines.push_back(style.paint(Paint::faint, shortened(text, style.columns, style)));
 }

@@ -35,7 +35,7 @@ def ask(words, purpose):
     """Runs qvctl where it can be seen."""
     colour = sys.stdout.isatty() and "NO_COLOR" not in os.environ
     begin, end = ("\033[33m", "\033[0m") if colour else ("", "")
-    print(f"\n{begin}$ qvctl {shlex.join(words)}{end}    # {purpose}", flush=True)
+    print(f"\n# {purpose}\n{begin}$ qvctl {shlex.join(words)}{end}", flush=True)
     status = subprocess.run([QVCTL, "-d", DEVICE, *words], check=False).returncode
     if status != 0:
         raise Failed(f"qvctl {shlex.join(words)} ended with status {status}")
@@ -93,7 +93,8 @@ def main():
         agent = subprocess.Popen([arguments.agent], stdout=log, stderr=log)
     print(
         f"agent started; its log: {arguments.log}\n"
-        f"beside it, on a second terminal: simulator/simulated-ap --join {os.environ['AP_LAUNCHER']}\n"
+        "beside it, on a second terminal: simulator/simulated-ap --join"
+        f" {os.environ['AP_LAUNCHER']}\n"
         "and there, for example: qvctl top",
         flush=True,
     )
@@ -114,8 +115,8 @@ def main():
         print(f"demo failed: {failure}", file=sys.stderr)
         return 1
     print(
-        "\ntry next: simulator/simulated-ap --shell, an access point with an agent, and in it\n"
-        "qvctl top, qvctl set vap ath1 ssid=Guest or qvctl help"
+        "\ntry next: simulator/simulated-ap --shell, an access point with an agent and a\n"
+        "shell, and in it qvctl top, qvctl set vap ath1 ssid=Guest or qvctl help"
     )
     return 0
 

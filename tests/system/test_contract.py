@@ -68,10 +68,15 @@ def test_asyncapi_document():
         target = contract.load(file) if file else document
         for step in path.split("/"):
             target = target[step]
+    for side in ("commands", "reports"):
+        messages = document["channels"][side]["messages"].values()
+        definitions = contract.by_type(contract.load(f"{side}.schema.json")).values()
+        examples = [example["payload"] for message in messages for example in message["examples"]]
+        assert examples == [example for it in definitions for example in it["examples"]]
     # Every message of a channel is sent or received, and none else.
     spoken = set()
     for operation in document["operations"].values():
-        assert operation["action"] in ("send", "receive")
+        assert operation["action"] in ("send", "receive") and operation["summary"].endswith(".")
         for part in filter(None, (operation, operation.get("reply"))):
             channel = part["channel"]["$ref"]
             named = {message["$ref"] for message in part["messages"]}

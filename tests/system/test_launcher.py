@@ -163,7 +163,7 @@ def test_shell_with_an_agent():
     first = subprocess.Popen([*LAUNCHER, "--shell"], text=True, **pipes)
     joining = f"    simulator/simulated-ap --join {first.pid}\n"
     greeting = "".join(iter(first.stdout.readline, joining))
-    assert "An agent runs; its log: /run/ap/qvagent.log." in greeting
+    assert "An agent runs; its log: /run/ap/qvagent.log\n" in greeting
     asked = "qvctl get radio-stats; echo $AP_MAC\n"
     _, output, _ = run(LAUNCHER[0], "--join", str(first.pid), stdin=asked)
     assert "wifi2" in output and "02:11:22:33:44:55\n" in output

@@ -12,7 +12,7 @@ from qvctl import ANSWERED, MAC, MD5, NO_ANSWER, OTHER, QVCTL, REFUSED, USAGE, T
 MISUSED = {
     "": "Usage: qvctl",
     "weather": "qvctl: weather is unknown; it must be one of help, get, set, devices, ",
-    "get": "get: what? One of stations, aps, interfaces, radios, radio-stats, system, ",
+    "get": "get: what? One of stations, aps, interfaces, radios, radio-stats, ",
     "set hostnme Garden": "set: hostnme is unknown; the nearest is hostname, and it must be ",
     "set weather": "set: weather is unknown; it must be one of settings, vap, radio, ap, ",
     "-d 02:11:22:33:44:5g get stations": "02:11:22:33:44:5g is no MAC address",
@@ -182,6 +182,7 @@ def test_watch_and_documents(agent, overheard):
     assert re.fullmatch(rf"\d\d:\d\d:\d\d  {MAC}  1000 announcement  macaddr={MAC}\n", output)
 
     assert qvctl("help", "get", "stations") == qvctl("get", "stations", "--help")
+    assert qvctl("help") == qvctl("--help")
     page = qvctl("--generate", "man")[1]
     assert page.count("Exit status") == 0 and ".SH EXAMPLES" in page
     captured = {"capture_output": True, "text": True, "check": True}

@@ -86,9 +86,9 @@ def test_silent_wifi_manager(agent, wifi_manager, overheard):
 
 def test_tables_fit(agent, overheard):
     for what, said in (
-        ("aps", "left out, see --all: 9 members: frequency, phymode, ipaddr, "),
-        ("vaps", "left out, see --all: 33 members: country, hwmode, "),
-        ("stations", "left out, see --all: 1 member: txpower"),
+        ("aps", "left out, see get --all: 9 members: frequency, phymode, ipaddr, "),
+        ("vaps", "left out, see get --all: 33 members: country, hwmode, "),
+        ("stations", "left out, see get --all: 1 member: txpower"),
     ):
         terminal = Terminal("-d", MAC, "--no-color", "get", what)
         assert terminal.end() == ANSWERED

@@ -50,7 +50,7 @@ ANSWERS = [
     ("set settings hostname=Garden", ANSWERED, "hostname       Garden\nzonename       UTC", ""),
     ("get settings", ANSWERED, '[ "0.openwrt.pool.ntp.org", "1.openwrt.pool.ntp.org" ]', ""),
     ("set server a.example,b.example", ANSWERED, '[ "a.example", "b.example" ]', ""),
-    ("set hostname Gate", ANSWERED, "hostname       Gate\nzonename       UTC", ""),
+    ("set hostname Gate", ANSWERED, "hostname       Gate\nzone", "confirmed: hostname\n"),
     (
         "set settings hostname=Gate --replace",
         ANSWERED,
