@@ -8,6 +8,7 @@
 #include "reports/send_report.h"
 #include "wifimgr/channel.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace {

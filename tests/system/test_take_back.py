@@ -142,6 +142,7 @@ def test_change_that_costs_the_address(
 ):
     for running in (agent, None):
         if running is None:  # a device that has restarted meanwhile
+            mark = controller.reports.mark()
             controller.send(change(LAN, {"mtu": "1400"}))
             wait_settings(controller, LAN, {"mtu": "1400"}, 3, mark)
             agent.process.kill()
@@ -155,7 +156,6 @@ def test_change_that_costs_the_address(
         running.wait_line("^QV_INFO: LAN change taken back", N_S + 3)
         rename_bridge("br-lan")
         sessions = broker.agent_subscriptions()
-        mark = controller.reports.mark()
         broker.wait_subscribed(sessions + 1, 15)
 
 
