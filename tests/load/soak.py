@@ -122,8 +122,12 @@ class Soak:
                 pass
 
     def commands(self, count):
+        mark = self.controller.reports.mark()
         for _ in range(count):
-            self.send(self.deck.pop())
+            command = self.deck.pop()
+            self.send(command)
+            if command == contract.EXAMPLES[1033]:  # its status is of no storm
+                self.controller.wait_report(firmware.UPDATA_STATS, ANSWER_S, mark)
             time.sleep(0.01)
 
     def storm(self, stops=False):

@@ -34,6 +34,7 @@ def test_sigterm_while_a_command_runs(controller, broker, wifi_manager, agent):
     controller.send(1034)
     controller.send(1034)  # waits in the queue, and is not begun any more
     wifi_manager.wait_request(4, 2)
+    agent.wait_line("^msg_queue_push: 1$", 2, count=2)
     status, seconds = agent.stop()
     assert status == 0
     assert seconds < 6  # the exchange under way is bounded by 5 s
