@@ -35,8 +35,12 @@ TOLD = [
     "close",
     "START=99 STOP=10 USE_PROCD=1",
 ]
-# The packages that bring what src/CMakeLists.txt links.
-DEPENDS = {"libmosquitto-nossl", "libjson-c", "libstdcpp", "libpthread", "libzendry-common"}
+# Packages and their variants, with the packages that bring what src/CMakeLists.txt links.
+DEPENDS = {"libjson-c", "libstdcpp", "libpthread", "libzendry-common"}
+PACKAGES = {
+    ("qvagent", "ssl"): DEPENDS | {"libmosquitto-ssl", "libopenssl"},
+    ("qvagent-nossl", "nossl"): DEPENDS | {"libmosquitto-nossl"},
+}
 
 
 def run(*command, **options):
@@ -57,9 +61,10 @@ def check_init_script(script):
     assert [line.strip() for line in told.splitlines()] == TOLD, told
 
 
-def check_makefile(top):
+def check_makefile(top, package, variant, depends):
     def make(target):
-        return run("make", "-C", PACKAGE, f"TOPDIR={top}", target)
+        chosen = f"PACKAGE={package}", f"BUILD_VARIANT={variant}"
+        return run("make", "-C", PACKAGE, f"TOPDIR={top}", *chosen, target)
 
     for name in ("rules.mk", "include"):
         copy = shutil.copytree if (HERE / "openwrt" / name).is_dir() else shutil.copy
@@ -69,13 +74,17 @@ def check_makefile(top):
         r"^project\(qvagent VERSION (\S+)", (PROJECT / "CMakeLists.txt").read_text(), re.M
     )
     assert f"PKG_VERSION={version[1]}\n" in shown, shown
-    assert set(re.search(r"DEPENDS:=(.*)", shown)[1].replace("+", "").split()) == DEPENDS, shown
+    depended = " ".join(re.findall(r"DEPENDS\+?:?=(.*)", shown))
+    assert set(depended.replace("+", "").split()) == depends, shown
+    assert f"VARIANT:={variant}\n" in shown, shown
     build, files = (
         pathlib.Path(re.search(rf"^{name}=(.*)", shown, re.M)[1])
         for name in ("PKG_BUILD_DIR", "PKG_INSTALL_DIR")
     )
     make("prepare")
     make("configure")
+    secured = re.search(r"^QV_TLS:\w+=(\w+)", (build / "objects/CMakeCache.txt").read_text(), re.M)
+    assert secured[1] == ("OFF" if variant == "nossl" else "ON"), secured
     check_configuration(build / "objects", top)
     (files / "usr/sbin").mkdir(parents=True)
     (files / "usr/sbin/qvagent").write_text("the agent")
@@ -99,16 +108,21 @@ def check_configuration(objects, top):
 
 def check_installed(root):
     installed = {str(path.relative_to(root)) for path in root.rglob("*") if path.is_file()}
-    assert installed == {"usr/sbin/qvagent", "etc/init.d/qvagent"}, installed
+    kept = "lib/upgrade/keep.d/qvagent"
+    modes = {"usr/sbin/qvagent": 0o755, "etc/init.d/qvagent": 0o755, kept: 0o644}
+    assert installed == set(modes), installed
     script = root / "etc/init.d/qvagent"
     assert script.read_bytes() == (PACKAGE / "files/qvagent.init").read_bytes()
-    assert all((root / name).stat().st_mode & 0o777 == 0o755 for name in installed)
+    assert (root / kept).read_text() == "/etc/qvagent/\n"
+    for name, mode in (modes | {"etc/qvagent": 0o700}).items():
+        assert (root / name).stat().st_mode & 0o777 == mode, name
 
 
 def main():
     check_init_script(PACKAGE / "files/qvagent.init")
-    with tempfile.TemporaryDirectory() as folder:
-        check_makefile(pathlib.Path(folder))
+    for package, depends in PACKAGES.items():
+        with tempfile.TemporaryDirectory() as folder:
+            check_makefile(pathlib.Path(folder), *package, depends)
 
 
 if __name__ == "__main__":
