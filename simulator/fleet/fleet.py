@@ -12,6 +12,7 @@ import sys
 import time
 
 import access_points
+import certificates
 import documents
 from access_points import AccessPoint
 from controller import ASK_RADIO_STATS, DISCOVERY, REPORT_TOPIC, SYSTEM_STATS, Controller, Unmet
@@ -30,9 +31,10 @@ def say(phase, text):
 
 
 class Fleet:
-    def __init__(self, count, broker):
+    def __init__(self, count, broker, tls=False):
         self.points = [AccessPoint(number) for number in range(1, count + 1)]
         self.broker = broker
+        self.certificates = certificates.FOLDER if tls else None
         self.controller = Controller(point.mac for point in self.points)
         self.figures = {}  # what was measured, as rows of a table
 
@@ -46,10 +48,14 @@ class Fleet:
 
     def start(self):
         access_points.set_up_network(self.points)
+        if self.certificates:
+            certificates.make(self.broker.host, (point.mac for point in self.points))
         self.broker.start()
-        self.controller.connect(self.broker.host)
+        self.controller.connect(
+            self.broker.host, certificates.CONTROLLER_FILES if self.certificates else None
+        )
         begin = time.monotonic()
-        access_points.start(self.points, self.broker.host, self.controller)
+        access_points.start(self.points, self.broker.host, self.controller, self.certificates)
         deadline = time.monotonic() + ANSWER_LIMIT_S
         self.controller.wait_answers(deadline, "first command")
         answers = self.controller.answer_times()
@@ -120,9 +126,11 @@ class Fleet:
 
     def outage(self):
         begin = time.monotonic()
+        agents = access_points.usage(access_points.is_agent).cpu_s
         expected = self.broker.kill(self.points)
         # Not before the kill: who answers the old broker has not come back.
         self.controller.new_round(ASK_RADIO_STATS)
+        broker = access_points.usage(self.broker.owns).cpu_s
         self.broker.restore()
         answered = self.controller.wait_answers(begin + ANSWER_LIMIT_S, self.broker.OUTAGE)
         back = [at - begin for at in answered]
@@ -132,7 +140,19 @@ class Fleet:
             f"all back and answering, median {statistics.median(back):.1f} s, "
             f"worst {max(back):.1f} s from the kill",
         )
+        self.return_row(agents, broker, sum(expected.values()))
         return expected
+
+    def return_row(self, agents, broker, sessions):
+        """`agents` and `broker`: their processor time before the devices came back."""
+        agents = access_points.usage(access_points.is_agent).cpu_s - agents
+        broker = access_points.usage(self.broker.owns).cpu_s - broker
+        self.row(
+            "outage",
+            "processor time until all are back",
+            f"agents {agents / len(self.points) * 1000:.1f} ms each, "
+            f"broker {broker / sessions * 1000:.2f} ms per session",
+        )
 
     def once_each(self):
         return {point.address: 1 for point in self.points}
@@ -212,12 +232,12 @@ def raise_descriptor_limit():
         resource.setrlimit(resource.RLIMIT_NOFILE, (wanted, hard))
 
 
-def make_broker(cluster):
+def make_broker(cluster, tls):
     if not cluster:
-        return OneBroker()
+        return OneBroker(tls)
     from cluster import Cluster  # only it needs the packages of a cluster
 
-    return Cluster()
+    return Cluster(tls)
 
 
 def main():
@@ -228,6 +248,9 @@ def main():
         "--cluster", action="store_true", help="around three RabbitMQ nodes, of which one is killed"
     )
     parser.add_argument(
+        "--tls", action="store_true", help="the broker demands a certificate of every device"
+    )
+    parser.add_argument(
         "--document", type=pathlib.Path, metavar="FILE", help="write the figures into this page"
     )
     arguments = parser.parse_args()
@@ -235,7 +258,7 @@ def main():
         parser.error(f"1 to {access_points.LIMIT} devices")
 
     raise_descriptor_limit()
-    fleet = Fleet(arguments.devices, make_broker(arguments.cluster))
+    fleet = Fleet(arguments.devices, make_broker(arguments.cluster, arguments.tls), arguments.tls)
     try:
         fleet.run(60 * arguments.minutes)
     except Unmet as unmet:
@@ -244,7 +267,7 @@ def main():
     if arguments.document:
         option = "--cluster " if arguments.cluster else ""
         command = f"scripts/fleet {option}{arguments.devices} {arguments.minutes:g}"
-        documents.write_fleet(arguments.document, command, fleet.figures)
+        documents.write_fleet(arguments.document, command, arguments.tls, fleet.figures)
     print("fleet: all demands met", flush=True)
     return 0
 
