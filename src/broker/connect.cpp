@@ -33,7 +33,11 @@ int await_connection(AgentContext& context, int descriptor, Clock::time_point de
         errno = error;
         return MOSQ_ERR_ERRNO;
     }
-    return MOSQ_ERR_SUCCESS;
+    // With TLS the library has tried to write already, and so has taken the error of a refusal.
+    sockaddr_storage peer{};
+    size = sizeof peer;
+    const bool connected = getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &size) == 0;
+    return connected ? MOSQ_ERR_SUCCESS : MOSQ_ERR_ERRNO;
 }
 
 short handshake_awaits(MqttSession& session) {
@@ -47,7 +51,7 @@ int await_handshake(AgentContext& context, int descriptor, Clock::time_point dea
     int result = MOSQ_ERR_SUCCESS;
     for (short awaited = handshake_awaits(session); awaited != 0 && result == MOSQ_ERR_SUCCESS;
          awaited = handshake_awaits(session)) {
-        if (!qv_link_await(context, descriptor, awaited, deadline)) {
+        if (Clock::now() >= deadline || !qv_link_await(context, descriptor, awaited, deadline)) {
             if (!qv_link_gives_up(session)) {
                 qv_log("QV_ERR: TLS handshake failed: no answer in time\n");
             }

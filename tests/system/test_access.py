@@ -1,12 +1,23 @@
 """Who gets to a broker that follows examples/broker, and what each may do there."""
+import os
 import pathlib
+import shutil
 import signal
 import subprocess
 
 import paho.mqtt.client as mqtt
 import pytest
-from harness import AP_DIR, REPORT_TOPIC, Broker, StandInBroker, Timeline, poll
-from qvctl import ENVIRONMENT, MAC, NO_ANSWER, OTHER, QVCTL, REFUSED
+from harness import (
+    AP_DIR,
+    REPORT_TOPIC,
+    ZENDRY_ROOT,
+    Broker,
+    StandInBroker,
+    Timeline,
+    edit_store,
+    poll,
+)
+from qvctl import ANSWERED, ENVIRONMENT, MAC, NO_ANSWER, OTHER, QVCTL, REFUSED
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 DEVICE, OTHER_DEVICE = f"device_{MAC}", f"device_{OTHER}"
@@ -207,3 +218,31 @@ def test_subscription_refused():
         f"qvctl: broker localhost:1883: does not let {REPORT_TOPIC} be read\n",
     )
     broker.close()
+
+
+@pytest.mark.skipif(os.environ.get("QV_TLS") == "0", reason="for agents that speak TLS")
+def test_device(secure_broker, wifi_manager, start_agent):
+    """Behind its certificate a device serves its controller, outlives the broker, and is shut out
+    when it is revoked."""
+
+    def ask():
+        return qvctl(*own("noc"), "--json", "-d", MAC, "get", "system")
+
+    folder = ZENDRY_ROOT / "etc/qvagent"
+    folder.mkdir(mode=0o700)
+    for suffix in ("pem", "key"):
+        shutil.copy(AUTHORITY / f"{DEVICE}.{suffix}", folder / f"client.{suffix}")
+    shutil.copy(AUTHORITY / "ca.pem", folder)
+    edit_store("system", "option port '1883'", "option port '8883'")
+    agent = start_agent()
+    poll(lambda: ask()[0] == ANSWERED, 10, "an answer")
+    secure_broker.kill()
+    agent.wait_line("^COULD NOT CONNECT: 14$", 5)
+    secure_broker.start()
+    poll(lambda: ask()[0] == ANSWERED, 10, "an answer after the broker's return")
+    certify(AUTHORITY, "--revoke", DEVICE)
+    secure_broker.kill()
+    secure_broker.start()
+    agent.wait_line("^QV_ERR: TLS session ended by the broker: .* certificate revoked", 10)
+    assert ask()[0] == REFUSED  # nobody writes to a device without a place in the list
+    shutil.rmtree(folder)
