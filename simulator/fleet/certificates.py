@@ -6,8 +6,11 @@ import subprocess
 REPO = pathlib.Path(__file__).resolve().parents[2]
 FOLDER = pathlib.Path(os.environ["AP_DIR"]) / "certificates"
 CONTROLLER = "controller"
-# As paho's tls_set() takes them.
-CONTROLLER_FILES = [str(FOLDER / name) for name in ("ca.pem", "controller.pem", "controller.key")]
+
+
+def files(name):
+    """As paho's tls_set() takes them."""
+    return [str(FOLDER / file) for file in ("ca.pem", f"{name}.pem", f"{name}.key")]
 
 
 def make(host, macs):
@@ -17,6 +20,11 @@ def make(host, macs):
         ["--controller", CONTROLLER],
     ):
         subprocess.run([REPO / "scripts/make-certificates", FOLDER, *words], check=True)
+
+
+def devices():
+    """Their common names."""
+    return (FOLDER / "devices").read_text().split()
 
 
 def mosquitto_lines(host):

@@ -17,6 +17,7 @@ import documents
 from access_points import AccessPoint
 from controller import ASK_RADIO_STATS, DISCOVERY, REPORT_TOPIC, SYSTEM_STATS, Controller, Unmet
 from one_broker import OneBroker
+from trespasser import Trespasser
 
 PERIOD_S, ANNOUNCE_PERIOD_S = 10, 5  # of system statistics, and until a controller speaks
 PUBLISH_HEADER = 5 + len(REPORT_TOPIC)  # of a message of 128 bytes to 16 KiB, in bytes
@@ -36,6 +37,7 @@ class Fleet:
         self.broker = broker
         self.certificates = certificates.FOLDER if tls else None
         self.controller = Controller(point.mac for point in self.points)
+        self.trespasser = None
         self.figures = {}  # what was measured, as rows of a table
 
     def row(self, phase, name, text):
@@ -52,7 +54,8 @@ class Fleet:
             certificates.make(self.broker.host, (point.mac for point in self.points))
         self.broker.start()
         self.controller.connect(
-            self.broker.host, certificates.CONTROLLER_FILES if self.certificates else None
+            self.broker.host,
+            certificates.files(certificates.CONTROLLER) if self.certificates else None,
         )
         begin = time.monotonic()
         access_points.start(self.points, self.broker.host, self.controller, self.certificates)
@@ -62,6 +65,9 @@ class Fleet:
         if max(answers) >= ANSWER_LIMIT_S:
             raise Unmet(f"first command: answered only after {max(answers):.1f} s")
         self.expect_connects(self.once_each(), "after the start")
+        if self.certificates and len(self.points) > 1:
+            macs = self.points[0].mac, self.points[-1].mac
+            self.trespasser = Trespasser(self.broker.host, *macs)
         self.row("start", "all announced and answering", f"{time.monotonic() - begin:.0f} s")
         self.row(
             "start",
@@ -198,6 +204,8 @@ class Fleet:
         self.load_rows()
         self.rows("end", self.broker.compare(set(self.controller.heard)))
         self.check_alive()
+        if self.trespasser:
+            self.trespasser.close(self.controller.traffic)
         self.controller.close()
         failed = access_points.stop(self.points)
         if failed:
