@@ -152,7 +152,6 @@ bool set_host(SSL_CTX* context, const char* host) {
 
 bool prepare(SSL_CTX* context, const char* host) {
     SSL_CTX_set_options(context, SSL_OP_NO_RENEGOTIATION);
-    SSL_CTX_set_mode(context, SSL_MODE_RELEASE_BUFFERS);
     SSL_CTX_set_info_callback(context, on_progress);
     // Nobody is there whom the library could ask for a passphrase.
     SSL_CTX_set_default_passwd_cb(context, [](char*, int, int, void*) { return -1; });
