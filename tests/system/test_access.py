@@ -145,7 +145,7 @@ ENTRIES = [
     (own("gone"), "certificate"),
     (own("expired"), "certificate"),
     (own("early"), "certificate"),
-    (own(DEVICE, STRANGERS), "certificate"),
+    (own(DEVICE, STRANGERS), "localhost:8883: "),
     ([*own("noc"), "-h", "127.0.0.2"], "127.0.0.2:8883: host name verification failed"),
     (["--port", "8883"], "localhost:8883: "),
 ]
