@@ -203,6 +203,10 @@ def one_start_each(plan, sizes, wifi_manager):
                 result[way.replace("-", " ")][case.name] = under_load(floor, case, plan)
         with Agent() as agent:
             result["agent"][case.name] = under_load(agent, case, plan)
+        if case == CASES[0]:
+            with programs.secured(), Agent() as agent:
+                agent.settle()
+                result["agent"]["tls"] = sequential(agent, case, plan)
         wifi_manager.stop()
     wifi_manager.start(*FEW)
     with Floor(sizes[CASES[0].name]) as floor:
@@ -221,6 +225,7 @@ def main():
     parser.add_argument("--quick", action="store_true")
     plan = Plan(parser.parse_args().quick)
     wifi_manager = WifiManager()
+    programs.offer_tls()
     sizes = {}
     starts = []
     for number in range(plan.starts):

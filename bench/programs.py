@@ -1,6 +1,9 @@
 """The programs of a measurement inside a simulated access point: floor or agent, and the client."""
+import contextlib
 import json
 import os
+import pathlib
+import shutil
 import subprocess
 import time
 
@@ -9,6 +12,15 @@ import harness
 
 TOPIC = "qv/device_" + os.environ.get("AP_MAC", "")
 LOG = harness.AP_DIR / "qvagent.log"
+CERTIFICATES = harness.AP_DIR / "certificates"
+SECRETS = harness.ZENDRY_ROOT / "etc/qvagent"  # the agent's own
+TLS_LISTENER = f"""
+listener 8883 127.0.0.1
+cafile {CERTIFICATES}/ca.pem
+certfile {CERTIFICATES}/server.pem
+keyfile {CERTIFICATES}/server.key
+require_certificate true
+"""
 OWN_REPORT_S = 10  # between two reports that the agent sends by itself
 VALGRIND = ["valgrind", "-q", "--tool=callgrind", "--instr-atstart=no", "--separate-callers=12"]
 
@@ -61,6 +73,31 @@ class Agent(Program):
         ask(1034)
         harness.poll(lambda: b"\nsm->state:3\n" in LOG.read_bytes(), 60, "normal operation")
         time.sleep(0.2)
+
+
+def offer_tls():
+    """From its next start on the broker has a second port, which demands certificates."""
+    make = pathlib.Path(__file__).resolve().parents[1] / "scripts/make-certificates"
+    for words in ([], ["--device", "device"]):
+        subprocess.run([make, CERTIFICATES, *words], check=True)
+    with harness.Broker.CONFIG.open("a") as configuration:
+        configuration.write(TLS_LISTENER)
+
+
+@contextlib.contextmanager
+def secured():
+    """Agents that start within it use that port."""
+    SECRETS.mkdir(mode=0o700)
+    for file, name in (
+        ("ca.pem", "ca.pem"),
+        ("device.pem", "client.pem"),
+        ("device.key", "client.key"),
+    ):
+        shutil.copy(CERTIFICATES / file, SECRETS / name)
+    harness.edit_store("system", "option port '1883'", "option port '8883'")
+    yield
+    harness.edit_store("system", "option port '8883'", "option port '1883'")
+    shutil.rmtree(SECRETS)
 
 
 class WifiManager(harness.WifiManager):

@@ -86,7 +86,16 @@ def rows(result):
         goal = LARGE_GOAL if size > LARGE_BYTES else SMALL_GOAL
         table.append(make(f"{case}, p50", "µs", (case, "sequential", "p50"), **times(goal)))
         table.append(make(f"{case}, p99", "µs", (case, "sequential", "p99"), **times(P99_GOAL)))
+    plain = table[0].figures[AGENT]
     table += [
+        make(
+            "1034, agent's link by TLS, p50",
+            "µs",
+            ("tls", "p50"),
+            "at most 1.3 times plain",
+            lambda figures: figures[AGENT] is not None and figures[AGENT] <= 1.3 * plain,
+        ),
+        make("CPU, 1034, agent's link by TLS", "µs", ("tls", "cpu_us")),
         make(
             "1034, 20 outstanding",
             "commands/s",

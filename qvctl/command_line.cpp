@@ -128,17 +128,48 @@ constexpr Verb VERBS[] = {
      top, define_top},
 };
 
+/// As the mosquitto clients name them.
+void add_broker_options(CLI::App& app, Options& options) {
+    app.add_option("-h,--host", options.host, "Host of the broker")
+        ->type_name("HOST")
+        ->envname("QVCTL_HOST")
+        ->capture_default_str();
+    app.add_option("-p,--port", options.port, "Port of the broker (1883, with --cafile 8883)")
+        ->type_name("PORT")
+        ->check(CLI::Range(1, 65535))
+        ->envname("QVCTL_PORT");
+    struct Text {
+        const char* names;
+        std::string& value;
+        const char* type;
+        const char* variable;
+        const char* help;
+    };
+    const Text texts[] = {
+        {"-u,--username", options.username, "NAME", "QVCTL_USERNAME", "Name that the broker knows"},
+        {"-P,--pw", options.password, "PASSWORD", "QVCTL_PASSWORD",
+         "Its password, for all of this host to see; better in a file"},
+        {"--password-file", options.password_file, "FILE", "QVCTL_PASSWORD_FILE",
+         "File whose first line is the password"},
+        {"--cafile", options.cafile, "FILE", "QVCTL_CAFILE",
+         "Talk TLS to a broker whose certificate is of an authority in this PEM file"},
+        {"--cert", options.cert, "FILE", "QVCTL_CERT", "Own certificate, a PEM file"},
+        {"--key", options.key, "FILE", "QVCTL_KEY", "Its key, a PEM file"},
+    };
+    for (const Text& text : texts) {
+        app.add_option(text.names, text.value, text.help)
+            ->type_name(text.type)
+            ->envname(text.variable);
+    }
+    app.add_flag("--insecure", options.insecure,
+                 "Let the broker's certificate name another host than this one");
+}
+
 void add_global_options(CommandLine& line) {
     CLI::App& app = line.app;
     Options& options = line.options;
     const CLI::Range duration(0.001, 86400.0, "SECONDS");
-    app.add_option("-h,--host", options.host, "Host of the broker")
-        ->type_name("HOST")
-        ->capture_default_str();
-    app.add_option("-p,--port", options.port, "Port of the broker")
-        ->type_name("PORT")
-        ->check(CLI::Range(1, 65535))
-        ->capture_default_str();
+    add_broker_options(app, options);
     app.add_option("-d,--device", options.device,
                    "MAC address of the device in any notation, or the digits that only its own "
                    "ends in; the only one that speaks when it is missing")
@@ -166,6 +197,7 @@ void add_global_options(CommandLine& line) {
     app.add_flag("--no-color", options.no_color, "Print without colours");
     app.add_option("--generate", line.generated, "")
         ->check(CLI::IsMember({"bash-completion", "man"}))
+        ->configurable(false)
         ->group("");
 }
 

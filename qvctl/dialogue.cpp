@@ -25,11 +25,11 @@ void refuse_several(const DevicesSeen& devices) {
     }
 }
 
-Failure no_report(const std::string& macaddr, int type, double seconds) {
+Failure no_report(const Session& session, const std::string& macaddr, int type, double seconds) {
     const ReportKind* const kind = find_report_kind(type);
     return {NO_ANSWER, "device " + macaddr + ": no report of type " + std::to_string(type) +
                            (kind == nullptr ? "" : std::string(" (") + kind->name + ")") +
-                           " within " + seconds_text(seconds)};
+                           " within " + seconds_text(seconds) + session.doubt()};
 }
 
 std::optional<Report> next_of(Session& session, const std::string& macaddr, int type,
@@ -96,7 +96,7 @@ std::string choose_device(Session& session, const Options& options) {
     }
     if (devices.empty()) {
         throw Failure(NO_ANSWER, "no device" + ending_text(options) + " has spoken within " +
-                                     seconds_text(options.listen));
+                                     seconds_text(options.listen) + session.doubt());
     }
     return devices.begin()->first;
 }
@@ -120,7 +120,7 @@ Report wait_for(Session& session, const std::string& macaddr, int type, double s
     if (std::optional<Report> report = next_of(session, macaddr, type, after(seconds))) {
         return std::move(*report);
     }
-    throw no_report(macaddr, type, seconds);
+    throw no_report(session, macaddr, type, seconds);
 }
 
 Report ask(Session& session, const std::string& macaddr, json_object* command, int report_type,
@@ -139,7 +139,7 @@ Report ask(Session& session, const std::string& macaddr, json_object* command, i
             session.send(macaddr, command);
         }
     }
-    throw no_report(macaddr, report_type, seconds);
+    throw no_report(session, macaddr, report_type, seconds);
 }
 
 } // namespace qvctl

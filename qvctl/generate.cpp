@@ -89,11 +89,18 @@ std::string roff_verb(const CommandLine& line, const CLI::App& verb, const std::
     return text;
 }
 
-constexpr const char* END_OF_MAN_PAGE = R"(.SH ENVIRONMENT
-.TP
-.B QVCTL_DEVICE
-The device when no option names one.
-.TP
+std::string roff_variables(const CLI::App& app) {
+    std::string text = ".SH ENVIRONMENT\n";
+    for (const CLI::Option* const option : app.get_options()) {
+        if (!option->get_envname().empty()) {
+            text += ".TP\n.B " + roff(option->get_envname()) + "\nFor " +
+                    roff(names_of(*option).back()) + ", when it is not given.\n";
+        }
+    }
+    return text;
+}
+
+constexpr const char* END_OF_MAN_PAGE = R"(.TP
 .B NO_COLOR
 No colours when it is not empty.
 .TP
@@ -102,6 +109,11 @@ No colours when it is "dumb".
 .TP
 .BR LC_ALL ", " LC_CTYPE ", " LANG
 The first that is not empty says whether bars and curves are drawn in UTF\-8 or in ASCII.
+.SH FILES
+.TP
+.I $XDG_CONFIG_HOME/qvctl
+Or ~/.config/qvctl: options that are given neither on the command line nor by the environment, one
+a line with its value behind a blank. A line that begins with # is a comment.
 .SH EXAMPLES
 .nf
 qvctl devices
@@ -216,7 +228,7 @@ std::string man_page(const CommandLine& line) {
     }
     const std::string footer = line.app.get_footer(); // in the help, with a heading of its own
     text += ".SH EXIT STATUS\n" + roff(footer.substr(footer.find(": ") + 2)) + "\n";
-    return text + END_OF_MAN_PAGE;
+    return text + roff_variables(line.app) + END_OF_MAN_PAGE;
 }
 
 std::string bash_completion(const CommandLine& line) {

@@ -105,7 +105,7 @@ ExitStatus list_devices(const Options& options, const Arguments& /*arguments*/) 
     if (options.json) {
         puts(json_object_to_json_string_ext(json_of(devices).get(), JSON_C_TO_STRING_PLAIN));
     } else if (devices.empty()) {
-        puts("none");
+        puts(("none" + session.doubt()).c_str());
     }
     return devices.empty() ? NO_ANSWER : ANSWERED;
 }

@@ -137,7 +137,7 @@ void Job::await_idle() {
     if (type_ != COMMAND_FW_UPGRADE_IN_BACKGROUND) {
         throw Failure(NO_ANSWER, "device " + device_ + ": no answer within " +
                                      seconds_text(seconds) +
-                                     ", as while it upgrades; nothing was sent");
+                                     ", as while it upgrades; nothing was sent" + session_.doubt());
     }
     view_.note("device " + device_ +
                " does not answer, as while it upgrades; it refuses a second "
@@ -204,7 +204,7 @@ Failure Job::silence(double seconds) const {
 /// Sends the command and follows its statuses to the last. The job outlives the device's session
 /// with the broker: its statuses wait for the next one, which begins with an announcement.
 ExitStatus Job::follow() {
-    session_.send(device_, order_.command);
+    session_.send(device_, order_.command, Delivery::written); // a second time is a second job
     sent_ = true;
     const double seconds = options_.timeout_or(SILENCE_TIMEOUT);
     bool announced = false;

@@ -1,5 +1,6 @@
 // qvctl: the controller's side of qvagent on the command line.
 #include "command_line.h"
+#include "configuration.h"
 #include "generate.h"
 #include "terminal.h"
 
@@ -9,6 +10,7 @@ int main(int argc, char** argv) {
     using namespace qvctl;
     try {
         CommandLine line;
+        read_configuration(line.app);
         try {
             line.app.parse(argc, argv);
         } catch (const CLI::ParseError& error) {

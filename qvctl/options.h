@@ -19,7 +19,14 @@ inline Clock::time_point after(double seconds) {
 /// Options that every verb knows.
 struct Options {
     std::string host = "localhost";
-    int port = 1883;
+    std::optional<int> port; ///< none: the usual one, with TLS or without
+    std::string username;
+    std::string password;
+    std::string password_file; ///< its first line is the password, unless that is given
+    std::string cafile;        ///< authorities that the broker's certificate may be of; else no TLS
+    std::string cert;          ///< of the controller itself, PEM, as its key
+    std::string key;
+    bool insecure = false; ///< the certificate need not name the host
     std::string device; ///< lower-case MAC address, or the digits it ends in; empty: the only one
     std::optional<double> timeout; ///< seconds until an answer must be there
     double listen = 12;            ///< seconds in which every device must have spoken
@@ -29,6 +36,13 @@ struct Options {
 
     double timeout_or(double usual) const {
         return timeout.value_or(usual);
+    }
+    int broker_port() const {
+        return port.value_or(cafile.empty() ? 1883 : 8883);
+    }
+    /// Whether the broker is to know the controller, and so may give it rights of its own.
+    bool names_controller() const {
+        return !username.empty() || !cert.empty();
     }
     /// Whether `device` is a whole MAC address.
     bool names_device() const;

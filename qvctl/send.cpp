@@ -79,7 +79,7 @@ ExitStatus send_to_device(const Options& options, const JsonPtr& command) {
 
 void send_only(Session& session, const std::string& device, const Options& options,
                json_object* command) {
-    session.send(device, command, Delivery::acknowledged);
+    session.send(device, command);
     const int type = json_object_get_int(qv_json_member(command, "type"));
     if (options.json) {
         printf("{\"sent\":%d,\"macaddr\":\"%s\"}\n", type, device.c_str());

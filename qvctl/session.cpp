@@ -8,8 +8,10 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <mqtt_protocol.h>
 #include <sys/socket.h>
 #include <vector>
 
@@ -23,7 +25,7 @@ constexpr double FAREWELL_TIMEOUT = 3;
 constexpr double RECONNECT_PAUSE = 1;
 /// The library wants its housekeeping done about once a second.
 constexpr std::chrono::milliseconds HOUSEKEEPING{1000};
-constexpr int NOT_GRANTED = 0x80; // in place of a QoS
+constexpr int NOT_GRANTED = 0x80; // in place of a QoS, and as reason: this and above
 
 int milliseconds_until(Clock::time_point deadline) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
@@ -42,25 +44,66 @@ bool is_closed(int socket) {
 } // namespace
 
 Session::Session(const Options& options, OnLoss on_loss)
-    : broker_(options.host + ":" + std::to_string(options.port)),
-      timeout_(options.timeout_or(BROKER_TIMEOUT)), on_loss_(on_loss),
-      client_(mosquitto_new(nullptr, true, this)) {
-    if (client_ == nullptr) {
-        fail(strerror(errno));
+    : options_(options), broker_(options.host + ":" + std::to_string(options.broker_port())),
+      timeout_(options.timeout_or(BROKER_TIMEOUT)), on_loss_(on_loss) {
+    if (options.insecure) {
+        fprintf(stderr, "warning: --insecure: whoever has a certificate of the same authority may "
+                        "pose as the broker\n");
     }
+    const auto deadline = after(timeout_);
+    if (!connect(MQTT_PROTOCOL_V5, deadline)) {
+        connect(MQTT_PROTOCOL_V311, deadline);
+    }
+}
+
+/// Returns whether the broker speaks this version of the protocol, with a session then.
+bool Session::connect(int protocol, Clock::time_point deadline) {
+    protocol_ = protocol;
+    refusal_.clear();
+    answer_.reset();
+    client_ = new_client(options_, protocol, this);
     mosquitto_connect_callback_set(client_.get(), on_connect);
     mosquitto_subscribe_callback_set(client_.get(), on_subscribe);
-    mosquitto_publish_callback_set(client_.get(), on_publish);
+    mosquitto_publish_v5_callback_set(client_.get(), on_publish);
     mosquitto_message_callback_set(client_.get(), on_message);
-    check(mosquitto_connect_async(client_.get(), options.host.c_str(), options.port, KEEP_ALIVE));
-    const auto deadline = after(timeout_);
+    mosquitto_log_callback_set(client_.get(), on_log);
+    check(mosquitto_connect_async(client_.get(), options_.host.c_str(), options_.broker_port(),
+                                  KEEP_ALIVE));
+    await_connection(deadline);
     while (!subscribed_) {
         // The library knows best how to wait for a connection that is still being made.
-        check(mosquitto_loop(client_.get(), milliseconds_until(deadline), 1));
+        const int result = mosquitto_loop(client_.get(), milliseconds_until(deadline), 1);
+        if (protocol == MQTT_PROTOCOL_V5 && is_other_protocol(result)) {
+            return false;
+        }
+        check(result);
         if (!subscribed_ && Clock::now() >= deadline) {
             fail("no answer");
         }
     }
+    return true;
+}
+
+/// With TLS the library would take a connection that is refused for one that is still being made.
+void Session::await_connection(Clock::time_point deadline) const {
+    pollfd descriptor{.fd = socket(), .events = POLLOUT, .revents = 0};
+    while (poll(&descriptor, 1, milliseconds_until(deadline)) <= 0 && Clock::now() < deadline) {
+    }
+    int error = 0;
+    socklen_t size = sizeof error;
+    getsockopt(socket(), SOL_SOCKET, SO_ERROR, &error, &size);
+    if (error != 0 || (descriptor.revents & POLLHUP) != 0) { // the library may have had the error
+        fail(strerror(error != 0 ? error : ECONNREFUSED));
+    }
+}
+
+/// Brokers without MQTT 5 refuse it, close the connection, or answer as MQTT 3.1.1 has it.
+bool Session::is_other_protocol(int result) const {
+    if (answer_.has_value()) {
+        return *answer_ == MQTT_RC_UNSUPPORTED_PROTOCOL_VERSION;
+    }
+    return result == MOSQ_ERR_CONN_LOST || result == MOSQ_ERR_PROTOCOL ||
+           result == MOSQ_ERR_MALFORMED_PACKET;
 }
 
 Session::~Session() {
@@ -68,17 +111,26 @@ Session::~Session() {
 }
 
 void Session::send(const std::string& macaddr, json_object* command, Delivery delivery) {
+    if (!subscribed_) {
+        return;
+    }
     const std::string topic = COMMAND_TOPIC_START + macaddr;
     const char* const text = json_object_to_json_string_ext(command, JSON_C_TO_STRING_PLAIN);
     int message = 0;
     check(mosquitto_publish(client_.get(), &message, topic.c_str(), static_cast<int>(strlen(text)),
                             text, static_cast<int>(delivery), false));
     const auto deadline = after(timeout_);
+    sending_ = true;
     while (delivered_ != message && subscribed_) {
         if (Clock::now() >= deadline) {
             fail("takes no messages");
         }
         work(deadline, {});
+    }
+    sending_ = false;
+    if (delivered_ == message && delivery_ >= NOT_GRANTED) {
+        fail("does not let commands be sent to " + macaddr + ": " +
+             mosquitto_reason_string(delivery_));
     }
 }
 
@@ -111,6 +163,12 @@ std::optional<Report> Session::next(Clock::time_point deadline, std::span<pollfd
 void Session::forget() {
     work(Clock::now(), {});
     reports_.clear();
+}
+
+std::string Session::doubt() const {
+    return protocol_ == MQTT_PROTOCOL_V5 && !options_.names_controller()
+               ? ""
+               : "; the broker may also drop what one has no right to send or to read";
 }
 
 void Session::subscribe() {
@@ -195,9 +253,19 @@ void Session::check(int result) {
     if (!refusal_.empty()) {
         fail(refusal_);
     }
+    if (!subscribed_ && !complaint_.empty()) {
+        fail(complaint_);
+    }
+    const bool is_ended = result == MOSQ_ERR_CONN_LOST || errno == EPROTO;
+    if (!subscribed_ && !options_.cafile.empty() && is_ended) {
+        fail("ends the session, as when it wants another certificate");
+    }
     switch (result) {
     case MOSQ_ERR_ERRNO: fail(strerror(errno));
-    case MOSQ_ERR_CONN_LOST: fail(subscribed_ ? "connection lost" : "connection refused");
+    case MOSQ_ERR_CONN_LOST:
+        fail(!subscribed_ ? "connection refused"
+             : sending_   ? "connection lost over a command, as when there is no right to send it"
+                          : "connection lost");
     default: fail(mosquitto_strerror(result));
     }
 }
@@ -208,8 +276,10 @@ void Session::fail(const std::string& reason) const {
 
 void Session::on_connect(mosquitto* /*client*/, void* session, int result) {
     auto* const self = static_cast<Session*>(session);
+    self->answer_ = result;
     if (result != 0) {
-        self->refusal_ = mosquitto_connack_string(result);
+        self->refusal_ = self->protocol_ == MQTT_PROTOCOL_V5 ? mosquitto_reason_string(result)
+                                                             : mosquitto_connack_string(result);
         return;
     }
     self->subscribe();
@@ -227,8 +297,22 @@ void Session::on_subscribe(mosquitto* /*client*/, void* session, int /*message*/
     self->was_subscribed_ = true;
 }
 
-void Session::on_publish(mosquitto* /*client*/, void* session, int message) {
-    static_cast<Session*>(session)->delivered_ = message;
+void Session::on_publish(mosquitto* /*client*/, void* session, int message, int reason,
+                         const mosquitto_property* /*properties*/) {
+    auto* const self = static_cast<Session*>(session);
+    self->delivered_ = message;
+    self->delivery_ = reason;
+}
+
+/// Of the library's complaints about TLS the first says most.
+void Session::on_log(mosquitto* /*client*/, void* session, int level, const char* text) {
+    auto* const self = static_cast<Session*>(session);
+    if (level == MOSQ_LOG_ERR && self->complaint_.empty()) {
+        const std::string_view line = text;
+        // As "Error: Unable to ..." or "OpenSSL Error[0]: error:0A000086:SSL routines::...".
+        self->complaint_ =
+            line.starts_with("Error: ") ? line.substr(7) : line.substr(line.rfind(':') + 1);
+    }
 }
 
 void Session::on_message(mosquitto* /*client*/, void* session, const mosquitto_message* message) {

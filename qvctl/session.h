@@ -3,11 +3,11 @@
 #ifndef QVCTL_SESSION_H
 #define QVCTL_SESSION_H
 
+#include "client.h"
 #include "options.h"
 #include "report.h"
 
 #include <deque>
-#include <memory>
 #include <mosquitto.h>
 #include <optional>
 #include <poll.h>
@@ -19,8 +19,8 @@ namespace qvctl {
 /// What a session does that has lost its broker: what shows devices for hours outlives a restart.
 enum class OnLoss { fail, reconnect };
 
-/// When a command counts as sent: written to the socket (QoS 0), which is enough where a report
-/// answers it, or acknowledged by the broker (QoS 1).
+/// When a command counts as sent: acknowledged by the broker (QoS 1), which may refuse it then, or
+/// written to the socket (QoS 0), so that no new session sends it a second time.
 enum class Delivery : int { written = 0, acknowledged = 1 };
 
 class Session {
@@ -34,9 +34,10 @@ public:
     Session& operator=(const Session&) = delete;
 
     /// Publishes a command to a device and returns when it is delivered. Throws Failure when it is
-    /// not in time; a session that reconnects drops it instead while there is no broker.
+    /// not in time, or when the broker says that it must not be; a session that reconnects drops it
+    /// instead while there is no broker.
     void send(const std::string& macaddr, json_object* command,
-              Delivery delivery = Delivery::written);
+              Delivery delivery = Delivery::acknowledged);
 
     /// From now on next() returns what anyone sends to that device, too, where the broker lets it
     /// be read.
@@ -58,17 +59,15 @@ public:
     const std::string& broker() const {
         return broker_;
     }
+    /// What else may keep reports away, for the end of a message; empty where nothing is hidden.
+    /// Rights are: only MQTT 5 tells of a command that is refused, and nothing of a report.
+    std::string doubt() const;
     /// The socket to the broker, or -1.
     int socket() const {
         return mosquitto_socket(client_.get());
     }
 
 private:
-    struct ClientDeleter {
-        void operator()(mosquitto* client) const {
-            mosquitto_destroy(client);
-        }
-    };
     struct Library {
         Library() {
             mosquitto_lib_init();
@@ -78,6 +77,9 @@ private:
         }
     };
 
+    bool connect(int protocol, Clock::time_point deadline);
+    void await_connection(Clock::time_point deadline) const;
+    bool is_other_protocol(int result) const;
     void subscribe();
     void work(Clock::time_point deadline, std::span<pollfd> others);
     void connect_again();
@@ -88,21 +90,29 @@ private:
     static void on_connect(mosquitto* client, void* session, int result);
     static void on_subscribe(mosquitto* client, void* session, int message, int count,
                              const int* granted);
-    static void on_publish(mosquitto* client, void* session, int message);
+    static void on_publish(mosquitto* client, void* session, int message, int reason,
+                           const mosquitto_property* properties);
+    static void on_log(mosquitto* client, void* session, int level, const char* text);
     static void on_message(mosquitto* client, void* session, const mosquitto_message* message);
 
     Library library_;
+    const Options& options_;
     std::string broker_; ///< host:port
     double timeout_;     ///< of the connection and of a delivery, in seconds
     OnLoss on_loss_;
-    std::unique_ptr<mosquitto, ClientDeleter> client_;
+    ClientPtr client_;
+    int protocol_ = 0;          ///< as the library numbers it
+    std::optional<int> answer_; ///< CONNACK's
+    std::string complaint_;     ///< the library's, when it has no better error
     std::deque<Report> reports_;
     std::string refusal_;
     std::string overheard_; ///< command topic, or none
     bool subscribed_ = false;
     bool was_subscribed_ = false; ///< ever
     Clock::time_point next_attempt_{};
-    int delivered_ = 0; ///< message last delivered to the broker
+    int delivered_ = 0;    ///< message last delivered to the broker
+    int delivery_ = 0;     ///< reason code that came with it
+    bool sending_ = false; ///< a command is on its way to the broker
 };
 
 } // namespace qvctl

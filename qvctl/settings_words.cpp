@@ -1,39 +1,17 @@
 #include "settings_words.h"
 
 #include "failure.h"
-#include "platform/scoped_file.h"
+#include "file.h"
 #include "protocol/record_walk.h"
 #include "report_view.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <span>
 #include <string_view>
-#include <unistd.h>
 
 namespace qvctl {
 
 namespace {
-
-std::string read_file(const std::string& name) {
-    const FilePtr opened(name == "-" ? nullptr : fopen(name.c_str(), "re"));
-    FILE* const file = name == "-" ? stdin : opened.get();
-    if (file == nullptr) {
-        throw Failure(USAGE, name + ": " + strerror(errno));
-    }
-    std::string text;
-    char chunk[4096];
-    size_t size = 0;
-    while ((size = fread(chunk, 1, sizeof chunk, file)) > 0) {
-        text.append(chunk, size);
-    }
-    if (ferror(file) != 0) {
-        throw Failure(USAGE, name + ": " + strerror(errno));
-    }
-    return text;
-}
 
 JsonPtr parse(const std::string& what, const std::string& text) {
     json_tokener_error error = json_tokener_success;

@@ -44,7 +44,8 @@ class AccessPoint:
         self.address = at_number(number)
         self.process = None
 
-    def start(self, broker_host, command=AGENT, **more):
+    def start(self, broker_host, command=AGENT, certificates=None, **more):
+        """`certificates`: a folder that holds the device's, or none for a plain link."""
         environment = os.environ | {
             "AP_MAC": self.mac,
             "AP_IP": f"{self.address}/{NETWORK.prefixlen}",
@@ -53,7 +54,10 @@ class AccessPoint:
             "AP_BROKER": "0",
             "AP_BROKER_HOST": broker_host,
             "AP_UPLINK": "uplink",
-            "AP_WRITABLE": "",
+            # What is named here stays within reach behind a private /run.
+            "AP_WRITABLE": str(certificates or ""),
+            "AP_TLS": "1" if certificates else "0",
+            "AP_CERTIFICATES": str(certificates or ""),
             **more,
         }
         namespaces = ["nsenter", f"--net=/run/netns/{self.name}", *NAMESPACES]
@@ -93,22 +97,22 @@ def set_up_network(access_points):
     ip_batch(lines)
 
 
-def await_listener(host, process, what):
+def await_listener(host, process, what, port=1883):
     """Until something accepts connections where devices look for their broker."""
     deadline = time.monotonic() + 10
     while time.monotonic() < deadline and process.poll() is None:
         try:
-            socket.create_connection((host, 1883), 1).close()
+            socket.create_connection((host, port), 1).close()
             return
         except OSError:
             time.sleep(0.01)
     raise Unmet(f"{what} did not start")
 
 
-def start(access_points, broker_host, controller):
+def start(access_points, broker_host, controller, certificates=None):
     """Starts one after the other, as fast as they announce themselves."""
     for count, point in enumerate(access_points):
-        point.start(broker_host)
+        point.start(broker_host, certificates=certificates)
         controller.wait(
             lambda: count + 1 - controller.announced() < STARTING, ANNOUNCE_LIMIT_S, "announcements"
         )

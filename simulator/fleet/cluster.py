@@ -13,6 +13,8 @@ import subprocess
 import time
 
 import access_points
+import certificates
+import rabbit_users
 from burst import burst
 from controller import Unmet
 from shared_queue import SharedQueue
@@ -100,8 +102,9 @@ class Cluster:
     NAME = "three RabbitMQ nodes behind HAProxy"
     OUTAGE = "one of three nodes cut off and killed"
 
-    def __init__(self):
+    def __init__(self, tls=False):
         self.host = access_points.at_number(0xFF01)
+        self._tls = tls
         self.nodes = [Node(name) for name in NODES]
         self.reports = SharedQueue(self.host)
         self._before = collections.Counter()
@@ -119,9 +122,22 @@ class Cluster:
         for name in NODES:
             lines += access_points.add_uplink(name, f"port-{name}")
         access_points.ip_batch(lines)
+        self._configure_nodes()
         self._start_nodes()
         self._start_proxy()
         self.reports.start()
+
+    def _configure_nodes(self):
+        text = (CONFIGURATION / "rabbitmq.conf").read_text()
+        if self._tls:
+            other = [line for line in text.splitlines() if not line.startswith("mqtt.")]
+            text = "\n".join([*other, (CONFIGURATION / "secure.conf").read_text()])
+            text = text.replace("@CERTIFICATES@", str(certificates.FOLDER))
+            users = rabbit_users.definitions(
+                certificates.devices(), certificates.CONTROLLER, ("fleet", "fleet")
+            )
+            (FOLDER / "definitions.json").write_text(users)
+        (FOLDER / "rabbitmq.conf").write_text(text.replace("@FOLDER@", str(FOLDER)))
 
     def _start_nodes(self):
         """All at once: each waits for the others."""
@@ -142,6 +158,10 @@ class Cluster:
     def _start_proxy(self):
         configuration = FOLDER / "haproxy.cfg"
         text = (CONFIGURATION / "haproxy.cfg").read_text()
+        if self._tls:
+            open_ports = ("    bind @HOST@:1883", "    bind @HOST@:8883")
+            kept = [line for line in text.splitlines() if not line.startswith(open_ports)]
+            text = "\n".join([*kept, (CONFIGURATION / "passthrough.cfg").read_text()])
         configuration.write_text(text.replace("@HOST@", self.host).replace("@FOLDER@", str(FOLDER)))
         make_certificate()
         with open(FOLDER / "haproxy.out", "wb") as output:
@@ -151,14 +171,16 @@ class Cluster:
                 stdout=output,
                 stderr=subprocess.STDOUT,
             )
-        access_points.await_listener(self.host, proxy, "the proxy")
+        access_points.await_listener(self.host, proxy, "the proxy", 8883 if self._tls else 1883)
 
     def owns(self, command):
         return os.path.basename(command[0] if command else "") in ("beam.smp", "haproxy")
 
     def measure(self):
         """Rows about sessions that come at once, made by the nodes that are left. The last leaves
-        them unfit for anything else."""
+        them unfit for anything else. By certificates there is no such crowd here."""
+        if self._tls:
+            return
         nodes, proxy = f"at {self._left()} nodes", f"at the proxy of {self._left()} nodes"
         yield f"{CALM} sessions {nodes}, {GENTLY} at a time", self._at_nodes(CALM, GENTLY)
         self._settle()

@@ -60,9 +60,12 @@ class Controller:
         self._client.on_message = lambda _client, _data, message: self._hear(message)
         self._client.reconnect_delay_set(1, 1)
 
-    def connect(self, host):
-        """From here on the client makes every new session by itself, a second after a loss."""
-        self._client.connect_async(host, 1883, keepalive=5)
+    def connect(self, host, certificates=None):
+        """From here on the client makes every new session by itself, a second after a loss. With
+        files of the authority, a certificate and its key it does so by TLS."""
+        if certificates:
+            self._client.tls_set(*certificates)
+        self._client.connect_async(host, 8883 if certificates else 1883, keepalive=5)
         self._client.loop_start()
         if not self._ready.wait(15):
             raise Unmet("the controller has no session with the broker")

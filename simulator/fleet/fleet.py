@@ -12,10 +12,12 @@ import sys
 import time
 
 import access_points
+import certificates
 import documents
 from access_points import AccessPoint
 from controller import ASK_RADIO_STATS, DISCOVERY, REPORT_TOPIC, SYSTEM_STATS, Controller, Unmet
 from one_broker import OneBroker
+from trespasser import Trespasser
 
 PERIOD_S, ANNOUNCE_PERIOD_S = 10, 5  # of system statistics, and until a controller speaks
 PUBLISH_HEADER = 5 + len(REPORT_TOPIC)  # of a message of 128 bytes to 16 KiB, in bytes
@@ -30,10 +32,12 @@ def say(phase, text):
 
 
 class Fleet:
-    def __init__(self, count, broker):
+    def __init__(self, count, broker, tls=False):
         self.points = [AccessPoint(number) for number in range(1, count + 1)]
         self.broker = broker
+        self.certificates = certificates.FOLDER if tls else None
         self.controller = Controller(point.mac for point in self.points)
+        self.trespasser = None
         self.figures = {}  # what was measured, as rows of a table
 
     def row(self, phase, name, text):
@@ -46,16 +50,24 @@ class Fleet:
 
     def start(self):
         access_points.set_up_network(self.points)
+        if self.certificates:
+            certificates.make(self.broker.host, (point.mac for point in self.points))
         self.broker.start()
-        self.controller.connect(self.broker.host)
+        self.controller.connect(
+            self.broker.host,
+            certificates.files(certificates.CONTROLLER) if self.certificates else None,
+        )
         begin = time.monotonic()
-        access_points.start(self.points, self.broker.host, self.controller)
+        access_points.start(self.points, self.broker.host, self.controller, self.certificates)
         deadline = time.monotonic() + ANSWER_LIMIT_S
         self.controller.wait_answers(deadline, "first command")
         answers = self.controller.answer_times()
         if max(answers) >= ANSWER_LIMIT_S:
             raise Unmet(f"first command: answered only after {max(answers):.1f} s")
         self.expect_connects(self.once_each(), "after the start")
+        if self.certificates and len(self.points) > 1:
+            macs = self.points[0].mac, self.points[-1].mac
+            self.trespasser = Trespasser(self.broker.host, *macs)
         self.row("start", "all announced and answering", f"{time.monotonic() - begin:.0f} s")
         self.row(
             "start",
@@ -120,9 +132,11 @@ class Fleet:
 
     def outage(self):
         begin = time.monotonic()
+        agents = access_points.usage(access_points.is_agent).cpu_s
         expected = self.broker.kill(self.points)
         # Not before the kill: who answers the old broker has not come back.
         self.controller.new_round(ASK_RADIO_STATS)
+        broker = access_points.usage(self.broker.owns).cpu_s
         self.broker.restore()
         answered = self.controller.wait_answers(begin + ANSWER_LIMIT_S, self.broker.OUTAGE)
         back = [at - begin for at in answered]
@@ -132,7 +146,19 @@ class Fleet:
             f"all back and answering, median {statistics.median(back):.1f} s, "
             f"worst {max(back):.1f} s from the kill",
         )
+        self.return_row(agents, broker, sum(expected.values()))
         return expected
+
+    def return_row(self, agents, broker, sessions):
+        """`agents` and `broker`: their processor time before the devices came back."""
+        agents = access_points.usage(access_points.is_agent).cpu_s - agents
+        broker = access_points.usage(self.broker.owns).cpu_s - broker
+        self.row(
+            "outage",
+            "processor time until all are back",
+            f"agents {agents / len(self.points) * 1000:.1f} ms each, "
+            f"broker {broker / sessions * 1000:.2f} ms per session",
+        )
 
     def once_each(self):
         return {point.address: 1 for point in self.points}
@@ -178,6 +204,8 @@ class Fleet:
         self.load_rows()
         self.rows("end", self.broker.compare(set(self.controller.heard)))
         self.check_alive()
+        if self.trespasser:
+            self.trespasser.close(self.controller.traffic)
         self.controller.close()
         failed = access_points.stop(self.points)
         if failed:
@@ -212,12 +240,12 @@ def raise_descriptor_limit():
         resource.setrlimit(resource.RLIMIT_NOFILE, (wanted, hard))
 
 
-def make_broker(cluster):
+def make_broker(cluster, tls):
     if not cluster:
-        return OneBroker()
+        return OneBroker(tls)
     from cluster import Cluster  # only it needs the packages of a cluster
 
-    return Cluster()
+    return Cluster(tls)
 
 
 def main():
@@ -228,6 +256,9 @@ def main():
         "--cluster", action="store_true", help="around three RabbitMQ nodes, of which one is killed"
     )
     parser.add_argument(
+        "--tls", action="store_true", help="the broker demands a certificate of every device"
+    )
+    parser.add_argument(
         "--document", type=pathlib.Path, metavar="FILE", help="write the figures into this page"
     )
     arguments = parser.parse_args()
@@ -235,7 +266,7 @@ def main():
         parser.error(f"1 to {access_points.LIMIT} devices")
 
     raise_descriptor_limit()
-    fleet = Fleet(arguments.devices, make_broker(arguments.cluster))
+    fleet = Fleet(arguments.devices, make_broker(arguments.cluster, arguments.tls), arguments.tls)
     try:
         fleet.run(60 * arguments.minutes)
     except Unmet as unmet:
@@ -244,7 +275,7 @@ def main():
     if arguments.document:
         option = "--cluster " if arguments.cluster else ""
         command = f"scripts/fleet {option}{arguments.devices} {arguments.minutes:g}"
-        documents.write_fleet(arguments.document, command, fleet.figures)
+        documents.write_fleet(arguments.document, command, arguments.tls, fleet.figures)
     print("fleet: all demands met", flush=True)
     return 0
 

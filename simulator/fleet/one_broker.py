@@ -7,18 +7,22 @@ import subprocess
 import time
 
 import access_points
+import certificates
 
 AP_DIR = pathlib.Path(os.environ["AP_DIR"])
 # "New connection" counts attempts too that never came to a session.
 CONNECTION = re.compile(r"New (connection|client connected) from ([0-9.]+):")
 OUTAGE_S = 2
+# Of the simulated access point's configuration, beside the recipe for TLS.
+OWN_LINES = ("user", "log_", "connection_messages")
 
 
 class OneBroker:
     NAME = "one mosquitto"
     OUTAGE = f"broker killed, started again after {OUTAGE_S} s"
 
-    def __init__(self):
+    def __init__(self, tls=False):
+        self._port = 8883 if tls else 1883
         self.host = access_points.at_number(0xFF01)
         self.log = AP_DIR / "mosquitto.log"
         self.config = AP_DIR / "fleet.mosquitto.conf"
@@ -32,9 +36,12 @@ class OneBroker:
             ]
         )
         text = (AP_DIR / "mosquitto.conf").read_text()
-        self.config.write_text(
-            text.replace("listener 1883 127.0.0.1", f"listener 1883 {self.host}")
-        )
+        if self._port == 1883:
+            text = text.replace("listener 1883 127.0.0.1", f"listener 1883 {self.host}")
+        else:
+            own = [line for line in text.splitlines() if line.startswith(OWN_LINES)]
+            text = "\n".join([*own, certificates.mosquitto_lines(self.host)])
+        self.config.write_text(text)
         self._run()
 
     def _run(self):
@@ -43,7 +50,7 @@ class OneBroker:
             stdout=subprocess.DEVNULL,
             stderr=subprocess.DEVNULL,
         )
-        access_points.await_listener(self.host, self.process, "the broker")
+        access_points.await_listener(self.host, self.process, "the broker", self._port)
 
     def owns(self, command):
         """Whether a process with this command is the broker's."""

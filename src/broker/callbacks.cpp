@@ -27,7 +27,25 @@ void subscribe(AgentContext& context, mosquitto* client) {
     }
 }
 
+/// SUBACK's return code for a topic that was refused, in MQTT 3.1.1.
+constexpr int SUBSCRIPTION_REFUSED = 0x80;
+
 } // namespace
+
+ClientPtr qv_make_client(AgentContext& context) {
+    ClientPtr client(mosquitto_new(nullptr, true, &context));
+    if (client == nullptr) {
+        qv_log("Error: Out of memory.\n");
+        return client;
+    }
+    mosquitto_connect_callback_set(client.get(), qv_on_connect);
+    mosquitto_subscribe_callback_set(client.get(), qv_on_subscribe);
+    mosquitto_message_callback_set(client.get(), qv_on_message);
+    mosquitto_disconnect_callback_set(client.get(), qv_on_disconnect);
+    // Without it two reports in a row wait for the broker's delayed acknowledgement, 40 ms.
+    mosquitto_int_option(client.get(), MOSQ_OPT_TCP_NODELAY, 1);
+    return client;
+}
 
 void qv_on_connect(mosquitto* client, void* user_data, int result) {
     AgentContext& context = context_of(user_data);
@@ -39,6 +57,13 @@ void qv_on_connect(mosquitto* client, void* user_data, int result) {
         subscribe(context, client);
     }
     context.session->live = true;
+}
+
+void qv_on_subscribe(mosquitto* /*client*/, void* /*user_data*/, int /*message_id*/, int count,
+                     const int* granted) {
+    if (count > 0 && granted[0] >= SUBSCRIPTION_REFUSED) {
+        qv_log("QV_ERR: the broker refuses the subscription, no command will come\n");
+    }
 }
 
 void qv_on_message(mosquitto* /*client*/, void* user_data, const mosquitto_message* message) {

@@ -3,8 +3,10 @@
 #include "agent/context.h"
 #include "agent/identity.h"
 #include "broker/link_wait.h"
+#include "broker/secure.h"
 #include "broker/session.h"
 #include "broker/settings.h"
+#include "broker/tls.h"
 #include "platform/log.h"
 
 #include <cerrno>
@@ -31,7 +33,34 @@ int await_connection(AgentContext& context, int descriptor, Clock::time_point de
         errno = error;
         return MOSQ_ERR_ERRNO;
     }
-    return MOSQ_ERR_SUCCESS;
+    // With TLS the library has tried to write already, and so has taken the error of a refusal.
+    sockaddr_storage peer{};
+    size = sizeof peer;
+    const bool connected = getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &size) == 0;
+    return connected ? MOSQ_ERR_SUCCESS : MOSQ_ERR_ERRNO;
+}
+
+short handshake_awaits(MqttSession& session) {
+    const std::lock_guard guard(session.client_lock);
+    return qv_tls_handshake_awaits(session.client);
+}
+
+/// Waits for the TLS handshake, if there is one. Returns a library result.
+int await_handshake(AgentContext& context, int descriptor, Clock::time_point deadline) {
+    MqttSession& session = *context.session;
+    int result = MOSQ_ERR_SUCCESS;
+    for (short awaited = handshake_awaits(session); awaited != 0 && result == MOSQ_ERR_SUCCESS;
+         awaited = handshake_awaits(session)) {
+        if (Clock::now() >= deadline || !qv_link_await(context, descriptor, awaited, deadline)) {
+            if (!qv_link_gives_up(session)) {
+                qv_log("QV_ERR: TLS handshake failed: no answer in time\n");
+            }
+            return MOSQ_ERR_TLS;
+        }
+        const std::lock_guard guard(session.client_lock);
+        result = mosquitto_loop_read(session.client, 1);
+    }
+    return result;
 }
 
 /// One connect call. The library closes what an earlier call left open.
@@ -50,15 +79,20 @@ int connect_to(AgentContext& context, const char* address, int port, Clock::time
     }
     session.link.heard = Clock::now();
     fcntl(descriptor, F_SETFD, FD_CLOEXEC);
-    return await_connection(context, descriptor, deadline);
+    const int result = await_connection(context, descriptor, deadline);
+    return result == MOSQ_ERR_SUCCESS ? await_handshake(context, descriptor, deadline) : result;
 }
 
 /// One attempt to reach the broker: its host's addresses in turn, which share the time that is
 /// left. (The library's own resolving cannot be bounded, and it would try the first address only.)
 int attempt(AgentContext& context, const BrokerConfig& broker, Clock::time_point deadline) {
     MqttSession& session = *context.session;
+    int result = qv_link_secure(context, broker.host);
+    if (result != MOSQ_ERR_SUCCESS) {
+        return result;
+    }
     const HostAddresses addresses = session.link.lookup.find(context, broker.host, deadline);
-    int result = MOSQ_ERR_EAI;
+    result = MOSQ_ERR_EAI;
     for (uint32_t i = 0;
          i < addresses.count && result != MOSQ_ERR_SUCCESS && !qv_link_gives_up(session); ++i) {
         const Clock::time_point now = Clock::now();
@@ -113,7 +147,8 @@ bool qv_link_connect(AgentContext& context) {
         }
         qv_log("%s %d\n", broker.host, broker.port);
         if (result == MOSQ_ERR_SUCCESS) {
-            session.link.accept_by = session.link.last_attempt ? deadline : Clock::now() + limit;
+            const bool one_limit = session.link.last_attempt || session.link.secured;
+            session.link.accept_by = one_limit ? deadline : Clock::now() + limit;
             connection_made(context, begun);
             return true;
         }

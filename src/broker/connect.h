@@ -8,7 +8,8 @@ struct AgentContext;
 
 inline constexpr int KEEP_ALIVE_S = 15;
 
-/// For one attempt to reach the host, and again for the broker to accept the session.
+/// For one attempt to reach the host, and again for the broker to accept the session. With
+/// credentials it holds for both together.
 inline constexpr std::chrono::seconds ATTEMPT_LIMIT{10};
 
 /// For both together, when the agent closes and reports wait.

@@ -9,6 +9,7 @@
 #include "platform/log.h"
 
 #include <sys/eventfd.h>
+#include <utility>
 
 // Facts about libmosquitto 2.0 that shape the broker link. Its own thread (mosquitto_loop_start)
 // reconnects behind the agent's back, drops connections made by callbacks and ends for good on a
@@ -19,29 +20,9 @@
 
 namespace {
 
-bool create_client(AgentContext& context) {
-    MqttSession& session = *context.session;
-    mosquitto_lib_init();
-    context.msg_handler = qv_agent_recv_msg;
-    session.client = mosquitto_new(nullptr, true, &context);
-    if (session.client == nullptr) {
-        qv_log("Error: Out of memory.\n");
-        return false;
-    }
-    mosquitto_connect_callback_set(session.client, qv_on_connect);
-    mosquitto_message_callback_set(session.client, qv_on_message);
-    mosquitto_disconnect_callback_set(session.client, qv_on_disconnect);
-    // Without it two reports in a row wait for the broker's delayed acknowledgement, 40 ms.
-    mosquitto_int_option(session.client, MOSQ_OPT_TCP_NODELAY, 1);
-    return true;
-}
-
 void release_client(MqttSession& session) {
-    if (session.client != nullptr) {
-        mosquitto_destroy(session.client);
-        session.client = nullptr;
-        mosquitto_lib_cleanup();
-    }
+    ClientPtr(std::exchange(session.client, nullptr)).reset();
+    mosquitto_lib_cleanup();
 }
 
 /// Thread entry (argument: the agent context): one session after the other.
@@ -55,11 +36,13 @@ void* network_thread(void* agent_context) {
 
 bool start(AgentContext& context) {
     MqttSession& session = *context.session;
-    if (!create_client(context)) {
-        return false;
-    }
+    mosquitto_lib_init();
+    context.msg_handler = qv_agent_recv_msg;
+    session.client = qv_make_client(context).release();
     session.wake.reset(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-    if (!session.wake.valid() || !session.network.start("qv-network", network_thread, &context)) {
+    if (session.client == nullptr || !session.wake.valid() ||
+        !session.network.start("qv-network", network_thread, &context)) {
+        session.wake.reset();
         release_client(session);
         return false;
     }
@@ -70,7 +53,7 @@ bool start(AgentContext& context) {
 
 int32_t qv_mqtt_connect(AgentContext& context) {
     MqttSession& session = *context.session;
-    if (session.client == nullptr && !start(context)) {
+    if (!session.wake.valid() && !start(context)) {
         return -1;
     }
     qv_agent_order_connection(context);
@@ -89,7 +72,7 @@ void qv_mqtt_interrupt(AgentContext& context) {
 
 void qv_mqtt_close(AgentContext& context) {
     MqttSession& session = *context.session;
-    if (session.client == nullptr) {
+    if (!session.wake.valid()) {
         return;
     }
     session.closing = true;

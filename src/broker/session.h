@@ -23,6 +23,7 @@ struct LinkState {
     using Clock = MonotonicCondition::Clock;
 
     bool last_attempt = false;       ///< the one that reports get which wait when the agent closes
+    bool secured = false;            ///< the client goes by credentials
     Inbox inbox;                     ///< messages read, not yet handled
     uint32_t begun = 0;              ///< of the connection, as qv_agent_connection_begun gave it
     std::optional<uint32_t> came_in; ///< `begun` of the session in which the message at hand came;
@@ -39,7 +40,8 @@ struct LinkState {
 struct MqttSession {
     using Clock = MonotonicCondition::Clock;
 
-    ScopedFd wake; ///< eventfd: what the network thread waits for beside the socket
+    /// eventfd: what the network thread waits for beside the socket. Made with that thread.
+    ScopedFd wake;
     Thread network;
     IntakeWorker intake;
     LinkState link;
@@ -51,7 +53,7 @@ struct MqttSession {
     /// Held for every call into the library, hence in its callbacks, and for what follows; never
     /// across a wait for the broker.
     std::mutex client_lock;
-    mosquitto* client = nullptr; ///< created by the first connect step
+    mosquitto* client = nullptr; ///< created by the first connect step, anew for credentials
     bool live = false;           ///< the broker has accepted the session, and it has not ended
     bool ended = true;           ///< connection lost, refused or closed
     int end_result = 0;          ///< the library's word for why it has ended

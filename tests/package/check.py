@@ -149,6 +149,8 @@ def main():
     dpkg("--install", package)
     installed = files() - before
     assert INSTALLED | {LINK} <= installed, (INSTALLED | {LINK}) - installed
+    secrets = ROOT / "etc/qvagent"
+    assert secrets.stat().st_mode & 0o777 == 0o700, secrets
     examine_unit()
     harness.AGENT[:] = [str(ROOT / "usr/sbin/qvagent")]
     serve_a_controller()
@@ -156,8 +158,9 @@ def main():
     assert files() == before, files() ^ before
     dpkg("--install", package)
     assert files() == before | installed, files() ^ (before | installed)
+    (secrets / "client.key").touch()
     dpkg("--purge", "qvagent")
-    assert files() == before, files() ^ before
+    assert files() == before and not secrets.exists(), files() ^ before
     assert "Package: qvagent" not in (DATABASE / "status").read_text()
     dpkg("--purge", "qvctl")
     assert files() == empty, files() ^ empty

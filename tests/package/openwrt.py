@@ -12,35 +12,47 @@ HERE = pathlib.Path(__file__).resolve().parent
 PROJECT = HERE.parents[1]
 PACKAGE = PROJECT / "packaging/openwrt"
 
-# The packages that bring what src/CMakeLists.txt links.
-DEPENDS = {"libmosquitto-nossl", "libjson-c", "libstdcpp", "libpthread", "libzendry-common"}
+# Packages and their variants, with the packages that bring what src/CMakeLists.txt links.
+DEPENDS = {"libjson-c", "libstdcpp", "libpthread", "libzendry-common"}
+PACKAGES = {
+    ("qvagent", "ssl"): DEPENDS | {"libmosquitto-ssl", "libopenssl"},
+    ("qvagent-nossl", "nossl"): DEPENDS | {"libmosquitto-nossl"},
+}
 
 
-def make(top, target):
-    command = ["make", "-C", str(PACKAGE), f"TOPDIR={top}", target]
+def run_make(top, package, variant, target):
+    chosen = f"PACKAGE={package}", f"BUILD_VARIANT={variant}"
+    command = ["make", "-C", str(PACKAGE), f"TOPDIR={top}", *chosen, target]
     done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
     assert done.returncode == 0, done.stdout
     return done.stdout
 
 
-def check_makefile(top):
+def check_makefile(top, package, variant, depends):
+    def make(target):
+        return run_make(top, package, variant, target)
+
     shutil.copytree(HERE / "openwrt", top, dirs_exist_ok=True)
-    shown = make(top, "show")
+    shown = make("show")
     version = re.search(
         r"^project\(qvagent VERSION (\S+)", (PROJECT / "CMakeLists.txt").read_text(), re.M
     )
     assert f"PKG_VERSION={version[1]}\n" in shown, shown
-    assert set(re.search(r"DEPENDS:=(.*)", shown)[1].replace("+", "").split()) == DEPENDS, shown
+    depended = " ".join(re.findall(r"DEPENDS\+?:?=(.*)", shown))
+    assert set(depended.replace("+", "").split()) == depends, shown
+    assert f"VARIANT:={variant}\n" in shown, shown
     build, files = (
         pathlib.Path(re.search(rf"^{name}=(.*)", shown, re.M)[1])
         for name in ("PKG_BUILD_DIR", "PKG_INSTALL_DIR")
     )
-    make(top, "prepare")
-    make(top, "configure")
+    make("prepare")
+    make("configure")
+    secured = re.search(r"^QV_TLS:\w+=(\w+)", (build / "objects/CMakeCache.txt").read_text(), re.M)
+    assert secured[1] == ("OFF" if variant == "nossl" else "ON"), secured
     check_configuration(build / "objects", top)
     (files / "usr/sbin").mkdir(parents=True)
     (files / "usr/sbin/qvagent").write_text("the agent")
-    make(top, "install")
+    make("install")
     check_installed(top / "root")
 
 
@@ -57,15 +69,20 @@ def check_configuration(objects, top):
 
 def check_installed(root):
     installed = {str(path.relative_to(root)) for path in root.rglob("*") if path.is_file()}
-    assert installed == {"usr/sbin/qvagent", "etc/init.d/qvagent"}, installed
+    kept = "lib/upgrade/keep.d/qvagent"
+    modes = {"usr/sbin/qvagent": 0o755, "etc/init.d/qvagent": 0o755, kept: 0o644}
+    assert installed == set(modes), installed
     script = root / "etc/init.d/qvagent"
     assert script.read_text().startswith("#!/bin/sh /etc/rc.common\n")
-    assert all((root / name).stat().st_mode & 0o777 == 0o755 for name in installed)
+    assert (root / kept).read_text() == "/etc/qvagent/\n"
+    for name, mode in (modes | {"etc/qvagent": 0o700}).items():
+        assert (root / name).stat().st_mode & 0o777 == mode, name
 
 
 def main():
-    with tempfile.TemporaryDirectory() as folder:
-        check_makefile(pathlib.Path(folder))
+    for package, depends in PACKAGES.items():
+        with tempfile.TemporaryDirectory() as folder:
+            check_makefile(pathlib.Path(folder), *package, depends)
 
 
 if __name__ == "__main__":

@@ -80,6 +80,22 @@ def agent(broker, wifi_manager, start_agent):
 
 
 @pytest.fixture
+def system_file():
+    """Gives files of the host's /etc another content, in this access point alone."""
+    mounted = []
+
+    def replace(path, text):
+        stand_in = harness.AP_DIR / path.replace("/", "_")
+        stand_in.write_text(text)
+        subprocess.run(["mount", "--bind", stand_in, path], check=True)
+        mounted.append(path)
+
+    yield replace
+    for path in mounted:
+        subprocess.run(["umount", path], check=True)
+
+
+@pytest.fixture
 def link(store):
     """The agent's way to the broker, not the controller's."""
     way = harness.Link(1884)

@@ -11,6 +11,7 @@ from harness import PacketSession, gaps, poll
 MUTE_HOST = "192.168.1.77"
 REFUSED = bytes([0x20, 2, 0, 5])  # CONNACK, not authorised
 ACCEPTED = bytes([0x20, 2, 0, 0])
+NOT_SUBSCRIBED = bytes([0x90, 3, 0, 1, 0x80])  # SUBACK, failure
 
 
 def after_connect(reply):
@@ -37,22 +38,6 @@ def mute_host(set_host):
     command = ["dev", "br-lan", "lladdr", "02:00:00:00:00:77", "nud", "permanent"]
     subprocess.run(["ip", "neighbour", "replace", MUTE_HOST, *command], check=True)
     set_host(MUTE_HOST)
-
-
-@pytest.fixture
-def system_file():
-    """Gives files of the host's /etc another content, in this access point alone."""
-    mounted = []
-
-    def replace(path, text):
-        stand_in = harness.AP_DIR / path.replace("/", "_")
-        stand_in.write_text(text)
-        subprocess.run(["mount", "--bind", stand_in, path], check=True)
-        mounted.append(path)
-
-    yield replace
-    for path in mounted:
-        subprocess.run(["umount", path], check=True)
 
 
 def test_addresses_of_a_name_share_the_time(broker, start_agent, system_file, set_host):
@@ -128,6 +113,7 @@ HOSTILE = {
     "drops": (socket.socket.close, ENDED),
     "resets": (lambda connection: PacketSession(connection).reset(), ENDED),
     "refuses": (after_connect(REFUSED), "^Error with result code: 5$"),
+    "refuses commands": (after_connect(ACCEPTED + NOT_SUBSCRIBED), "^QV_ERR: .* subscription"),
     "accepts then drops": (after_connect(ACCEPTED), "^Disconnected .* with result code: "),
     "answers garbage": (after_connect(b"\xff" * 64), ENDED),
 }

@@ -6,6 +6,8 @@ import time
 from harness import REPORT_TOPIC, PacketSession, StandInBroker, poll
 from qvctl import ANSWERED, OTHER, REFUSED, qvctl
 
+MQTT_5 = 5  # as a CONNECT has it
+
 
 class Flooder:
     """Meets a client with reports faster than it reads them, and reads what it sends late."""
@@ -19,6 +21,8 @@ class Flooder:
         self.session = PacketSession(connection)
         self._lock, self._stop = threading.Lock(), threading.Event()
         try:
+            if self._refuses_version(self.session):
+                return
             self._serve(self.session)
             self.ended = "closed"
         except OSError:
@@ -26,6 +30,16 @@ class Flooder:
         finally:
             self._stop.set()
             connection.close()
+
+    @staticmethod
+    def _refuses_version(session):
+        """As brokers do that speak MQTT 3.1.1 alone."""
+        while not session.packets:
+            session.read_some()
+        if session.packets[0][1][6] != MQTT_5:
+            return False
+        session.send(session.CONNACK, b"\0\1")
+        return True
 
     def _serve(self, session):
         session.accept()

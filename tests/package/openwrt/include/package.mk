@@ -1,5 +1,6 @@
 # See rules.mk. The recipes run one line at a time, as the packages' own recipes do.
 define BuildPackage
+ifeq ($(1),$(PACKAGE))
 .PHONY: prepare configure install show
 prepare:
 	$$(Build/Prepare)
@@ -12,4 +13,5 @@ show:
 	$$(foreach name,PKG_NAME PKG_VERSION PKG_BUILD_DIR PKG_INSTALL_DIR,$$(info $$(name)=$$($$(name))))
 	$$(info $$(Package/$(1)))
 	@:
+endif
 endef
