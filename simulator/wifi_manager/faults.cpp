@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <fstream>
 #include <string_view>
-#include <unistd.h>
 #include <utility>
 
 namespace {
@@ -25,22 +24,28 @@ constexpr std::array<std::pair<std::string_view, Fault>, 6> FAULTS = {{
     {"close", Fault::closes},
 }};
 
+void reload(Faults& faults) {
+    faults.lines.clear();
+    std::ifstream file(faults.file.path());
+    for (std::string which, word; file >> which >> word;) {
+        faults.lines.emplace_back(which, word);
+    }
+}
+
 } // namespace
 
-Fault qv_find_fault(const std::string& control_file, uint8_t id) {
-    if (access(control_file.c_str(), R_OK) != 0) { // as a rule: a stream costs more than a reply
-        return Fault::none;
+Fault qv_find_fault(Faults& faults, uint8_t id) {
+    if (faults.file.has_changed()) {
+        reload(faults);
     }
-    std::ifstream lines(control_file);
-    std::string which, word;
-    while (lines >> which >> word) {
+    for (const auto& [which, word] : faults.lines) {
         if (which != "all" && which != std::to_string(id)) {
             continue;
         }
-        for (const auto& [name, fault] : FAULTS) {
-            if (name == word) {
-                return fault;
-            }
+        const auto* const row =
+            std::ranges::find(FAULTS, word, &std::pair<std::string_view, Fault>::first);
+        if (row != FAULTS.end()) {
+            return row->second;
         }
         std::printf("unknown fault %s\n", word.c_str());
     }

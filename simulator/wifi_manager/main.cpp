@@ -61,8 +61,8 @@ bool set_up(Simulation& simulation, const Options& options) {
                                           .vaps = options.vaps,
                                           .freqs = options.freqs});
     simulation.still = options.still;
-    simulation.control_file = options.control_file;
-    simulation.system_package = options.system_package;
+    simulation.faults.file = WatchedFile(options.control_file);
+    simulation.system_package = WatchedFile(options.system_package);
     simulation.state_file = options.state_file;
     simulation.uplink.interface = options.uplink;
     if (!options.initial_state.empty()) {
@@ -73,7 +73,7 @@ bool set_up(Simulation& simulation, const Options& options) {
         }
     }
     qv_save_simulation(simulation);
-    qv_follow_settings(simulation.uplink, simulation.ap, simulation.control_file);
+    qv_follow_settings(simulation.uplink, simulation.ap, simulation.faults.file.path());
     return true;
 }
 

@@ -1,7 +1,7 @@
 // One thread serves all connections; a request that is left unanswered holds up nobody else.
 #include "server.h"
 
-#include "faults.h"
+#include "json/text.h"
 #include "messages.h"
 #include "platform/scoped_fd.h"
 #include "state_json.h"
@@ -34,13 +34,23 @@ constexpr uint8_t REFUSED = 0;       // identifier of the reply to a refused req
 
 using Clock = std::chrono::steady_clock;
 
-AccessPoint now_of(const Simulation& simulation) {
+/// Made again only when time has passed or something has changed: it is larger than any reply.
+const AccessPoint& now_of(Simulation& simulation) {
     using std::chrono::milliseconds;
     const auto passed = std::chrono::duration_cast<milliseconds>(Clock::now() - simulation.since);
-    AccessPoint now =
-        qv_access_point_at(simulation.ap, simulation.still ? milliseconds(0) : passed);
-    qv_show_stored_notes(now.system, simulation.system_package);
-    return now;
+    const milliseconds time = simulation.still ? milliseconds(0) : passed;
+    if (simulation.system_package.has_changed()) {
+        simulation.notes = qv_read_stored_notes(simulation.system_package.path());
+        simulation.shown_at.reset();
+    }
+    if (simulation.shown_at != time) {
+        simulation.shown = qv_access_point_at(simulation.ap, time);
+        simulation.shown_at = time;
+        if (!simulation.notes.empty()) {
+            qv_set_field_text(simulation.shown.system.equipment_notes, simulation.notes);
+        }
+    }
+    return simulation.shown;
 }
 
 /// Appends the reply's record or changes the state. Returns why the request is refused, or none.
@@ -49,9 +59,10 @@ const char* handle(Simulation& simulation, uint8_t id, Bytes payload, Reply& rep
         return qv_read(now_of(simulation), id, payload, reply);
     }
     const char* const refusal = qv_apply(simulation.ap, id, payload);
+    simulation.shown_at.reset();
     if (refusal == nullptr) {
         qv_save_simulation(simulation);
-        qv_follow_settings(simulation.uplink, simulation.ap, simulation.control_file);
+        qv_follow_settings(simulation.uplink, simulation.ap, simulation.faults.file.path());
     }
     return refusal;
 }
@@ -92,7 +103,7 @@ bool serve(const ScopedFd& connection, Simulation& simulation) {
     }
     const Bytes request = std::span(packet).first(static_cast<size_t>(size));
     const uint8_t id = request.size() > 1 ? std::to_integer<uint8_t>(request[1]) : uint8_t{0};
-    const Fault fault = qv_find_fault(simulation.control_file, id);
+    const Fault fault = qv_find_fault(simulation.faults, id);
     const std::optional<Reply> reply = answer(simulation, request, fault);
     if (!reply || fault == Fault::closes) {
         return false;
@@ -151,7 +162,7 @@ void run(const ScopedFd& listener, const ScopedFd& stop, Simulation& simulation)
 
 } // namespace
 
-void qv_save_simulation(const Simulation& simulation) {
+void qv_save_simulation(Simulation& simulation) {
     if (!qv_save_state(now_of(simulation), simulation.state_file)) {
         std::printf("state not written to %s\n", simulation.state_file.c_str());
     }

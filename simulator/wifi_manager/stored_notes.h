@@ -2,12 +2,12 @@
 #ifndef QV_SIMULATOR_STORED_NOTES_H
 #define QV_SIMULATOR_STORED_NOTES_H
 
-#include "protocol/statistics_records.h"
-
 #include <string>
 
-/// Puts the option equipment_notes of the package's first section of type "system" into the
-/// statistics, which stay as they are without one or with an empty one.
-void qv_show_stored_notes(SystemStats& system, const std::string& package_file);
+/// The option equipment_notes of the package's first section of type "system"; empty without one.
+/// Read without the store's lock, which may be held for long. The store replaces its files, so of
+/// its edits all is seen or nothing. What another program rewrites in place may be seen half done;
+/// the next reading has the rest.
+std::string qv_read_stored_notes(const std::string& package_file);
 
 #endif
