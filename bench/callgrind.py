@@ -9,7 +9,7 @@ import re
 # (what it is, where the function is: source file, object or its name)
 WHERE = [
     ("logging", re.compile(r"src/platform/log\.|log_report")),
-    ("writing reports", re.compile(r"src/(json/(json_text|mac_text)|protocol/record_text|reports)")),
+    ("writing reports", re.compile(r"src/(json/(json|mac)_text|protocol/record_text|reports)")),
     ("reading JSON", re.compile(r"libjson-c|src/(json|protocol|wireless|settings|network)/")),
     ("wifi-manager exchange", re.compile(r"src/(wifimgr|platform)/")),
     ("queue and dispatch", re.compile(r"src/(agent/|state_machine)")),

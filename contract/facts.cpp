@@ -79,16 +79,6 @@ JsonPtr new_members(RecordTable fields) {
     return members;
 }
 
-bool reconnects(CommandEnding ending) {
-    switch (ending) {
-    case CommandEnding::reconnect:
-    case CommandEnding::broker_reconnect: return true;
-    case CommandEnding::normal:
-    case CommandEnding::refresh_identity: return false;
-    }
-    return false;
-}
-
 /// The member beside the settings.
 JsonPtr new_confirm() {
     JsonPtr object(json_object_new_object());
@@ -98,9 +88,9 @@ JsonPtr new_confirm() {
     return object;
 }
 
-JsonPtr new_command(int32_t type, CommandEnding ending) {
+JsonPtr new_command(int32_t type, CommandEnding ending = CommandEnding::normal) {
     JsonPtr object(json_object_new_object());
-    add(object, "reconnects", flag(reconnects(ending)));
+    add(object, "reconnects", flag(qv_reconnects(ending)));
     const auto row = std::ranges::find(qv_command_contracts, type, &CommandContract::type);
     if (row == qv_command_contracts.end()) {
         return object;
@@ -110,9 +100,7 @@ JsonPtr new_command(int32_t type, CommandEnding ending) {
     add(object, "text_max", number(static_cast<int64_t>(row->text_max)));
     add(object, "answer", number(row->answer));
     add(object, "command_max", number(row->command_max));
-    if (row->takes_confirm) {
-        add(object, "confirm", new_confirm());
-    }
+    add(object, "confirm", row->takes_confirm ? new_confirm() : nullptr);
     return object;
 }
 
@@ -122,8 +110,7 @@ JsonPtr new_commands() {
         add(commands, std::to_string(row.type).c_str(), new_command(row.type, row.ending));
     }
     for (const IntakeCommand& row : qv_intake_commands) {
-        add(commands, std::to_string(row.type).c_str(),
-            new_command(row.type, CommandEnding::normal));
+        add(commands, std::to_string(row.type).c_str(), new_command(row.type));
     }
     return commands;
 }

@@ -40,9 +40,10 @@ def parts(entry):
 
 
 def words_of(table, fact, side=""):
-    """Description and example of a member, and what else is told of it on one side."""
+    """Description and example of a member, by table, type or key, and what else one side tells."""
     key = fact["key"]
-    words = WORDS["members"].get(f"{table}.{key}") or WORDS["members"][key]
+    names = (f"{table}.{key}", f"{fact['type']}.{key}", key)
+    words = next(WORDS["members"][name] for name in names if name in WORDS["members"])
     description, example, more = parts(words)
     if fact["type"] == "text" and type(example) is int:
         example = str(example)
@@ -220,25 +221,18 @@ def channel(address, side, description, definitions, **more):
 
 
 def operation(action, side, number, definition, title, description, **more):
-    messages = [{"$ref": f"#/channels/{side}/messages/{side[:-1]}{number}"}]
     begin = {"action": action, "channel": {"$ref": f"#/channels/{side}"}, "title": title}
     told = {"summary": summary(definition), "description": description}
-    return (
-        begin
-        | told
-        | {
-            "messages": messages,
-            **more,
-            "bindings": {"$ref": "#/components/operationBindings/mqtt"},
-        }
-    )
+    messages = [{"$ref": f"#/channels/{side}/messages/{side[:-1]}{number}"}]
+    bindings = {"$ref": "#/components/operationBindings/mqtt"}
+    return begin | told | {"messages": messages} | more | {"bindings": bindings}
 
 
 def asyncapi(facts, commands, reports):
     mac = {"mac": {"description": WORDS["mac"], "examples": ["02:11:22:33:44:55"]}}
     address = facts["command_topic"] + "{mac}"
     operations = {}
-    for number, fact in facts["commands"].items():
+    for number, fact in sorted(facts["commands"].items()):
         more = {}
         if fact.get("answer"):
             message = {"$ref": f"#/channels/reports/messages/report{fact['answer']}"}
@@ -249,8 +243,7 @@ def asyncapi(facts, commands, reports):
         sent = ("commands", number, commands[number], title, follows(fact, words))
         operations[f"command{number}"] = operation("receive", *sent, **more)
     for name, number in (("announce", "1000"), ("reportStatistics", "1003")):
-        said = ("reports", number, reports[number], *WORDS[name])
-        operations[name] = operation("send", *said)
+        operations[name] = operation("send", "reports", number, reports[number], *WORDS[name])
     server = {"host": "127.0.0.1:1883", "protocol": "mqtt", "protocolVersion": "3.1.1"}
     to_device = channel(address, "commands", "Commands to one device.", commands, parameters=mac)
     to_all = channel(facts["report_topic"], "reports", "Reports of all devices.", reports)
@@ -268,11 +261,9 @@ def asyncapi(facts, commands, reports):
 
 
 def files(facts):
-    for side in SIDES:  # in the order of their types
-        facts[side] = dict(sorted(facts[side].items()))
     sent, said = (Side(name) for name in SIDES)
-    commands = {n: command(sent, n, fact) for n, fact in facts["commands"].items()}
-    reports = {n: report(said, n, fact) for n, fact in facts["reports"].items()}
+    commands = {n: command(sent, n, fact) for n, fact in sorted(facts["commands"].items())}
+    reports = {n: report(said, n, fact) for n, fact in sorted(facts["reports"].items())}
     documents = {
         "commands.schema.json": sent.document(commands),
         "reports.schema.json": said.document(reports),

@@ -36,7 +36,7 @@ class Controller:
         return next(iter(report["data"].values()))
 
 
-broker, hostname, ssid, image, port = sys.argv[1:]
+broker, hostname, ssid, image, port = sys.argv[1:] or sys.exit(__doc__)
 controller = Controller(broker)
 device = controller.wait(lambda report: "macaddr" in report, 12)["macaddr"]
 for station in controller.ask(device, 1024, 1005):

@@ -1,5 +1,6 @@
 #include "confirm.h"
 
+#include "protocol/ap_configs_records.h"
 #include "protocol/system_config_record.h"
 #include "report_view.h"
 #include "secrets.h"
@@ -62,8 +63,13 @@ std::map<std::string, std::vector<json_object*>> vaps_by_radio(std::span<const R
     return vaps;
 }
 
-std::string place(const std::string& list, size_t index) {
-    return list + "[" + std::to_string(index) + "].";
+/// The row of the list that a table has.
+const RecordField& list_in(RecordTable fields) {
+    return *std::ranges::find(fields, RecordFieldType::list, &RecordField::type);
+}
+
+std::string place(const char* list, size_t index) {
+    return std::string(list) + "[" + std::to_string(index) + "].";
 }
 
 void add_members(std::vector<Asked>& all, json_object* object, const std::string& prefix,
@@ -98,29 +104,31 @@ std::vector<Asked> asked_of_entry(const Setting& setting, json_object* asked,
     }
     std::vector<Asked> all;
     add_members(all, asked, "", entries);
-    json_object* const vap_list = qv_json_member(asked, "vap_list");
-    const size_t count = vap_list == nullptr ? 0 : json_object_array_length(vap_list);
+    json_object* const nested = qv_json_member(asked, list_in(*setting.contract().fields).key);
+    const size_t count = nested == nullptr ? 0 : json_object_array_length(nested);
     for (size_t i = 0; i < count; ++i) {
-        add_members(all, json_object_array_get_idx(vap_list, i), "", entries);
+        add_members(all, json_object_array_get_idx(nested, i), "", entries);
     }
     return all;
 }
 
 /// All radios in the order of their names, with all their VAPs in the order of their report.
 std::vector<Asked> asked_of_bundle(json_object* asked, std::span<const Report> reports) {
+    const RecordField& radio_list = list_in(qv_apconfigs_fields);
+    const RecordField& vap_list = list_in(radio_list.special->list->fields);
     const auto reported = vaps_by_radio(reports);
     auto radio = reported.begin();
     std::vector<Asked> all;
-    json_object* const radios = qv_json_member(asked, "radio_list");
+    json_object* const radios = qv_json_member(asked, radio_list.key);
     for (size_t i = 0; i < json_object_array_length(radios); ++i) {
         const std::vector<json_object*> vaps =
             radio == reported.end() ? std::vector<json_object*>() : (radio++)->second;
         json_object* const entry = json_object_array_get_idx(radios, i);
-        const std::string prefix = place("radio_list", i);
+        const std::string prefix = place(radio_list.key, i);
         add_members(all, entry, prefix, vaps);
-        json_object* const list = qv_json_member(entry, "vap_list");
+        json_object* const list = qv_json_member(entry, vap_list.key);
         for (size_t j = 0; j < json_object_array_length(list); ++j) {
-            add_members(all, json_object_array_get_idx(list, j), prefix + place("vap_list", j),
+            add_members(all, json_object_array_get_idx(list, j), prefix + place(vap_list.key, j),
                         j < vaps.size() ? std::vector{vaps[j]} : std::vector<json_object*>());
         }
     }
@@ -132,9 +140,8 @@ std::vector<Asked> all_asked(const Setting& setting, json_object* asked,
     if (setting.entry_key != nullptr) {
         return asked_of_entry(setting, asked, reports);
     }
-    return qv_json_member(asked, "radio_list") != nullptr
-               ? asked_of_bundle(asked, reports)
-               : asked_of_object(setting, asked, reports);
+    return setting.command == COMMAND_SET_APCONFIGS ? asked_of_bundle(asked, reports)
+                                                    : asked_of_object(setting, asked, reports);
 }
 
 /// `held` becomes what is reported, where anything is.

@@ -19,6 +19,17 @@ enum class CommandEnding : uint8_t {
     broker_reconnect, ///< AGENT_STATE_CONNECT
 };
 
+/// Whether the device has a new session with the broker then.
+constexpr bool qv_reconnects(CommandEnding ending) {
+    switch (ending) {
+    case CommandEnding::reconnect:
+    case CommandEnding::broker_reconnect: return true;
+    case CommandEnding::normal:
+    case CommandEnding::refresh_identity: break;
+    }
+    return false;
+}
+
 /// A command that the controller thread runs.
 struct Command {
     int32_t type;

@@ -31,20 +31,19 @@ bool refresh_identity(AgentContext& context, const Command& command) {
 /// Returns false when the thread must end.
 bool finish(AgentContext& context, const Command& command) {
     switch (command.ending) {
-    case CommandEnding::normal: qv_agent_command_handled(context); return true;
-    case CommandEnding::broker_reconnect: qv_agent_ask_connection(context); return true;
     case CommandEnding::refresh_identity:
-        if (!refresh_identity(context, command)) {
-            return false;
-        }
-        qv_agent_command_handled(context);
-        return true;
     case CommandEnding::reconnect:
         if (!refresh_identity(context, command)) {
             return false;
         }
+        break;
+    case CommandEnding::normal:
+    case CommandEnding::broker_reconnect: break;
+    }
+    if (qv_reconnects(command.ending)) {
         qv_agent_ask_connection(context);
-        return true;
+    } else {
+        qv_agent_command_handled(context);
     }
     return true;
 }

@@ -26,8 +26,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
-constexpr const char* image = "/tmp/qv_firmware.img";
-constexpr const char* partial = "/tmp/qv_firmware.img.part";
+constexpr const char* IMAGE = "/tmp/qv_firmware.img";
+constexpr const char* PARTIAL = "/tmp/qv_firmware.img.part";
 
 std::string content(const char* path) {
     std::ifstream file(path, std::ios::binary);
@@ -51,8 +51,8 @@ protected:
     // Asks for a file, with stale ones in its place, and answers that request; cuts the line behind
     // an answer, and waits without one for the other side to close.
     int32_t request(const char* name, const std::string& answer) {
-        std::ofstream(image) << "stale";
-        std::ofstream(partial) << "stale";
+        std::ofstream(IMAGE) << "stale";
+        std::ofstream(PARTIAL) << "stale";
         std::thread server([&] {
             const ScopedFd connection(accept(listener_.get(), nullptr, nullptr));
             char byte = 0;
@@ -67,8 +67,8 @@ protected:
         });
         const int32_t result = file_request("127.0.0.1", port_, name);
         server.join();
-        EXPECT_FALSE(std::filesystem::exists(partial));
-        EXPECT_EQ(std::filesystem::exists(image), result == 0);
+        EXPECT_FALSE(std::filesystem::exists(PARTIAL));
+        EXPECT_EQ(std::filesystem::exists(IMAGE), result == 0);
         return result;
     }
 
@@ -105,7 +105,7 @@ TEST_F(Download, OnlyAWholeBodyWithStatus200BecomesTheImage) {
         const std::string log = testing::internal::GetCapturedStdout();
         EXPECT_EQ(log.starts_with("QV_ERR: "), !row.good) << log;
         EXPECT_EQ(std::ranges::count(log, '\n'), row.good ? 0 : 1) << log;
-        EXPECT_EQ(content(image), row.good ? "image" : "");
+        EXPECT_EQ(content(IMAGE), row.good ? "image" : "");
     }
     const rlimit small{4, RLIM_INFINITY}; // stands in for a full disk
     rlimit usual;
@@ -128,9 +128,9 @@ TEST_F(Download, WhatIsAskedFor) {
                    {"127.0.0.1", port_, ""},     {"u@127.0.0.1", port_, "fw"},
                    {"127.0.0.1/x?", port_, "fw"}};
     for (const auto& row : refused) {
-        std::ofstream(image) << "stale";
+        std::ofstream(IMAGE) << "stale";
         EXPECT_NE(file_request(row.server, row.port, row.name), 0) << row.server << row.port;
-        EXPECT_FALSE(std::filesystem::exists(image));
+        EXPECT_FALSE(std::filesystem::exists(IMAGE));
     }
 }
 

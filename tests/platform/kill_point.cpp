@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr int system_call_stop = SIGTRAP | 0x80; // with PTRACE_O_TRACESYSGOOD
+constexpr int SYSTEM_CALL_STOP = SIGTRAP | 0x80; // with PTRACE_O_TRACESYSGOOD
 
 pid_t start_traced(const std::function<void()>& body) {
     const pid_t child = fork();
@@ -31,7 +31,7 @@ pid_t start_traced(const std::function<void()>& body) {
 /// The signal that a stopped thread is to get: its own, but for those that the tracing makes.
 intptr_t signal_to_deliver(int status) {
     const int number = WSTOPSIG(status);
-    return number == SIGTRAP || number == SIGSTOP || number == system_call_stop ? 0 : number;
+    return number == SIGTRAP || number == SIGSTOP || number == SYSTEM_CALL_STOP ? 0 : number;
 }
 
 } // namespace
@@ -57,7 +57,7 @@ bool run_to_kill_point(int number, const std::function<void()>& body) {
             }
             continue;
         }
-        if (WSTOPSIG(status) == system_call_stop && in_call.erase(thread) == 0) {
+        if (WSTOPSIG(status) == SYSTEM_CALL_STOP && in_call.erase(thread) == 0) {
             in_call.insert(thread);
             if (--number == 0) {
                 kill(child, SIGKILL);

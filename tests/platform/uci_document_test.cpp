@@ -11,7 +11,7 @@ using namespace zendry;
 namespace {
 
 // Every form the syntax has, in one file.
-constexpr const char* sample = "# heading\n"
+constexpr const char* SAMPLE = "# heading\n"
                                "package 'wireless'\n"
                                "\n"
                                "config wifi-device radio0   # first\n"
@@ -74,13 +74,13 @@ TEST(UciDocument, EditsTouchOnlyTheirStatement) {
 }
 
 TEST(UciDocument, RefusedEditsChangeNothing) {
-    UciDocument document = parsed(sample);
+    UciDocument document = parsed(SAMPLE);
     EXPECT_FALSE(document.set("nobody", "x", "1"));
     EXPECT_FALSE(document.set("radio0", "x y", "1"));
     EXPECT_FALSE(document.set("radio0", "x", std::string(UCI_MAX_SIZE, 'x')));
     EXPECT_FALSE(document.remove("radio0", "absent"));
     EXPECT_FALSE(document.add_section("conf", "bro-ker"));
-    EXPECT_EQ(document.text(), sample);
+    EXPECT_EQ(document.text(), SAMPLE);
 }
 
 TEST(UciDocument, AnyValueReadsBackExactly) {
@@ -88,7 +88,7 @@ TEST(UciDocument, AnyValueReadsBackExactly) {
     for (int c = 1; c < 256; ++c) {
         every_byte.push_back(static_cast<char>(c));
     }
-    UciDocument document = parsed(sample);
+    UciDocument document = parsed(SAMPLE);
     ASSERT_TRUE(document.set("@wifi-iface[1]", "ssid", every_byte));
     const std::tuple<const char*, const char*, std::optional<std::string>> values[] = {
         {"radio0", "channel", "3\"6"},
@@ -125,10 +125,10 @@ TEST(UciDocument, SaysWhereATextIsMalformed) {
         EXPECT_EQ(error.line, line) << text << error.text;
     }
     // A file cut anywhere is refused with a line, or is one that can be edited and read again.
-    for (size_t length = 0; length <= strlen(sample); ++length) {
+    for (size_t length = 0; length <= strlen(SAMPLE); ++length) {
         UciDocument document;
         UciError error;
-        if (!document.parse(std::string(sample, length), error)) {
+        if (!document.parse(std::string(SAMPLE, length), error)) {
             EXPECT_GT(error.line, 0U) << length;
         } else if (document.set("@wifi-iface[-1]", "x", "'1'")) {
             EXPECT_EQ(parsed(document.text()).value("@wifi-iface[-1]", "x"), "'1'") << length;

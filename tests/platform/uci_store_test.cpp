@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr const char* system_text = "config system\n\toption hostname 'ap'\n\n"
+constexpr const char* SYSTEM_TEXT = "config system\n\toption hostname 'ap'\n\n"
                                     "config conf 'broker'\n"
                                     "\toption host '10.0.0.1'\n"
                                     "\toption port '1883'\n";
@@ -35,14 +35,14 @@ protected:
 };
 
 TEST_F(UciStore, OnlyWhatIsCommittedIsKept) {
-    write_package("system", system_text);
+    write_package("system", SYSTEM_TEXT);
     ASSERT_EQ(chmod(package_path("system").c_str(), 0640), 0);
     ASSERT_EQ(uciInit(), 0);
     EXPECT_EQ(uciInit(), -1); // not twice in one thread, and without waiting for itself
     EXPECT_EQ(uci_set_system_broker_status(1), -1);
     EXPECT_EQ(uciSet("system", "broker", "host", "x"), 0);
     uciDestroy();
-    EXPECT_EQ(read_package("system"), system_text);
+    EXPECT_EQ(read_package("system"), SYSTEM_TEXT);
     EXPECT_EQ(uciSet("system", "broker", "host", "x"), -1);
     EXPECT_EQ(uciCommit("system"), -1);
 
@@ -87,7 +87,7 @@ TEST_F(UciStore, BadPackagesAreReportedAndNeverWritten) {
 
 // A file size limit stands in for the full disk, and works for root as well.
 TEST_F(UciStore, AFullDiskKeepsTheOldFile) {
-    write_package("system", system_text);
+    write_package("system", SYSTEM_TEXT);
     signal(SIGXFSZ, SIG_IGN);
     rlimit usual;
     getrlimit(RLIMIT_FSIZE, &usual);
@@ -95,7 +95,7 @@ TEST_F(UciStore, AFullDiskKeepsTheOldFile) {
     setrlimit(RLIMIT_FSIZE, &small);
     EXPECT_EQ(uci_set_system_broker_config("broker", {1883, "10.0.0.2"}), -1);
     setrlimit(RLIMIT_FSIZE, &usual);
-    EXPECT_EQ(read_package("system"), system_text);
+    EXPECT_EQ(read_package("system"), SYSTEM_TEXT);
     EXPECT_EQ(files_in_store(), 1);
 }
 
@@ -120,7 +120,7 @@ TEST_F(UciStore, WhatTheHolderOfTheLockWritesIsKept) {
             std::filesystem::create_symlink("../../target", path);
         }
         if (row.exists) {
-            write_package("system", system_text);
+            write_package("system", SYSTEM_TEXT);
         }
         int32_t result = -2;
         std::thread waiter;

@@ -69,10 +69,12 @@ def test_asyncapi_document():
         for step in path.split("/"):
             target = target[step]
     for side in ("commands", "reports"):
-        messages = document["channels"][side]["messages"].values()
-        definitions = contract.by_type(contract.load(f"{side}.schema.json")).values()
-        examples = [example["payload"] for message in messages for example in message["examples"]]
-        assert examples == [example for it in definitions for example in it["examples"]]
+        messages = document["channels"][side]["messages"]
+        definitions = contract.by_type(contract.load(f"{side}.schema.json"))
+        assert list(messages) == [f"{side[:-1]}{number}" for number in definitions]
+        for message, (number, definition) in zip(messages.values(), definitions.items()):
+            assert message["payload"]["schema"]["$ref"].endswith(f"/{number}")
+            assert [it["payload"] for it in message["examples"]] == definition["examples"]
     # Every message of a channel is sent or received, and none else.
     spoken = set()
     for operation in document["operations"].values():
