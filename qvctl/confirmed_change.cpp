@@ -63,6 +63,7 @@ Report ConfirmedChange::confirm() {
     while (std::optional<Report> report = next()) {
         if (begins_session(*report)) {
             session_.send(device_, question.get());
+            old_until_ = after(OLD_ANNOUNCEMENT);
             asked = true;
             deadline_ = std::max(deadline_, after(ANSWER_TIMEOUT)); // the question was in time
         } else if (report->type == setting_.contract().answer && asked) {

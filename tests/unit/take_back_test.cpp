@@ -23,11 +23,6 @@ using Seconds = decltype(KeptSettings::seconds);
 class TakeBackTest : public AgentTest {
 protected:
     TakeBackTest() {
-        std::string name = (fs::temp_directory_path() / "qv-XXXXXX").string();
-        root = mkdtemp(name.data());
-        fake_device_paths(root);
-        folder = root + "/qvagent";
-        file = folder + "/pending";
         context.settle_changes = qv_settle_changes;
         for (const uint8_t apply : Bytes{13, 17, 19}) {
             fake().acknowledge(apply);
@@ -35,12 +30,11 @@ protected:
         fake().replies[14] = lan("old");
         fake().replies[18] = wan_old;
     }
-    ~TakeBackTest() override {
-        fs::remove_all(root);
-    }
-
     static Bytes lan(const char* ip) {
         return Image(sizeof(LanConfigRecord)).text(64, ip);
+    }
+    static Bytes apply_lan(const char* ip) {
+        return request_image(3, 13, lan(ip));
     }
     void change_lan(const std::string& ip, const std::string& confirm = ",\"confirm_s\":10") {
         fake().requests.clear();
@@ -65,9 +59,7 @@ protected:
         log = log_of([&] {
             begin();
             while (context.queue.count > 0) {
-                const ControllerMsgPtr message = msg_queue_pop(context.queue);
-                ASSERT_NE(message->own, nullptr);
-                message->own(context, message->payload.get(), message->len);
+                msg_queue_pop(context.queue)->own(context, "", 0);
             }
         });
     }
@@ -78,10 +70,12 @@ protected:
         return seconds;
     }
 
+    const Bytes read_lan = request_image(3, 14, {});
     const Bytes wan_old = Image(sizeof(WanConfigRecord)).text(32, "old");
     PendingChange& lan_change = context.changes.of[0];
     PendingChange& wan_change = context.changes.of[1];
-    std::string root, folder, file;
+    const DeviceFolder device;
+    const std::string folder = device.path + "/qvagent", file = folder + "/pending";
 };
 
 } // namespace
@@ -127,8 +121,7 @@ TEST_F(TakeBackTest, RefusedWithOneLineAndNothingSent) {
     const auto refuses = [this](const char* value, const std::string& reason) {
         change_lan("new", std::string(",\"confirm_s\":") + value);
         EXPECT_EQ(log, "QV_ERR: LAN change refused: " + reason) << value;
-        EXPECT_EQ(std::ranges::count(fake().requests, request_image(3, 14, {})),
-                  std::ssize(fake().requests));
+        EXPECT_EQ(fake().requests, std::vector<Bytes>(fake().requests.size(), read_lan));
         EXPECT_EQ(lan_change.stage, none);
     };
     for (const char* const value :
@@ -140,15 +133,12 @@ TEST_F(TakeBackTest, RefusedWithOneLineAndNothingSent) {
     fake().replies.erase(14);
     refuses("120", "the wifi manager does not tell the settings in force\n");
     change_lan("new", "");
-    EXPECT_EQ(fake().requests,
-              (std::vector{request_image(3, 13, lan("new")), request_image(3, 14, {})}));
+    EXPECT_EQ(fake().requests, (std::vector{apply_lan("new"), read_lan}));
 }
 
 TEST_F(TakeBackTest, KeepsTheOldestAndPutsItBack) {
     change_lan("new");
-    EXPECT_EQ(fake().requests,
-              (std::vector{request_image(3, 14, {}), request_image(3, 13, lan("new")),
-                           request_image(3, 14, {})}));
+    EXPECT_EQ(fake().requests, (std::vector{read_lan, apply_lan("new"), read_lan}));
     EXPECT_TRUE(log.starts_with("QV_INFO: LAN change to be confirmed within 10 s\n")) << log;
     const Clock::time_point first = lan_change.deadline;
     EXPECT_EQ(qv_agent_change_deadline(context), first);
@@ -166,8 +156,8 @@ TEST_F(TakeBackTest, KeepsTheOldestAndPutsItBack) {
     context.busy = 0;
     run_out();
     EXPECT_EQ(fake().requests,
-              (std::vector{request_image(3, 13, lan("old")), request_image(3, 14, {}),
-                           request_image(3, 17, wan_old), request_image(3, 18, {})}));
+              (std::vector{apply_lan("old"), read_lan, request_image(3, 17, wan_old),
+                           request_image(3, 18, {})}));
     EXPECT_NE(log.find("QV_INFO: LAN change taken back, not confirmed within 3600 s\n"), log.npos);
     EXPECT_NE(log.find("QV_INFO: WAN change taken back, not confirmed within 20 s\n"), log.npos);
     EXPECT_EQ(published(log).size(), 2U);
@@ -217,7 +207,7 @@ TEST_F(TakeBackTest, PuttingBackIsRepeatedAndGivenUp) {
                   "msg_queue_push: 1\nmsg_queue_pop: 0\nQV_ERR: LAN change not taken back: the "
                   "wifi manager refuses, attempt " +
                       std::to_string(attempt) + " of 11\n");
-        EXPECT_EQ(fake().requests, std::vector<Bytes>{request_image(3, 13, lan("old"))});
+        EXPECT_EQ(fake().requests, std::vector<Bytes>{apply_lan("old")});
         const auto left = qv_agent_change_deadline(context) - Clock::now();
         EXPECT_EQ(left > std::chrono::seconds(29) && left <= TAKE_BACK_PAUSE, attempt < 11);
     }
@@ -228,7 +218,7 @@ TEST_F(TakeBackTest, PuttingBackIsRepeatedAndGivenUp) {
     change_lan("newer"); // begins anew, with the oldest
     fake().acknowledge(13);
     run_out();
-    EXPECT_EQ(fake().requests.at(0), request_image(3, 13, lan("old")));
+    EXPECT_EQ(fake().requests.at(0), apply_lan("old"));
     change_lan("newest");
     fs::remove(file);
     run_out();
