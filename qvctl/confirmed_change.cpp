@@ -3,6 +3,7 @@
 #include "dialogue.h"
 #include "protocol/commands.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <ctime>
@@ -13,8 +14,8 @@ namespace qvctl {
 
 namespace {
 
-/// An announcement that was under way when the change was reported is one of the old session; those
-/// of the next come a second after it began.
+/// An announcement that was under way when the change was sent or reported is one of the old
+/// session; those of the next come a second after it began.
 constexpr double OLD_ANNOUNCEMENT = 0.5;
 
 std::string time_of_day(int seconds_ahead) {
@@ -45,7 +46,7 @@ Report ConfirmedChange::make(JsonPtr settings) {
         if (report->type == setting_.contract().answer) {
             return std::move(*report);
         }
-        if (report->type == REPORT_TYPE_DEVICE_DISCOVERY) {
+        if (begins_session(*report)) {
             if (std::exchange(repeated, true)) {
                 throw Failure(REFUSED, "the device does not make the change; its log says why");
             }
@@ -57,12 +58,14 @@ Report ConfirmedChange::make(JsonPtr settings) {
 
 Report ConfirmedChange::confirm() {
     const JsonPtr question = new_command(*setting_.read_command);
-    const Clock::time_point reported = after(OLD_ANNOUNCEMENT);
+    old_until_ = after(OLD_ANNOUNCEMENT);
     bool asked = false;
     while (std::optional<Report> report = next()) {
-        if (report->type == REPORT_TYPE_DEVICE_DISCOVERY && Clock::now() > reported) {
+        if (begins_session(*report)) {
             session_.send(device_, question.get());
+            old_until_ = after(OLD_ANNOUNCEMENT);
             asked = true;
+            deadline_ = std::max(deadline_, after(ANSWER_TIMEOUT)); // the question was in time
         } else if (report->type == setting_.contract().answer && asked) {
             return std::move(*report);
         }
@@ -72,11 +75,16 @@ Report ConfirmedChange::confirm() {
 
 void ConfirmedChange::send(json_object* command) {
     deadline_ = after(seconds_);
+    old_until_ = after(OLD_ANNOUNCEMENT);
     taken_back_at_ = time_of_day(seconds_);
     session_.send(device_, command);
     if (isatty(STDERR_FILENO) != 0) {
         fprintf(stderr, "waiting for the device to be back, until %s\n", taken_back_at_.c_str());
     }
+}
+
+bool ConfirmedChange::begins_session(const Report& report) const {
+    return report.type == REPORT_TYPE_DEVICE_DISCOVERY && Clock::now() > old_until_;
 }
 
 /// The next report of the device, or none when the time is over.

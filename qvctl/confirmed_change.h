@@ -27,6 +27,7 @@ public:
 
 private:
     void send(json_object* command);
+    bool begins_session(const Report& report) const;
     std::optional<Report> next() const;
     Failure not_back() const;
 
@@ -36,6 +37,7 @@ private:
     const int seconds_;
     const SignalDescriptor signals_;
     Clock::time_point deadline_{};
+    Clock::time_point old_until_{};
     std::string taken_back_at_; ///< local time of day
 };
 

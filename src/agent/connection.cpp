@@ -2,28 +2,6 @@
 
 #include "agent/context.h"
 
-namespace {
-
-/// Waits for what `wanted` asks of the context, with `guard` held when it asks.
-template <class Predicate>
-void wait_until(AgentContext& context, std::unique_lock<std::mutex>& guard, Predicate wanted) {
-    while (!wanted()) {
-        const auto deadline = qv_agent_change_deadline(context);
-        const auto moved = [&] {
-            return wanted() || qv_agent_change_deadline(context) != deadline;
-        };
-        if (deadline == PendingChange::NEVER) {
-            context.wake.wait(guard, moved);
-        } else if (!context.wake.wait_until(guard, deadline, moved)) {
-            guard.unlock();
-            qv_agent_queue_due_changes(context);
-            guard.lock();
-        }
-    }
-}
-
-} // namespace
-
 /// Their numbers run on past 2^32.
 bool qv_agent_ask_before(uint32_t earlier, uint32_t later) {
     return static_cast<int32_t>(later - earlier) > 0;
@@ -47,7 +25,6 @@ void qv_agent_command_handled(AgentContext& context) {
 }
 
 uint32_t qv_agent_connection_begun(AgentContext& context) {
-    qv_agent_start_changes(context);
     const std::lock_guard guard(context.lock);
     return context.marks.asks;
 }
@@ -83,19 +60,4 @@ bool qv_agent_connect_due(const AgentContext& context) {
 void qv_agent_order_connection(AgentContext& context) {
     const std::lock_guard guard(context.lock);
     context.marks.ordered = context.marks.asks;
-}
-
-bool qv_agent_take_connection(AgentContext& context) {
-    std::unique_lock guard(context.lock);
-    ConnectMarks& marks = context.marks;
-    wait_until(context, guard, [&] {
-        return qv_agent_stopping(context) ||
-               (marks.stands && !qv_agent_ask_before(marks.answered, marks.ordered));
-    });
-    if (qv_agent_stopping(context)) {
-        return false;
-    }
-    marks.taken = marks.made;
-    context.state = marks.spoken_to ? AGENT_STATE_RUN : AGENT_STATE_ANNOUNCE;
-    return true;
 }

@@ -58,9 +58,4 @@ bool qv_agent_connect_due(const AgentContext& context);
 /// Passes the asks made so far on to the network thread, which has to be woken.
 void qv_agent_order_connection(AgentContext& context);
 
-/// Waits for a connection that answers what was ordered, and takes it: AGENT_STATE_ANNOUNCE, or
-/// AGENT_STATE_RUN when a command was queued since it was made. Network changes that are due
-/// meanwhile are told to the controller thread. False when the agent stops.
-bool qv_agent_take_connection(AgentContext& context);
-
 #endif

@@ -118,11 +118,10 @@ void qv_agent_start_changes(AgentContext& context) {
 
 void qv_agent_confirm_changes(AgentContext& context, uint32_t begun) {
     const auto confirm = [begun](PendingChange& change) {
-        if (change.stage != waiting || qv_agent_ask_before(begun, change.ask)) {
-            return false;
+        if (change.stage == waiting && !qv_agent_ask_before(begun, change.ask)) {
+            change.stage = confirmed;
         }
-        change.stage = confirmed;
-        return true;
+        return change.stage == confirmed; // of an earlier one, too, that memory was out to tell of
     };
     if (edit_all(context, confirm)) {
         tell_controller_thread(context);

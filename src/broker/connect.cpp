@@ -136,6 +136,7 @@ bool qv_link_connect(AgentContext& context) {
     uci_set_system_broker_status(0);
     while (await_turn(context)) {
         session.link.next_attempt = Clock::now() + RETRY_PAUSE;
+        qv_agent_start_changes(context);
         const uint32_t begun = qv_agent_connection_begun(context);
         qv_load_broker_config(context);
         const BrokerConfig broker = qv_agent_broker(context);

@@ -1,6 +1,7 @@
 #include "broker/session.h"
 
 #include "agent/context.h"
+#include "agent/take_connection.h"
 #include "broker/callbacks.h"
 #include "broker/connect.h"
 #include "broker/intake.h"

@@ -17,6 +17,8 @@ namespace {
 
 constexpr const char* NAME = "pending";
 constexpr const char* NEW_NAME = "pending.new"; // fixed: what a kill leaves behind is used again
+/// O_NONBLOCK: a fifo put in a file's place must not hold the caller.
+constexpr int OPEN_FLAGS = O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
 
 uint32_t crc32(std::span<const std::byte> bytes) {
     uint32_t crc = ~0U;
@@ -61,16 +63,14 @@ ScopedFd make_folder() {
     return folder;
 }
 
-/// To be read. O_NONBLOCK: a fifo put in its place must not hold the caller.
+/// To be read.
 ScopedFd open_file() {
     const ScopedFd folder = open_folder();
-    return ScopedFd(folder.valid()
-                        ? openat(folder.get(), NAME, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)
-                        : -1);
+    return ScopedFd(folder.valid() ? openat(folder.get(), NAME, O_RDONLY | OPEN_FLAGS) : -1);
 }
 
 bool write_whole(int folder, const char* name, std::span<const std::byte> bytes) {
-    constexpr int FLAGS = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC;
+    constexpr int FLAGS = O_WRONLY | O_CREAT | O_TRUNC | OPEN_FLAGS;
     const ScopedFd file(openat(folder, name, FLAGS, S_IRUSR | S_IWUSR));
     errno = file.valid() ? ENOSPC : errno; // what a short write means
     return file.valid() && write(file.get(), bytes.data(), bytes.size()) == std::ssize(bytes) &&

@@ -32,18 +32,29 @@ Wish read_wish(const char* payload, uint16_t& seconds) {
     return Wish::confirmation;
 }
 
+/// What the file keeps of changes that are not settled. It holds more where it could not be
+/// replaced after one was; put back at some later start, that would undo what was confirmed.
+KeptSettings load_unsettled(AgentContext& context) {
+    KeptSettings kept = qv_load_kept();
+    for (const NetworkSection& section : NETWORK_SECTIONS) {
+        if (!qv_agent_keeps(context, section.part)) {
+            kept.seconds_of(section.part) = 0;
+        }
+    }
+    return kept;
+}
+
 /// Keeps the settings in force, or the older ones of a change that is not confirmed either. Returns
 /// why that cannot be, or none.
 const char* keep(AgentContext& context, const NetworkSection& section, uint16_t seconds) {
-    KeptSettings kept = qv_load_kept();
-    const auto record = kept.record_of(section.part);
     KeptSettings in_force;
     const auto read = in_force.record_of(section.part);
     if (!qv_wifi_mgr_query(section.read, {}, read)) {
         return "the wifi manager does not tell the settings in force";
     }
-    if (!qv_agent_keeps(context, section.part) || kept.seconds_of(section.part) == 0) {
-        std::ranges::copy(read, record.begin());
+    KeptSettings kept = load_unsettled(context);
+    if (kept.seconds_of(section.part) == 0) {
+        std::ranges::copy(read, kept.record_of(section.part).begin());
     }
     kept.seconds_of(section.part) = seconds;
     const int error = qv_save_kept(kept);
@@ -56,12 +67,11 @@ bool refuse(const NetworkSection& section, const char* reason) {
 }
 
 /// Forgets what was kept for the section.
-void forget(AgentContext& context, const NetworkSection& section, KeptSettings kept) {
-    kept.seconds_of(section.part) = 0;
-    if (const int error = qv_save_kept(kept); error != 0) {
+void forget(AgentContext& context, const NetworkSection& section) {
+    qv_agent_change_settled(context, section.part);
+    if (const int error = qv_save_kept(load_unsettled(context)); error != 0) {
         qv_log("QV_ERR: %s settings stay kept: %s\n", section.name, strerror(error));
     }
-    qv_agent_change_settled(context, section.part);
 }
 
 /// As after a command, but that the agent goes on where the identity cannot be read. One that was
@@ -92,7 +102,7 @@ void take_back(AgentContext& context, const NetworkSection& section) {
         return;
     }
     qv_log("QV_INFO: %s change taken back, not confirmed within %u s\n", section.name, seconds);
-    forget(context, section, kept);
+    forget(context, section);
     reconnect_and_report(context, section);
 }
 
@@ -122,8 +132,8 @@ int32_t qv_settle_changes(AgentContext& context, const char* /*payload*/, uint32
         case ChangeStage::waiting:
         case ChangeStage::given_up: break;
         case ChangeStage::confirmed:
+            forget(context, section);
             qv_log("QV_INFO: %s change confirmed\n", section.name);
-            forget(context, section, qv_load_kept());
             break;
         case ChangeStage::due: take_back(context, section); break;
         }

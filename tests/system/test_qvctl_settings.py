@@ -6,7 +6,8 @@ import time
 
 import contract
 from harness import DISCOVERY, ZENDRY_ROOT, poll, tool_calls
-from qvctl import ANSWERED, MAC, NO_ANSWER, REFUSED, UNCONFIRMED, USAGE, Terminal, qvctl, sent
+from qvctl import ANSWERED, MAC, NO_ANSWER, OTHER, REFUSED, UNCONFIRMED, USAGE
+from qvctl import Terminal, qvctl, sent
 
 
 RADIO_STATS = """\
@@ -159,6 +160,17 @@ def test_change_that_cuts_the_device_off(agent, wifi_manager, overheard):
         assert terminal.end() == NO_ANSWER
         overheard.wait_report(DISCOVERY, 20, overheard.reports.mark())
         assert wifi_manager.state()["wan6"]["proto"] == "dhcpv6"
+
+
+def test_announcement_that_crosses_a_change_and_answer_after_its_time(pretend, overheard):
+    held = {line.split()[0]: "" for line in WAN6.splitlines()} | {"mtu": "1300"}
+    back = (1, DISCOVERY, {"device_discovery_macaddr": {"macaddr": OTHER}})
+    pretend((0, *back[1:]), (5, 1013, {"uci_network_wan6": held}), back)
+    words = ["-d", OTHER, "set", "wan6", "--replace", "--confirm", "10", "mtu=1300"]
+    status, output, said = qvctl(*words)
+    assert status == ANSWERED and output.endswith("confirmed\n"), said
+    heard = [message["type"] for _, message in overheard.reports.items() if "flag" not in message]
+    assert heard == [1013, 1031]
 
 
 # Arguments, standard input, the members that the command then has.

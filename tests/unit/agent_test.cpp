@@ -1,5 +1,6 @@
 #include "agent/connection.h"
 #include "agent/dispatcher.h"
+#include "agent/take_connection.h"
 #include "broker/inbox.h"
 #include "broker/report_store.h"
 #include "broker/settings.h"

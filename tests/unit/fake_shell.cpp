@@ -5,6 +5,8 @@
 #include "platform/shell.h"
 
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 
 namespace {
 char firmware_image[128];
@@ -18,10 +20,16 @@ const char* qv_agent_folder() {
     return agent_folder;
 }
 
-void fake_device_paths(const std::string& folder) {
-    snprintf(firmware_image, sizeof firmware_image, "%s/image", folder.c_str());
-    snprintf(board_name, sizeof board_name, "%s/board_name", folder.c_str());
-    snprintf(agent_folder, sizeof agent_folder, "%s/qvagent", folder.c_str());
+DeviceFolder::DeviceFolder()
+    : path((std::filesystem::temp_directory_path() / "qv-XXXXXX").string()) {
+    mkdtemp(path.data());
+    snprintf(firmware_image, sizeof firmware_image, "%s/image", path.c_str());
+    snprintf(board_name, sizeof board_name, "%s/board_name", path.c_str());
+    snprintf(agent_folder, sizeof agent_folder, "%s/qvagent", path.c_str());
+}
+
+DeviceFolder::~DeviceFolder() {
+    std::filesystem::remove_all(path);
 }
 
 FakeShell& fake_shell() {

@@ -19,7 +19,14 @@ struct FakeShell {
 
 FakeShell& fake_shell();
 
-/// Lets the device's files lie in the folder.
-void fake_device_paths(const std::string& folder);
+/// A folder of the test's own, in which the device's files lie.
+struct DeviceFolder {
+    DeviceFolder();
+    ~DeviceFolder();
+    DeviceFolder(const DeviceFolder&) = delete;
+    DeviceFolder& operator=(const DeviceFolder&) = delete;
+
+    std::string path;
+};
 
 #endif

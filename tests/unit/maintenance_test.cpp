@@ -23,16 +23,9 @@ std::vector<Bytes> notice(uint8_t value) {
 class MaintenanceTest : public AgentTest {
 protected:
     MaintenanceTest() {
-        std::string name = (std::filesystem::temp_directory_path() / "qv-XXXXXX").string();
-        folder = mkdtemp(name.data());
-        fake_device_paths(folder);
         fake_shell() = {};
         fake_shell().output = SUM + "  image\n";
-        image = folder + "/image";
         context.broker = {1883, "192.0.2.7"};
-    }
-    ~MaintenanceTest() override {
-        std::filesystem::remove_all(folder);
     }
 
     void write(const std::string& name, const std::string& text) const {
@@ -70,8 +63,9 @@ protected:
         return result;
     }
 
-    std::string folder;
-    std::string image;
+    const DeviceFolder device;
+    const std::string folder = device.path;
+    const std::string image = folder + "/image";
 };
 
 std::string upgrade_command(int32_t type, const std::string& fw_params) {
