@@ -15,7 +15,6 @@ protected:
         std::string name = testing::TempDir() + "zendry.XXXXXX";
         root_ = mkdtemp(name.data());
         std::filesystem::create_directories(root_ + "/etc/config");
-        std::filesystem::create_directories(root_ + "/var/run");
         setenv("ZENDRY_ROOT", root_.c_str(), 1);
     }
     ~ScratchRoot() override {
