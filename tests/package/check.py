@@ -34,24 +34,6 @@ EXPOSURE_MAX = 60
 # The first systemd that examines a unit which it does not run.
 OFFLINE_SYSTEMD = 250
 
-# What the maintainer scripts do on a machine that runs systemd, by what dpkg calls them with.
-ASKED = "deb-systemd-helper --quiet was-enabled"
-ENABLE, LEAVE = [ASKED, "deb-systemd-helper enable"], [ASKED, "deb-systemd-helper update-state"]
-RELOAD, FORGET = "systemctl daemon-reload", "deb-systemd-helper purge"
-SCRIPT_CALLS = [
-    ("postinst configure", True, [*ENABLE, RELOAD, "deb-systemd-invoke start"]),
-    ("postinst configure 1.0.0", False, [*LEAVE, RELOAD, "deb-systemd-invoke restart"]),
-    ("prerm upgrade 1.0.2", True, []),
-    ("prerm remove", True, ["deb-systemd-invoke stop"]),
-    ("postrm upgrade 1.0.2", True, [RELOAD]),
-    ("postrm purge", True, [FORGET, RELOAD]),
-]
-# Under the name of a systemd tool: writes down how it was called and fails, but for the question
-# whether the service was enabled, which a file answers. No script may fail because of that.
-RECORDER = """#!/bin/sh
-echo "${0##*/} $*" | sed 's/ qvagent.service$//' >>/tmp/tools/calls
-[ -e /tmp/tools/was-enabled ] && [ "$2" = was-enabled ]
-"""
 LINK = "etc/systemd/system/multi-user.target.wants/qvagent.service"
 
 
@@ -103,24 +85,6 @@ def examine_unit():
     run("systemd-analyze", "security", "--offline=yes", f"--threshold={EXPOSURE_MAX}", unit)
 
 
-def check_scripts(package):
-    """As on a machine that runs systemd, which stand-ins for its tools take the place of."""
-    tools, scripts = pathlib.Path("/tmp/tools"), pathlib.Path("/tmp/scripts")
-    tools.mkdir()
-    for name in ("systemctl", "deb-systemd-helper", "deb-systemd-invoke"):
-        (tools / name).write_text(RECORDER)
-        (tools / name).chmod(0o755)
-    run("dpkg-deb", "--control", package, scripts)
-    pathlib.Path("/run/systemd/system").mkdir(parents=True)
-    calls, enabled = tools / "calls", tools / "was-enabled"
-    for call, was_enabled, expected in SCRIPT_CALLS:
-        calls.write_text("")
-        enabled.touch() if was_enabled else enabled.unlink(missing_ok=True)
-        script, *arguments = call.split()
-        run("env", f"PATH={tools}:{os.environ['PATH']}", scripts / script, *arguments)
-        assert calls.read_text().splitlines() == expected, f"{call}: {calls.read_text()}"
-
-
 def serve_a_controller():
     broker = harness.Broker().start()
     wifi_manager = harness.WifiManager()
@@ -164,7 +128,6 @@ def main():
     assert "Package: qvagent" not in (DATABASE / "status").read_text()
     dpkg("--purge", "qvctl")
     assert files() == empty, files() ^ empty
-    check_scripts(package)
 
 
 if __name__ == "__main__":

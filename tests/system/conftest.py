@@ -19,7 +19,8 @@ def simulated_ap_only(request):
 
 @pytest.fixture
 def store():
-    """A freshly seeded configuration store."""
+    """A freshly seeded configuration store, and no files of the agent's own."""
+    shutil.rmtree(harness.ZENDRY_ROOT / "etc/qvagent", ignore_errors=True)
     seeds = pathlib.Path(__file__).resolve().parents[2] / "simulator/store"
     for seed in seeds.iterdir():
         shutil.copy(seed, harness.ZENDRY_ROOT / "etc/config")

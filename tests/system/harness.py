@@ -172,6 +172,7 @@ class Broker:
     """The access point's mosquitto, started and ended at will; its log outlives restarts."""
 
     CONFIG = AP_DIR / "mosquitto.conf"
+    PORT = 1883
     LOG = AP_DIR / "mosquitto.log"
 
     def __init__(self):
@@ -184,10 +185,9 @@ class Broker:
         poll(self._listens, 5, "broker")
         return self
 
-    @staticmethod
-    def _listens():
+    def _listens(self):
         try:
-            socket.create_connection(("127.0.0.1", 1883), 1).close()
+            socket.create_connection(("127.0.0.1", self.PORT), 1).close()
             return True
         except OSError:
             return False
@@ -246,8 +246,8 @@ class MqttClient:
             self._subscribe()
             self.wait_ready()
 
-    def connect(self, host="127.0.0.1"):
-        self._client.connect(host, 1883)
+    def connect(self, host="127.0.0.1", port=1883):
+        self._client.connect(host, port)
         self._client.loop_start()
         self.wait_ready()
         return self

@@ -92,6 +92,17 @@ def test_upgrades(controller, wifi_manager, images, agent):
     assert IMAGE.read_bytes() == images.image
 
 
+def test_servers_that_are_none(controller, images, agent):
+    """One that never answers, and a port that is none: not what is left of it in 16 bits."""
+    images.hold()
+    for port, least, most in ((images.port, 10, 12), (images.port + 65536, 0, 2)):
+        mark, begin = controller.reports.mark(), time.monotonic()
+        controller.send(upgrade(1002, images, server_port=port), valid=port < 65536)
+        wait_statuses(controller, mark, [-1], most)
+        assert time.monotonic() - begin > least
+    assert len(images.requests) == 1
+
+
 def test_commands_during_background_upgrades(controller, wifi_manager, images, agent, rootfs_board):
     """An upgrade that waits for another; its end leaves the next undisturbed."""
     images.hold()
@@ -138,27 +149,6 @@ def test_after_sysupgrade_in_the_background_the_device_restarts(controller, imag
     wait_statuses(controller, mark, [201, 203])
     poll(lambda: tools_called() == [f"sysupgrade {IMAGE}"], 3, "sysupgrade")
     check_discarded(controller, agent, 1034, upgrade(1002, images))
-
-
-def test_tools_inherit_nothing(controller, images, rootfs_board, own_tool, broker, start_agent):
-    seen = harness.AP_DIR / "tools/seen"
-    own_tool(
-        "updata_rootfs.sh",
-        f"exec >{seen}; ls /proc/self/fd; grep -E 'Sig(Blk|Ign)' /proc/self/status",
-    )
-    start_agent()
-    broker.wait_subscribed()
-    images.hold()
-    mark = controller.reports.mark()
-    controller.send(upgrade(1032, images))
-    poll(lambda: images.requests, 5, "request")  # so a download's descriptors are open, too
-    controller.send(flash())
-    wait_statuses(controller, mark, [201, 2])
-    # 3 is the folder that ls itself reads.
-    none = "0" * 16
-    assert seen.read_text().split() == ["0", "1", "2", "3", "SigBlk:", none, "SigIgn:", none]
-    images.let_go()
-    wait_statuses(controller, mark, [201, 2, 202, 203])
 
 
 @pytest.mark.parametrize("command", [1002, 1032, 1033])

@@ -395,10 +395,4 @@ TEST_F(MaintenanceTest, EquipmentNotes) {
     EXPECT_EQ(context.queue.count, static_cast<int32_t>(std::size(rows)));
 }
 
-TEST_F(MaintenanceTest, WifiReload) {
-    fake_shell().status["wifi"] = 256;
-    EXPECT_EQ(run_command(1021, "{}"), 0);
-    EXPECT_EQ(fake_shell().commands, std::vector<std::string>{"wifi reload"});
-}
-
 } // namespace

@@ -10,8 +10,7 @@ configure:
 install:
 	$$(call Package/$(1)/install,$$(TOPDIR)/root)
 show:
-	$$(foreach name,PKG_NAME PKG_VERSION PKG_BUILD_DIR PKG_INSTALL_DIR,$$(info $$(name)=$$($$(name))))
-	$$(info $$(Package/$(1)))
+	$$(info PKG_VERSION=$$(PKG_VERSION))
 	@:
 endif
 endef
