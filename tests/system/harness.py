@@ -42,48 +42,44 @@ class Timeline:
 
     def __init__(self):
         self._items = []
-        self._changed = threading.Condition()
 
     def add(self, item):
-        with self._changed:
-            self._items.append((time.monotonic(), item))
-            self._changed.notify_all()
+        self._items.append((time.monotonic(), item))
 
     def mark(self):
         """A position behind everything that has arrived."""
-        with self._changed:
-            return len(self._items)
+        return len(self._items)
 
     def items(self, since=0):
-        with self._changed:
-            return self._items[since:]
+        return self._items[since:]
 
     def clear(self):
         """Forgets everything: marks made before point nowhere any more."""
-        with self._changed:
-            self._items.clear()
+        self._items.clear()
 
     def wait(self, wanted, timeout, since=0, count=1, what="item"):
         """Returns the time and value of the count-th wanted item from position since on."""
-        deadline = time.monotonic() + timeout
-        with self._changed:
-            while True:
-                hits = [(at, item) for at, item in self._items[since:] if wanted(item)]
-                if len(hits) >= count:
-                    return hits[count - 1]
-                left = deadline - time.monotonic()
-                if left <= 0:
-                    tail = "\n".join(str(item)[:300] for _, item in self._items[-30:])
-                    raise Deadline(f"no {what} within {timeout} s; the last of them:\n{tail}")
-                self._changed.wait(left)
+        hits, seen = [], since
+
+        def found():
+            nonlocal seen
+            fresh = self.items(seen)
+            seen += len(fresh)
+            hits.extend((at, item) for at, item in fresh if wanted(item))
+            return hits[count - 1 : count]
+
+        try:
+            return poll(found, timeout, what)[0]
+        except Deadline as missing:
+            tail = "\n".join(str(item)[:300] for _, item in self._items[-30:])
+            raise Deadline(f"{missing}; the last of them:\n{tail}") from None
 
 
 def poll(test, timeout, what):
     """Returns the first true value of test()."""
     deadline = time.monotonic() + timeout
     while time.monotonic() < deadline:
-        value = test()
-        if value:
+        if value := test():
             return value
         time.sleep(0.01)
     raise Deadline(f"{what} not seen within {timeout} s")
@@ -127,15 +123,6 @@ class Agent:
     def lines(self, pattern, since=0):
         wanted = re.compile(pattern)
         return [(at, line) for at, line in self.log.items(since) if wanted.search(line)]
-
-    def wait_in_order(self, beginnings, timeout=2, since=0):
-        """Until the log has lines with these beginnings in this order, others between or not."""
-
-        def in_order():
-            lines = iter(self.log.items(since))
-            return all(any(line.startswith(next_) for _, line in lines) for next_ in beginnings)
-
-        poll(in_order, timeout, f"{beginnings} in this order")
 
     def exit_status(self, timeout):
         try:
@@ -224,37 +211,22 @@ class Broker:
 class MqttClient:
     """A client of the broker. Messages reach the one function that it is made with."""
 
-    def __init__(self, name, on_message):
-        self._topics = []
+    def __init__(self, name, on_message, *topics):
+        self.topics = list(topics)  # listened to from the next connection on
         self._ready = threading.Event()
         version = getattr(mqtt, "CallbackAPIVersion", None)
         self._client = mqtt.Client(*([version.VERSION1] if version else []), client_id=name)
-        self._client.on_connect = lambda *_: self._subscribe()
+        self._client.on_connect = lambda *_: self._client.subscribe([(it, 0) for it in self.topics])
         self._client.on_subscribe = lambda *_: self._ready.set()
         self._client.on_disconnect = lambda *_: self._ready.clear()
         self._client.on_message = lambda _c, _u, message: on_message(message)
         self._client.reconnect_delay_set(1, 1)
 
-    def _subscribe(self):
-        self._client.subscribe([(topic, 0) for topic in self._topics])
-
-    def listen_to(self, topic):
-        """From the next connection on; at once when there is one."""
-        self._topics.append(topic)
-        if self._ready.is_set():
-            self._ready.clear()
-            self._subscribe()
-            self.wait_ready()
-
     def connect(self, host="127.0.0.1", port=1883):
         self._client.connect(host, port)
         self._client.loop_start()
-        self.wait_ready()
+        assert self._ready.wait(5), "no session with the broker"
         return self
-
-    def wait_ready(self, timeout=5):
-        if not self._ready.wait(timeout):
-            raise Deadline("no session with the broker")
 
     def reconnect(self):
         """A session with a broker that has just come up, without the client's own pause."""
@@ -278,11 +250,10 @@ class Controller(MqttClient):
     """
 
     def __init__(self, topic):
-        super().__init__("controller", self._keep)
+        super().__init__("controller", self._keep, REPORT_TOPIC)
         self.topic = topic
         self.reports = Timeline()
         self.faults = []
-        self.listen_to(REPORT_TOPIC)
 
     def _keep(self, message):
         try:
@@ -310,6 +281,21 @@ class Controller(MqttClient):
     def wait_report(self, kind, timeout, since=0, count=1):
         wanted = {"since": since, "count": count, "what": f"report {kind}"}
         return self.reports.wait(lambda report: report.get("type") == kind, timeout, **wanted)
+
+    def ask(self, command, kind, timeout=3):
+        """The first report of that kind behind a command."""
+        mark = self.reports.mark()
+        self.send(command)
+        return self.wait_report(kind, timeout, mark)[1]
+
+    def ask_until_answered(self, command, kind, timeout=10):
+        """What is sent while a job runs, or a session is made anew, is lost."""
+
+        def answer():
+            with contextlib.suppress(Deadline):
+                return self.ask(command, kind, 0.5)
+
+        return poll(answer, timeout, f"answer to {command}")
 
     def times(self, kind, since=0):
         return [at for at, report in self.reports.items(since) if report.get("type") == kind]
