@@ -162,12 +162,11 @@ def bridged(tmp_path):
     state = tmp_path / "state.json"
     state.write_text("{}")
     folder = f"mkdir -p {tmp_path}/qvagent; ln -s {tmp_path}/qvagent $ZENDRY_ROOT/etc; "
-    files = f"--state {state} --dump {state} --behave {tmp_path}/behave"
-    more = {"AP_WRITABLE": str(tmp_path), "AP_WIFI_MANAGER_ARGS": files}
     agent = ["sh", "-c", folder + "exec " + " ".join(access_points.AGENT)]
+    files = f"--state {state} --dump {state} --behave {tmp_path}/behave"
 
     def start():
-        point.start(broker.host, agent, **more)
+        point.start(broker.host, agent, AP_WRITABLE=str(tmp_path), AP_WIFI_MANAGER_ARGS=files)
 
     start()
     controller.wait_report(DISCOVERY, 10)
@@ -196,7 +195,6 @@ def test_cut_off_on_a_real_bridge_and_killed(bridged):
             start()
         part = old[PARTS[kind]]
         back = wait_settings(controller, kind, {key: part[key] for key in wrong}, 30, mark)
-        print(f"{kind}: back after {back - begun:.1f} s")
         assert N_S - 0.5 < back - begun < N_S + 15
         assert json.loads((flash / "state.json").read_text())[PARTS[kind]] == part
         assert not (flash / "qvagent/pending").exists()
