@@ -42,13 +42,6 @@ SHORT_MINUTES = 5
 TEXTS = ["", "0", "x" * 19, "'; echo 1; '", "\u00e9\u4e2d\U0001f4e1", '"\\/\n', "y" * 400]
 NAMES = {"ifname", "radio_name"}
 BROKEN = [b"", b"{", b"[]", b"\xff\xfe", b"null", b'{"type":1024', b'{"type":1e9}', b"7" * 70000]
-INCOMPLETE = [
-    {"type": 1001, "data": {"apconfigs": {"radio_list": [{"channel": 6}]}}},
-    {"type": 1003, "data": None},
-    {"type": 1004, "data": {}},
-    {"type": 1015, "timestamp": "soon"},
-    {"type": 1019, "data": {"general_data": "text"}},
-]
 TOOLS = {"date", "passwd", "updata_rootfs.sh", "wifi"}
 READS = [1023, 1024, 1025, 1026, 1027, 1028, 1031, 1034]
 ONCE = [1016, 1033]  # a password takes a second, and a flash its tool's time
@@ -72,7 +65,7 @@ def everything(chance):
         if number not in (*ONCE, *UPGRADES, *contract.RECONNECTING)
     ]
     deck = [with_text(command, text) for command in often for text in TEXTS] + often
-    deck += BROKEN + INCOMPLETE + [contract.EXAMPLES[number] for number in ONCE]
+    deck += BROKEN + [contract.EXAMPLES[number] for number in ONCE]
     chance.shuffle(deck)
     return deck
 
@@ -108,18 +101,9 @@ class Soak:
         self.sent += 1
 
     def answers(self, limit=2 * ANSWER_S):
-        """Until a question is answered; it is asked again, because a session that is being made
-        anew loses what is sent meanwhile."""
-        deadline = time.monotonic() + limit
-        mark = self.controller.reports.mark()
-        while True:
-            assert time.monotonic() < deadline, "the agent does not answer"
-            assert self.agent.process.poll() is None, "the agent has ended"
-            self.send(1034)
-            try:
-                return self.controller.wait_report(SYSTEM_STATS, 0.5, mark)
-            except harness.Deadline:
-                pass
+        """Until a question is answered."""
+        self.controller.ask_until_answered(1034, SYSTEM_STATS, limit)
+        assert self.agent.process.poll() is None, "the agent has ended"
 
     def commands(self, count):
         mark = self.controller.reports.mark()

@@ -159,19 +159,18 @@ def images(device_tools):
 
 
 @pytest.fixture
-def overheard(controller):
+def overheard(broker, idle_controller):
     """The controller, which holds to the contract what is sent to either device, too."""
-    for mac in (qvctl.MAC, qvctl.OTHER):
-        controller.listen_to("qv/device_" + mac)
-    return controller
+    idle_controller.topics += ["qv/device_" + mac for mac in (qvctl.MAC, qvctl.OTHER)]
+    return idle_controller.connect()
 
 
 @pytest.fixture
 def pretend(overheard):
     devices = []
 
-    def start(*answers, kind=qvctl.PretendedDevice, **more):
-        devices.append(kind(answers, **more))
+    def start(*answers, **more):
+        devices.append(qvctl.PretendedDevice(answers, **more))
         return devices[-1]
 
     yield start

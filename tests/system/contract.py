@@ -7,25 +7,9 @@ import jsonschema
 FOLDER = pathlib.Path(__file__).resolve().parents[2] / "docs/protocol"
 
 
-def _json_text(value):
-    """A value as json-c prints it."""
-    if isinstance(value, dict):
-        ends = "{}"
-        parts = [f"{_json_text(key)}: {_json_text(item)}" for key, item in value.items()]
-    elif isinstance(value, list):
-        ends, parts = "[]", [_json_text(item) for item in value]
-    else:
-        return json.dumps(value, ensure_ascii=False)
-    return " ".join([ends[0], *([", ".join(parts)] if parts else []), ends[1]])
-
-
-def text_of(value):
-    """What the agent makes of a value that stands for a text."""
-    return value or "" if value is None or isinstance(value, str) else _json_text(value)
-
-
 def _max_bytes(_validator, limit, value, _schema):
-    if len(text_of(value).encode()) > limit:
+    """Of a text; what may stand for one besides is the agent's to judge."""
+    if isinstance(value, str) and len(value.encode()) > limit:
         yield jsonschema.ValidationError(f"{value!r} has more than {limit} bytes")
 
 

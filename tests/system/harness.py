@@ -128,15 +128,6 @@ class Agent:
         wanted = re.compile(pattern)
         return [(at, line) for at, line in self.log.items(since) if wanted.search(line)]
 
-    def wait_in_order(self, beginnings, timeout=2, since=0):
-        """Until the log has lines with these beginnings in this order, others between or not."""
-
-        def in_order():
-            lines = iter(self.log.items(since))
-            return all(any(line.startswith(next_) for _, line in lines) for next_ in beginnings)
-
-        poll(in_order, timeout, f"{beginnings} in this order")
-
     def exit_status(self, timeout):
         try:
             status = self.process.wait(timeout)
@@ -224,37 +215,22 @@ class Broker:
 class MqttClient:
     """A client of the broker. Messages reach the one function that it is made with."""
 
-    def __init__(self, name, on_message):
-        self._topics = []
+    def __init__(self, name, on_message, *topics):
+        self.topics = list(topics)  # listened to from the next connection on
         self._ready = threading.Event()
         version = getattr(mqtt, "CallbackAPIVersion", None)
         self._client = mqtt.Client(*([version.VERSION1] if version else []), client_id=name)
-        self._client.on_connect = lambda *_: self._subscribe()
+        self._client.on_connect = lambda *_: self._client.subscribe([(it, 0) for it in self.topics])
         self._client.on_subscribe = lambda *_: self._ready.set()
         self._client.on_disconnect = lambda *_: self._ready.clear()
         self._client.on_message = lambda _c, _u, message: on_message(message)
         self._client.reconnect_delay_set(1, 1)
 
-    def _subscribe(self):
-        self._client.subscribe([(topic, 0) for topic in self._topics])
-
-    def listen_to(self, topic):
-        """From the next connection on; at once when there is one."""
-        self._topics.append(topic)
-        if self._ready.is_set():
-            self._ready.clear()
-            self._subscribe()
-            self.wait_ready()
-
     def connect(self, host="127.0.0.1", port=1883):
         self._client.connect(host, port)
         self._client.loop_start()
-        self.wait_ready()
+        assert self._ready.wait(5), "no session with the broker"
         return self
-
-    def wait_ready(self, timeout=5):
-        if not self._ready.wait(timeout):
-            raise Deadline("no session with the broker")
 
     def reconnect(self):
         """A session with a broker that has just come up, without the client's own pause."""
@@ -278,11 +254,10 @@ class Controller(MqttClient):
     """
 
     def __init__(self, topic):
-        super().__init__("controller", self._keep)
+        super().__init__("controller", self._keep, REPORT_TOPIC)
         self.topic = topic
         self.reports = Timeline()
         self.faults = []
-        self.listen_to(REPORT_TOPIC)
 
     def _keep(self, message):
         try:
@@ -310,6 +285,21 @@ class Controller(MqttClient):
     def wait_report(self, kind, timeout, since=0, count=1):
         wanted = {"since": since, "count": count, "what": f"report {kind}"}
         return self.reports.wait(lambda report: report.get("type") == kind, timeout, **wanted)
+
+    def ask(self, command, kind, timeout=3):
+        """The first report of that kind behind a command."""
+        mark = self.reports.mark()
+        self.send(command)
+        return self.wait_report(kind, timeout, mark)[1]
+
+    def ask_until_answered(self, command, kind, timeout=10):
+        """What is sent while a job runs, or a session is made anew, is lost."""
+
+        def answer():
+            with contextlib.suppress(Deadline):
+                return self.ask(command, kind, 0.5)
+
+        return poll(answer, timeout, f"answer to {command}")
 
     def times(self, kind, since=0):
         return [at for at, report in self.reports.items(since) if report.get("type") == kind]

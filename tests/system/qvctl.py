@@ -45,17 +45,19 @@ def sent(command, mac=MAC):
 
 class PretendedDevice:
     """Answers every command with the same reports, each after a pause in seconds, and a question for
-    system statistics with some, unless it is `busy`."""
+    system statistics with some, unless it is `busy`. A `rival` command of another controller comes
+    right before that."""
 
-    def __init__(self, answers=(), busy=False):
+    def __init__(self, answers=(), busy=False, rival=None):
         self.fwname = "Y"
         self._answers = answers
         self._busy = busy
+        self._rival = rival
         self._client = MqttClient(
-            "pretended", lambda message: threading.Thread(target=self._take, args=[message]).start()
-        )
-        self._client.listen_to("qv/device_" + OTHER)
-        self._client.connect()
+            "pretended",
+            lambda message: threading.Thread(target=self._take, args=[message]).start(),
+            "qv/device_" + OTHER,
+        ).connect()
 
     def report(self, kind, data):
         report = {
@@ -71,24 +73,19 @@ class PretendedDevice:
             report["ip"] = "10.0.0.9"
         self._client.publish(REPORT_TOPIC, json.dumps(report))
 
-    def command(self, command):
-        """What another controller sends to the device."""
-        self._client.publish("qv/device_" + OTHER, json.dumps(command))
-
     def _take(self, message):
         if json.loads(message.payload)["type"] == 1034:
+            if self._rival:
+                self._client.publish("qv/device_" + OTHER, json.dumps(self._rival))
             if not self._busy:
                 self.idle()
-        else:
-            self.act()
-
-    def idle(self):
-        self.report(1003, SYSTEM_STATS["data"])
-
-    def act(self):
+            return
         for pause, kind, data in self._answers:
             time.sleep(pause)
             self.report(kind, data)
+
+    def idle(self):
+        self.report(1003, SYSTEM_STATS["data"])
 
     def reconnect(self):
         self._client.reconnect()

@@ -67,10 +67,9 @@ class Client(MqttClient):
         def hear(message):
             heard.add((message.payload.decode(), message.topic, name))
 
-        super().__init__(name, hear)
+        super().__init__(name, hear, "#")
         files = (AUTHORITY / file for file in ("ca.pem", f"{name}.pem", f"{name}.key"))
         self._client.tls_set(*files)
-        self.listen_to("#")
         self.connect(port=SecureBroker.PORT)
 
     def say(self, topic, text):

@@ -3,7 +3,7 @@ configuration store see them."""
 import pathlib
 import time
 
-from harness import SYSTEM_STATS, ZENDRY_ROOT, poll, set_tool, tool_calls
+from harness import ZENDRY_ROOT, poll, set_tool, tool_calls
 
 
 def general_data(command, text):
@@ -15,7 +15,8 @@ def test_tools(controller, agent, device_tools):
     passwords = ["\\';>/tmp/canary;'", "Áé密码"]
     for text in passwords:
         controller.send(general_data(1016, text))
-    # In the device's own time zone. Seconds of 32 bits end in 2106.
+    # Time in the device's own zone. Seconds of 32 bits end in 2106.
+    controller.send(general_data(1017, "roof, east"))
     controller.send({"type": 1015, "timestamp": 32503680000000})
     controller.send(1021)
     poll(lambda: tool_calls()[-1:] == [{"tool": "wifi", "args": ["reload"]}], 10, "wifi reload")
@@ -26,20 +27,4 @@ def test_tools(controller, agent, device_tools):
     date = time.strftime("%Y-%m-%d %H:%M:%S", time.localtime(32503680000))
     assert clock == {"tool": "date", "args": ["-s", date]}
     assert not pathlib.Path("/tmp/canary").exists()
-
-
-def stored_notes():
-    lines = (ZENDRY_ROOT / "etc/config/system").read_text().splitlines()
-    return next(line.split(maxsplit=2)[2] for line in lines if "equipment_notes" in line)
-
-
-def test_notes(controller, agent):
-    for given, stored in (("roof, east", "'roof, east'"), ("n" * 30 + "é", f"'{'n' * 30}'")):
-        mark = agent.log.mark()
-        controller.send(general_data(1017, given), valid=None)
-        agent.wait_line("^process_msg->type 1017$", 3, mark)
-        assert stored_notes() == stored
-        sent = controller.reports.mark()
-        controller.send(1034)
-        _, report = controller.wait_report(SYSTEM_STATS, 3, sent)
-        assert report["data"]["system_stats"]["equipment_notes"] == stored.strip("'")
+    assert "equipment_notes 'roof, east'" in (ZENDRY_ROOT / "etc/config/system").read_text()

@@ -28,8 +28,7 @@ def rebooted_agent(broker, device_tools, wifi_manager, own_tool, start_agent):
 
 
 def test_session_lives(broker, controller, rebooted_agent):
-    controller.send(1034)
-    controller.wait_report(SYSTEM_STATS, 2)
+    controller.ask(1034, SYSTEM_STATS)
     mark = controller.reports.mark()
     tool_s = BROKER_LIMIT_S + 2
     set_tool("wifi", delay=2)

@@ -1,11 +1,17 @@
 """Connections that are lost, and what the agent says and asks for around the loss."""
+import time
+
 import harness
 import pytest
+from firmware import UPDATA_STATS, flash, statuses, tools_called
 from harness import DISCOVERY, SYSTEM_STATS, poll, set_tool, tool_calls
 
 PASS_S = 10  # the longest pause of the main loop
 LOOK_S = 5  # its pause behind an announcement; after it the new session is taken up
 KEEP_ALIVE_S = 15
+RETRY_S = 2
+TOOL_S = 3
+LOST_AFTER_S = 0.5
 
 
 @pytest.fixture
@@ -77,10 +83,34 @@ def test_lost_during_a_command(broker, controller, link, device_tools, announcin
     assert broker.agent_sessions() == 2
 
 
+@pytest.mark.parametrize("away_s", [0, TOOL_S], ids=["back at once", "back after it"])
+def test_lost_during_a_flash(broker, controller, link, device_tools, linked_agent, away_s):
+    """Its status arrives in whatever session there is when it ends."""
+    mark = controller.reports.mark()
+    set_tool("updata_rootfs.sh", delay=TOOL_S)
+    controller.send(flash(save_config=1))
+    poll(tools_called, 3, "flashing tool")
+    begin = time.monotonic()
+    time.sleep(LOST_AFTER_S)
+    if away_s > 0:
+        link.shut()
+    link.cut()
+    if away_s > 0:
+        time.sleep(away_s)
+        link.open()
+    else:
+        broker.wait_subscribed(2, TOOL_S - LOST_AFTER_S)
+    back = time.monotonic()
+    at, _ = controller.wait_report(UPDATA_STATS, TOOL_S + 3, mark)
+    assert at < max(begin + TOOL_S, back + RETRY_S) + 1
+    broker.wait_subscribed(2)
+    assert statuses(controller, mark) == [2]
+    assert broker.agent_sessions() == 2
+
+
 def test_broker_that_turns_mute_is_left(broker, controller, link, linked_agent):
     """In the middle of a good session: no packet, no end of the connection."""
-    controller.send(1034)
-    controller.wait_report(SYSTEM_STATS, 2)
+    controller.ask(1034, SYSTEM_STATS)
     mark = linked_agent.log.mark()
     link.hold()
     # A sign of life is due after 15 s without a packet, and so long its answer is waited for.

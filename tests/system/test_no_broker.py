@@ -6,7 +6,7 @@ import subprocess
 
 import harness
 import pytest
-from harness import PacketSession, gaps, poll
+from harness import gaps, poll
 
 MUTE_HOST = "192.168.1.77"
 REFUSED = bytes([0x20, 2, 0, 5])  # CONNACK, not authorised
@@ -111,11 +111,9 @@ def test_broker_comes_up_later(
 ENDED = "^Disconnected from MQTT broker|^COULD NOT CONNECT"
 HOSTILE = {
     "drops": (socket.socket.close, ENDED),
-    "resets": (lambda connection: PacketSession(connection).reset(), ENDED),
     "refuses": (after_connect(REFUSED), "^Error with result code: 5$"),
     "refuses commands": (after_connect(ACCEPTED + NOT_SUBSCRIBED), "^QV_ERR: .* subscription"),
     "accepts then drops": (after_connect(ACCEPTED), "^Disconnected .* with result code: "),
-    "answers garbage": (after_connect(b"\xff" * 64), ENDED),
 }
 
 

@@ -8,10 +8,6 @@ PAGE = (contract.FOLDER / "README.md").read_text()
 TIME = '"timestamp": 1700000000000'
 
 
-def section(heading):
-    return PAGE.partition(f"\n## {heading}\n")[2].partition("\n## ")[0]
-
-
 def shown_lines(listener, count):
     lines = (listener.stdout.readline().rstrip("\n") for _ in range(count))
     return [re.sub(r'"timestamp": \d+', TIME, line) for line in lines]
@@ -19,7 +15,8 @@ def shown_lines(listener, count):
 
 def test_first_conversation(broker, wifi_manager, start_agent):
     wifi_manager.restart("--still")
-    blocks = re.findall("```console\n(.*?)\n```", section("A first conversation"), re.DOTALL)
+    section = PAGE.partition("\n## A first conversation\n")[2].partition("\n## ")[0]
+    blocks = re.findall("```console\n(.*?)\n```", section, re.DOTALL)
     listen, *exchanges = [block.split("\n") for block in blocks]
     command = listen[0].removeprefix("$ ")
     command = ["bash", "-c", f"exec {command} -W 30"]  # seconds; then it ends, and no line is there
@@ -35,11 +32,3 @@ def test_first_conversation(broker, wifi_manager, start_agent):
                 expected = block
         assert shown_lines(listener, len(expected)) == expected
         listener.terminate()
-
-
-def test_values_by_name(wifi_manager):
-    rows = re.findall(r"^\| `(\w+)` \| (.*) \|$", section("Values by name"), re.MULTILINE)
-    for name, values in rows:
-        used = {vap[name] for vap in wifi_manager.state()["vaps"]}
-        assert used <= set(re.findall("`([^`]+)`", values)), name
-    assert len(rows) == 5

@@ -1,6 +1,5 @@
 """qvctl's session with its broker: nothing that it says was sent is lost."""
 import socket
-import threading
 import time
 
 from harness import REPORT_TOPIC, PacketSession, StandInBroker, poll
@@ -10,7 +9,7 @@ MQTT_5 = 5  # as a CONNECT has it
 
 
 class Flooder:
-    """Meets a client with reports faster than it reads them, and reads what it sends late."""
+    """Meets a client with reports faster than it reads them, and reads late what it sends."""
 
     def __init__(self, acknowledges):
         self.ended = None  # how the connection did
@@ -19,50 +18,34 @@ class Flooder:
     def __call__(self, connection):
         connection.setsockopt(socket.SOL_SOCKET, socket.SO_SNDBUF, 65536)
         self.session = PacketSession(connection)
-        self._lock, self._stop = threading.Lock(), threading.Event()
         try:
-            if self._refuses_version(self.session):
-                return
             self._serve(self.session)
-            self.ended = "closed"
         except OSError:
             self.ended = "reset"
-        finally:
-            self._stop.set()
-            connection.close()
-
-    @staticmethod
-    def _refuses_version(session):
-        """As brokers do that speak MQTT 3.1.1 alone."""
-        while not session.packets:
-            session.read_some()
-        if session.packets[0][1][6] != MQTT_5:
-            return False
-        session.send(session.CONNACK, b"\0\1")
-        return True
+        connection.close()
 
     def _serve(self, session):
+        session.read_some()
+        if session.packets[0][1][6] == MQTT_5:  # refused by brokers that speak MQTT 3.1.1 alone
+            session.send(session.CONNACK, b"\0\1")
+            return
         session.accept()
-        answered = 1
         while session.read_some():
-            for kind, body in session.packets[answered:]:
-                answered += 1
-                if kind == session.SUBSCRIBE:
-                    session.send(session.SUBACK, body[:2] + b"\0")
-                    threading.Thread(target=self._flood, daemon=True).start()
-                elif kind == session.PUBLISH and self._acknowledges:
-                    topic = int.from_bytes(body[:2], "big")
-                    with self._lock:
-                        session.send(session.PUBACK, body[2 + topic : 4 + topic])
-                    time.sleep(0.3)  # what follows is read late
+            kind, body = session.packets[-1]
+            if kind == session.SUBSCRIBE:
+                session.send(session.SUBACK, body[:2] + b"\0")
+            elif kind == session.PUBLISH and self._acknowledges:
+                topic = int.from_bytes(body[:2], "big")
+                session.send(session.PUBACK, body[2 + topic : 4 + topic])
+            self._flood(session, 0.3)
+        self.ended = "closed"
 
-    def _flood(self):
-        try:
-            while not self._stop.is_set():
-                with self._lock:
-                    self.session.publish(REPORT_TOPIC, b'{"padding":"' + 80 * b"." + b'"}', 100)
-        except OSError:
-            pass
+    @staticmethod
+    def _flood(session, seconds):
+        """What the client sends meanwhile is read later."""
+        end = time.monotonic() + seconds
+        while time.monotonic() < end:
+            session.publish(REPORT_TOPIC, b'{"padding":"' + 80 * b"." + b'"}', 100)
 
 
 FAREWELL = [PacketSession.CONNECT, PacketSession.SUBSCRIBE, PacketSession.PUBLISH]

@@ -1,7 +1,5 @@
 """qvctl on a terminal."""
-import pathlib
 import re
-import subprocess
 
 import pytest
 from qvctl import ANSWERED, ENVIRONMENT, MAC, NO_ANSWER, Terminal, qvctl
@@ -116,27 +114,3 @@ def test_broker_restart(agent, broker, wifi_manager, overheard):
     top.type("q")
     watch.type("\x03")
     assert (top.end(), watch.end()) == (ANSWERED, ANSWERED)
-
-
-REPO = pathlib.Path(__file__).resolve().parents[2]
-
-
-def texts_of(picture):
-    """Without the curve of the load, which has a column for each question."""
-    return [
-        text
-        for text in re.findall(r">([^<]+)</text>", picture.read_text(encoding="utf-8"))
-        if not re.fullmatch("[▁-█]+", text)
-    ]
-
-
-def test_screenshot(broker, wifi_manager, store, tmp_path):
-    """The one in the documents shows what top is today; scripts/screenshot makes it anew."""
-    wifi_manager.restart("--still")
-    picture = tmp_path / "top.svg"
-    subprocess.run(
-        [REPO / "simulator/screenshot.py", picture, "top", "-n", "1", "-i", "2"], check=True
-    )
-    shown = texts_of(picture)
-    assert shown[0].startswith("qvctl top") and len(shown) > 30
-    assert shown == texts_of(REPO / "docs/top.svg")

@@ -29,41 +29,27 @@ mtu
 """
 
 (RADIO,) = contract.EXAMPLES[1001]["data"]["apconfigs"]["radio_list"]
+RADIO_LIST = "radio_list=" + json.dumps([RADIO | {"txpower": "20"}])
 
-EMPTIED = "zonename, timezone, log_size, log_ip, log_port, conloglevel, cronloglevel, enabled, "
+EMPTIED = "note: becomes empty: zonename, timezone, log_size, log_ip, log_port, conloglevel, "
 FLASHED = "########################    2  the image that lay on the device was flashed\n"
 KEPT = 'not taken over: ssid: asked for "", the device holds "'
-NOT_TOLD = "radio_list[0].country, radio_list[0].vap_list[0].network\n"
+NOT_TOLD = "not confirmed, since no report tells: radio_list[0].country, radio_list[0].vap_list[0].network\n"
 
 # In this order. The words, exit status, all of standard output or a piece of it, a piece of
 # standard error.
 ANSWERS = [
     ("get radio-stats", ANSWERED, RADIO_STATS, ""),
-    ("get radios", ANSWERED, "wifi1   11axa   HT80         36  5180       23  US", ""),
     ("get wan6", ANSWERED, WAN6, ""),
     ("get maclist 7", ANSWERED, "uploading_status  -1\n", ""),
     ("get stations", ANSWERED, "06:5a:10:00:00:0b  02:11:22:33:44:59", ""),
-    ("get aps", ANSWERED, "ath7    wifi2   Office  02:11:22:33:44:5d", ""),
-    ("get interfaces", ANSWERED, "br-lan", ""),
-    ("get system", ANSWERED, "model                Simulated AP", ""),
-    ("get vaps --all", ANSWERED, "sae_require_mfp", ""),
     # One member changes, the others stay.
     ("set settings hostname=Garden", ANSWERED, "hostname       Garden\nzonename       UTC", ""),
     ("get settings", ANSWERED, '[ "0.openwrt.pool.ntp.org", "1.openwrt.pool.ntp.org" ]', ""),
     ("set server a.example,b.example", ANSWERED, '[ "a.example", "b.example" ]', ""),
     ("set hostname Gate", ANSWERED, "hostname       Gate\nzone", "confirmed: hostname\n"),
-    (
-        "set settings hostname=Gate --replace",
-        ANSWERED,
-        "zonename\n",
-        f"note: becomes empty: {EMPTIED}enable_server, server\n",
-    ),
-    (
-        "set vap ifname=ath0 ssid=\x1b[31mred mode=ap-wds",
-        ANSWERED,
-        r"ath0    wifi0   \x1b[31mred  ap-wds",
-        "",
-    ),
+    ("set settings hostname=Gate --replace", ANSWERED, "zonename\n", EMPTIED),
+    ("set vap ifname=ath0 ssid=\x1b[31mred mode=ap-wds", ANSWERED, r" \x1b[31mred  ap-wds", ""),
     ("set vap ath9 ssid=a", REFUSED, "", "the device reports no vap ath9"),
     # What an empty text does is the wifi manager's to say; this one keeps what is set.
     ("set vap ath0 ssid=", REFUSED, "red", KEPT),
@@ -73,23 +59,16 @@ ANSWERS = [
         "wifi1            40",
         "",
     ),
-    ("set radio wifi1 ssid=", REFUSED, "wifi1", "not taken over: ssid: asked for"),
-    ("set radio wifi9 channel=1", REFUSED, "wifi2", "the device reports no radio wifi9"),
     ("set lan --no-confirm ipaddr=192.168.1.9", ANSWERED, "ipaddr               192.168.1.9", ""),
     (
         "set maclist maclist_size=5 wifi1Flag=1",
         UNCONFIRMED,
         sent(1019),
-        "not confirmed, since no report tells: maclist_size, wifi1Flag\n",
+        "maclist_size, wifi1Flag\n",
     ),
     ("get maclist 1", ANSWERED, "uploading_status  5\n", ""),
     ("set maclist wifi0Flag=1 --delete", UNCONFIRMED, sent(1020), ""),
-    (
-        ["set", "ap", f"radio_list={json.dumps([RADIO | {'txpower': '20'}])}"],
-        UNCONFIRMED,
-        sent(1001),
-        NOT_TOLD,
-    ),
+    (["set", "ap", RADIO_LIST], UNCONFIRMED, sent(1001), NOT_TOLD),
     (["clock", "2023-11-14 22:13:20Z"], ANSWERED, sent(1015), ""),
     (["notes", "on the roof"], ANSWERED, sent(1017), ""),
     ('passthrough {"a":1}', ANSWERED, sent(1022), ""),
@@ -98,15 +77,12 @@ ANSWERS = [
     # From here on each ends in a new session.
     ("set wan --no-confirm hostname=gate", ANSWERED, "hostname      gate", ""),
     ("set wan6 mtu=1300", ANSWERED, "mtu           1300\nconfirmed\n", ""),
-    ("get wan", ANSWERED, "hostname      gate", ""),
-    ("get lan", ANSWERED, "ipaddr               192.168.1.9", ""),
 ]
 
 # A message that the wifi manager refuses, what is set, and the member that is not taken over.
 REFUSALS = [
     (19, "wan6 --no-confirm mtu=1280", "mtu"),
     (22, "radio wifi2 freq=6155", "freq"),
-    (22, "radio wifi2 encryption=sae", "encryption"),
     (15, "vap ath7 ssid=Attic", "ssid"),
     (9, ["ap", f"radio_list={json.dumps([RADIO | {'channel': 11}])}"], "radio_list[0].channel"),
 ]
@@ -183,7 +159,6 @@ FILES = [
     ("wan6 --no-confirm -", MTU, {"mtu": "1300", "proto": "dhcpv6"}),
     ("wan6 --no-confirm -", {"type": 1013, "data": MTU}, {"mtu": "1300"}),
     ("vap -", {"vap_config": ATTIC}, ATTIC | KEPT_OF_ATTIC),
-    ("vap ath1 -", {"ssid": "Attic", "freqlist": []}, ATTIC),
     ("vap -", [{"ifname": "ath1", "key": "<hidden>"}], {"key": "office-passphrase"}),
     # A channel's frequency is its own.
     ("vap ath1 - channel=11", {}, {"channel": "11", "freq": None}),
@@ -237,19 +212,12 @@ def test_secrets(agent, wifi_manager, overheard):
 def test_keys():
     """No broker runs: the keys are known without one."""
     status, listed, _ = qvctl("get", "keys", "settings")
-    assert status == ANSWERED and re.search(
-        "^  hostname +at most 40 bytes. Host name.$", listed, re.M
-    )
-    assert re.search(
-        "^  server +list of at most 10, each at most 49 bytes. Time\n +serv", listed, re.M
-    )
+    assert status == ANSWERED and "\n  server  " in listed
+    assert re.search("^  hostname +at most 40 bytes. Host name.$", listed, re.M)
     assert qvctl("set", "settings", "--help")[1].endswith(f"\n\nKeys:\n{listed}\n")
-    (country,) = [
-        row
-        for row in json.loads(qvctl("--json", "get", "keys", "ap")[1])
-        if "country" in row["key"]
-    ]
-    assert country["meaning"] == "Country code as a number."
+    rows = json.loads(qvctl("--json", "get", "keys", "ap")[1])
+    (country,) = [row["meaning"] for row in rows if "country" in row["key"]]
+    assert country == "Country code as a number."
     for words in ((), ("set", "ap"), ("get",), ("upgrade",)):
         assert max(map(len, qvctl(*words, "--help")[1].splitlines())) <= 80
     for what, table in {"settings": "systemSettings", "lan": "lan", "maclist": "macLists"}.items():

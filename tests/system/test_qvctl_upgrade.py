@@ -1,17 +1,15 @@
 """qvctl brings firmware to agents, and to devices that only pretend to be one."""
 import hashlib
-import os
 import re
 import subprocess
 import threading
-import time
 
 from firmware import BOARD, IMAGE, ROOTFS_BOARDS, SYSUPGRADE_BOARD, UPDATA_STATS
 from firmware import flash, tools_called, upgrade, wait_statuses
 from firmware import statuses as statuses_of
 from harness import DISCOVERY, SYSTEM_STATS, poll, set_tool
 from qvctl import ANSWERED, MAC, MD5, NO_ANSWER, OTHER, REFUSED, UNCONFIRMED
-from qvctl import PretendedDevice, Terminal, qvctl
+from qvctl import Terminal, qvctl
 
 BACK = (0, DISCOVERY, {"device_discovery_macaddr": {"macaddr": OTHER}})
 UPGRADE = ["upgrade", "i", "--md5", MD5]
@@ -90,35 +88,22 @@ def test_busy_device(pretend, overheard):
     assert status == ANSWERED and f"note: device {OTHER} does not answer" in text
 
 
-class ContestedDevice(PretendedDevice):
-    """Another controller is faster: its command comes between the question and the upgrade."""
-
-    def __init__(self, statuses, rival):
-        super().__init__()
-        self._statuses = iter(statuses)
-        self._rival = rival
-        self._job = threading.Lock()  # one after the other
-
-    def idle(self):
-        self.command(self._rival)
-        super().idle()
-
-    def act(self):
-        with self._job:
-            time.sleep(0.3)
-            for status in next(self._statuses):
-                self.report(UPDATA_STATS, {"updata_stats": status})
-
-
 def test_another_controller(pretend, images):
+    """It is faster: its command comes between the question and the upgrade. Both have an end."""
     # Each 1002 waits for the one before; what a 1033 does beside it cannot be told from it.
-    device = pretend([202, 203], [202, -2], kind=ContestedDevice, rival=upgrade(1002, images))
-    status, statuses, text = upgrade_other(timeout="5")
-    assert (status, statuses) == (REFUSED, [202, -2]), text
-    assert "note: status 203 is of an upgrade that was sent before" in text
-    device.close()
-    pretend([], [202, 203], kind=ContestedDevice, rival=flash(save_config=1, reboot=0))
-    assert upgrade_other(timeout="5")[:2] == (UNCONFIRMED, [202, 203])
+    for rival, statuses, status, said in (
+        (upgrade(1002, images), [-2], REFUSED, "status -2 is of an upgrade that was sent before"),
+        (
+            flash(save_config=1, reboot=0),
+            [202, 203],
+            UNCONFIRMED,
+            "whose status that was, it does not tell",
+        ),
+    ):
+        device = pretend(*answers(*statuses), rival=rival)
+        got, ends, text = upgrade_other(timeout="5")
+        assert (got, ends[-1]) == (status, statuses[-1]) and said in text, text
+        device.close()
 
 
 def test_blind_controller(pretend, broker, tmp_path):
@@ -224,29 +209,26 @@ def test_served_image(overheard, wifi_manager, agent, images, tmp_path):
     assert (params["image_name"], params["md5sum"]) == (file.name, sum_)
 
 
-# A broker in a network of its own, once "away" has come there.
-BROKER_ELSEWHERE = """
-    until ip link set away up 2>/dev/null; do sleep 0.05; done
-    ip address add 10.9.0.2/24 dev away
-    printf 'listener 1883 10.9.0.2\nallow_anonymous true\nuser root\n' >$0
-    exec mosquitto -c $0"""
+NETWORK_ELSEWHERE = """
+    netns add away
+    link add here type veth peer name there netns away
+    -n away address add 10.9.0.2/24 dev there
+    -n away link set there up
+    address add 10.9.0.1/24 dev here
+    link set here up"""
 
 
 def test_serve_for_a_broker_elsewhere(tmp_path):
     """Devices download from their broker's host, where this qvctl is not."""
     file = tmp_path / "fw.img"
     file.write_bytes(b"image")
-    command = ["unshare", "--net", "bash", "-c", BROKER_ELSEWHERE, tmp_path / "mosquitto.conf"]
+    config = tmp_path / "mosquitto.conf"
+    config.write_text("listener 1883 10.9.0.2\nallow_anonymous true\nuser root\n")
+    for words in NETWORK_ELSEWHERE.strip().splitlines():
+        subprocess.run(["ip", *words.split()], check=True)
+    command = ["ip", "netns", "exec", "away", "mosquitto", "-c", config]
     broker = subprocess.Popen(command, stderr=subprocess.DEVNULL)
     try:
-        own = os.readlink("/proc/self/ns/net")
-        poll(lambda: os.readlink(f"/proc/{broker.pid}/ns/net") != own, 3, "a network of its own")
-        for words in (
-            f"link add here type veth peer name away netns {broker.pid}",
-            "address add 10.9.0.1/24 dev here",
-            "link set here up",
-        ):
-            subprocess.run(["ip", *words.split()], check=True)
         listing = ("-h", "10.9.0.2", "devices", "--listen", "0.1")
         poll(lambda: qvctl(*listing)[0] == NO_ANSWER, 5, "broker")
         assert qvctl("-h", "10.9.0.2", "-d", OTHER, "upgrade", "--serve", str(file)) == (

@@ -38,10 +38,8 @@ LAST_REPORTS = [
 
 def ask(controller, command, kind, general_data=None):
     """Key and body of the report that answers a command."""
-    mark = controller.reports.mark()
     data = {} if general_data is None else {"data": {"general_data": general_data}}
-    controller.send({"type": command, "timestamp": 1} | data)
-    _, report = controller.wait_report(kind, 3, mark)
+    report = controller.ask({"type": command, "timestamp": 1} | data, kind)
     (body,) = report["data"].items()
     return body
 

@@ -31,6 +31,7 @@ def system_stats(controller, agent, timeout, sound=True):
         ("silent", "", LIBRARY_TIMEOUT + 2),
         ("short", "KX7310", 2),
         ("close", "", 2),
+        ("long", "", 2),
     ],
 )
 def test_faulty_wifi_manager(controller, wifi_manager, agent, fault, hw_name, within):
@@ -50,16 +51,3 @@ def test_faulty_wifi_manager(controller, wifi_manager, agent, fault, hw_name, wi
     else:
         wifi_manager.behave("")
     assert system_stats(controller, agent, LIBRARY_TIMEOUT + 2)["hw_name"] == "KX7310"
-
-
-def test_failed_poll_and_an_overlong_reply(controller, wifi_manager, agent):
-    for fault in ("close", "wrong-id"):
-        mark = agent.log.mark()
-        wifi_manager.behave(f"1 {fault}")
-        controller.send(1035)
-        agent.wait_line("^QV_ERR: failed to fetch wifi stats..$", 2, mark)
-    wifi_manager.behave("4 long")
-    controller.send(1034)
-    controller.wait_report(SYSTEM_STATS, 2)
-    wifi_manager.behave("")
-    system_stats(controller, agent, 2)
