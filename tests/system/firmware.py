@@ -1,4 +1,5 @@
 """What the tests of firmware commands share: a download server, commands, status reports."""
+import contextlib
 import hashlib
 import http.server
 import pathlib
@@ -21,20 +22,20 @@ STALLED = "stalled.img"
 NAME = "fw 1.0/é.img"
 
 
-class ImageServer:
+class ImageServer(http.server.ThreadingHTTPServer):
     """Serves one image under every name. `.requests` holds the paths that were asked for."""
 
+    daemon_threads = True
+
     def __init__(self):
+        super().__init__(("127.0.0.1", 0), _Handler)
+        self.port = self.server_port
         self.image = b"firmware image\n" * 1000
         self.requests = []
         self._gate = threading.Semaphore(0)
         self._gated = False
         self._stall = threading.Event()
-        handler = type("Handler", (_Handler,), {"images": self})
-        self._server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), handler)
-        self._server.daemon_threads = True
-        self.port = self._server.server_port
-        threading.Thread(target=self._server.serve_forever, args=(0.05,), daemon=True).start()
+        threading.Thread(target=self.serve_forever, args=(0.05,), daemon=True).start()
 
     def md5(self):
         return hashlib.md5(self.image).hexdigest()
@@ -49,8 +50,8 @@ class ImageServer:
     def close(self):
         self._stall.set()
         self._gate.release(100)
-        self._server.shutdown()
-        self._server.server_close()
+        self.shutdown()
+        self.server_close()
 
     def answer(self, handler):
         self.requests.append(handler.path)
@@ -69,10 +70,8 @@ class ImageServer:
 
 class _Handler(http.server.BaseHTTPRequestHandler):
     def do_GET(self):
-        try:
-            self.images.answer(self)
-        except OSError:
-            pass  # the agent need not read an error page
+        with contextlib.suppress(OSError):  # the agent need not read an error page
+            self.server.answer(self)
 
     def log_message(self, *_):
         pass

@@ -42,48 +42,44 @@ class Timeline:
 
     def __init__(self):
         self._items = []
-        self._changed = threading.Condition()
 
     def add(self, item):
-        with self._changed:
-            self._items.append((time.monotonic(), item))
-            self._changed.notify_all()
+        self._items.append((time.monotonic(), item))
 
     def mark(self):
         """A position behind everything that has arrived."""
-        with self._changed:
-            return len(self._items)
+        return len(self._items)
 
     def items(self, since=0):
-        with self._changed:
-            return self._items[since:]
+        return self._items[since:]
 
     def clear(self):
         """Forgets everything: marks made before point nowhere any more."""
-        with self._changed:
-            self._items.clear()
+        self._items.clear()
 
     def wait(self, wanted, timeout, since=0, count=1, what="item"):
         """Returns the time and value of the count-th wanted item from position since on."""
-        deadline = time.monotonic() + timeout
-        with self._changed:
-            while True:
-                hits = [(at, item) for at, item in self._items[since:] if wanted(item)]
-                if len(hits) >= count:
-                    return hits[count - 1]
-                left = deadline - time.monotonic()
-                if left <= 0:
-                    tail = "\n".join(str(item)[:300] for _, item in self._items[-30:])
-                    raise Deadline(f"no {what} within {timeout} s; the last of them:\n{tail}")
-                self._changed.wait(left)
+        hits, seen = [], since
+
+        def found():
+            nonlocal seen
+            fresh = self.items(seen)
+            seen += len(fresh)
+            hits.extend((at, item) for at, item in fresh if wanted(item))
+            return hits[count - 1 : count]
+
+        try:
+            return poll(found, timeout, what)[0]
+        except Deadline as missing:
+            tail = "\n".join(str(item)[:300] for _, item in self._items[-30:])
+            raise Deadline(f"{missing}; the last of them:\n{tail}") from None
 
 
 def poll(test, timeout, what):
     """Returns the first true value of test()."""
     deadline = time.monotonic() + timeout
     while time.monotonic() < deadline:
-        value = test()
-        if value:
+        if value := test():
             return value
         time.sleep(0.01)
     raise Deadline(f"{what} not seen within {timeout} s")

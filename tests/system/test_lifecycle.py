@@ -35,13 +35,3 @@ def test_sigterm_while_a_command_runs(controller, broker, wifi_manager, agent):
     assert (status, seconds < 6) == (0, True)  # the exchange under way is bounded by 5 s
     assert len([line for _, line in wifi_manager.log.items() if " id=4 " in line]) == 1
     poll(lambda: broker.agent_farewells() == 1, 1, "DISCONNECT")
-
-
-def test_started_again_it_takes_over_the_event_socket(broker, wifi_manager, start_agent):
-    first = start_agent()
-    broker.wait_subscribed(1)
-    first.process.kill()  # leaves its socket file behind
-    first.exit_status(2)
-    second = start_agent()
-    broker.wait_subscribed(2)
-    assert not [line for _, line in second.errors.items() if "bind" in line.lower()]

@@ -64,14 +64,6 @@ def test_fast_reboot_takes_no_status_along(controller, images, rebooted_agent, c
     wait_statuses(controller, mark, wanted)
 
 
-def test_slow_reboot_holds_no_status_up(controller, device_tools, agent):
-    set_tool("reboot", delay=3)
-    mark = controller.reports.mark()
-    controller.send(flash(save_config=1, reboot=1))
-    poll(lambda: tools_called()[-1:] == ["reboot"], 3, "reboot")
-    wait_statuses(controller, mark, [2], 1)
-
-
 @pytest.mark.parametrize("command, tool", [(1033, "reboot"), (1032, "sysupgrade")])
 def test_no_session_at_all(controller, link, images, linked_agent, command, tool):
     BOARD.write_text(SYSUPGRADE_BOARD)

@@ -58,17 +58,6 @@ def test_lost_while_it_is_made(broker, controller, link, announcing):
     assert harness.store_option("system", "broker", "status") == "1"
 
 
-def test_spoken_to_after_it(broker, controller, link, announcing):
-    link.cut()
-    broker.wait_subscribed(2)
-    mark = controller.reports.mark()
-    controller.send(1024)
-    controller.wait_report(SYSTEM_STATS, PASS_S, mark)
-    controller.wait_report(SYSTEM_STATS, PASS_S + 1.5, mark, 2)
-    assert not controller.times(DISCOVERY, mark)
-    assert broker.agent_sessions() == 2
-
-
 def test_lost_during_a_command(broker, controller, link, device_tools, announcing):
     """The command's end, once the agent has taken the new session up, is not taken for a command on
     it: the agent goes on to announce."""

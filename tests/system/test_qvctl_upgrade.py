@@ -146,15 +146,6 @@ def test_return_of_the_device(pretend):
         device.close()
 
 
-def test_interrupted_upgrade(pretend):
-    pretend(*answers(202))
-    terminal = Terminal("-d", OTHER, *UPGRADE)
-    terminal.wait("image verified, flashing")
-    terminal.type("\x03")
-    assert terminal.end() == REFUSED
-    terminal.wait(f"interrupted; the job goes on at device {OTHER}")
-
-
 # The board, options, the statuses shown, the tools called. The last one is in the background: the
 # agent discards commands for a moment after its end.
 TOOL = "updata_rootfs.sh /tmp/qv_firmware.img"

@@ -35,13 +35,6 @@ def what_is_left():
     return EVENT_SOCKET.exists(), *sorted(files)
 
 
-def start_and_connect(start_agent):
-    agent = start_agent()
-    agent.wait_line("^Successfully subscribed to topic$", 5)
-    agent.process.kill()
-    agent.exit_status(2)
-
-
 @pytest.mark.skipif(harness.sanitized() or harness.emulated(), reason="too slow, and nothing new")
 def test_killed_at_any_system_call_of_its_first_start(broker, wifi_manager, start_agent):
     """The next start has the files alone to go by: it is tried once for all that are alike."""
@@ -55,11 +48,13 @@ def test_killed_at_any_system_call_of_its_first_start(broker, wifi_manager, star
         left = what_is_left()
         if left not in tried:
             tried.add(left)
-            start_and_connect(start_agent)
+            agent = start_agent()
+            agent.wait_line("^Successfully subscribed to topic$", 5)
+            agent.process.kill()
+            agent.exit_status(2)
             assert SYSTEM.read_text() == WHOLE[-1], f"killed at {point}"
         if system == WHOLE[-1]:
             break
-    print(f"{point} kill points left {len(tried)} states")
     assert point > 200 and len(tried) > 4
 
 
