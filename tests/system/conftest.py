@@ -148,9 +148,11 @@ def own_tool(tmp_path, monkeypatch):
 
 @pytest.fixture
 def images(device_tools):
-    """A download server; no image has been downloaded, and the board is as the launcher set it."""
+    """A download server; no image has been downloaded, and the board is one that does not restart by
+    itself."""
     firmware.IMAGE.unlink(missing_ok=True)
     board = firmware.BOARD.read_text()
+    firmware.BOARD.write_text(firmware.ROOTFS_BOARDS[0])
     server = firmware.ImageServer()
     yield server
     server.close()

@@ -3,14 +3,13 @@ import pathlib
 import subprocess
 import sys
 
-from firmware import BOARD, ROOTFS_BOARDS, tools_called
+from firmware import tools_called
 
 CONTROLLER = pathlib.Path(__file__).resolve().parents[2] / "examples/controller.py"
 
 
 def test_controller(agent, wifi_manager, overheard, images, tmp_path):
     """`overheard` holds what it sends to the contract."""
-    BOARD.write_text(ROOTFS_BOARDS[0])
     image = tmp_path / "fw.img"
     image.write_bytes(images.image)
     words = ["127.0.0.1", "Garden", "Attic", image, str(images.port)]

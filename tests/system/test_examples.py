@@ -2,7 +2,6 @@
 import json
 
 import contract
-import firmware
 import harness
 
 IMAGE = b"a firmware image"  # the examples name its sum
@@ -39,7 +38,6 @@ def send_alone(controller, number, command):
 
 def test_commands_are_answered_as_the_contract_says(controller, wifi_manager, agent, images):
     images.image = IMAGE
-    firmware.BOARD.write_text(firmware.ROOTFS_BOARDS[0] + "\n")
     wifi_manager.restart("--still")
     controller.wait_report(harness.DISCOVERY, 8)
     # Those that end the session, or hold the device for longest, come behind the others.

@@ -4,7 +4,7 @@ import time
 
 import harness
 import pytest
-from firmware import BOARD, ROOTFS_BOARDS, SYSUPGRADE_BOARD, UPDATA_STATS
+from firmware import BOARD, SYSUPGRADE_BOARD, UPDATA_STATS
 from firmware import flash, statuses, tools_called, upgrade, wait_statuses
 from harness import DISCOVERY, SYSTEM_STATS, poll, set_tool
 
@@ -56,7 +56,6 @@ def test_session_lives(broker, controller, rebooted_agent):
     "command, wanted", [(1002, [202, 203]), (1032, [201, 202, 203]), (1033, [2])]
 )
 def test_fast_reboot_takes_no_status_along(controller, images, rebooted_agent, command, wanted):
-    BOARD.write_text(ROOTFS_BOARDS[0])
     mark = controller.reports.mark()
     flashing = flash(save_config=1, reboot=1) if command == 1033 else None
     controller.send(flashing or upgrade(command, images, reboot="1"))

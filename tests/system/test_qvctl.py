@@ -104,29 +104,25 @@ def test_two_devices(agent, pretend):
 
 
 def test_password(overheard):
-    terminal = Terminal("-d", OTHER, "password")
-    terminal.wait("New password for admin: ")
-    terminal.type("s3cret\n")
-    terminal.wait("Again: ")
-    terminal.type("s3cret\n")
-    assert terminal.end() == ANSWERED
-    assert "s3cret" not in terminal.seen
+    for typed, status in (
+        (["s3cret\n", "s3cret\n"], ANSWERED),
+        (["one\n", "two\n"], REFUSED),
+        (["half\x03"], REFUSED),
+    ):
+        terminal = Terminal("-d", OTHER, "password")
+        for prompt, text in zip(["New password for admin: ", "Again: "], typed):
+            terminal.wait(prompt)
+            terminal.type(text)
+        assert terminal.end() == status
+        assert typed[0].strip() not in terminal.seen
     assert qvctl("-d", OTHER, "password", stdin="from a pipe\n")[0] == ANSWERED
     for count, password in ((1, "s3cret"), (2, "from a pipe")):
         _, command = overheard.wait_report(1016, 3, count=count)
         assert command["data"] == {"general_data": password}
-
     terminal = Terminal("-d", OTHER, "password")
     terminal.wait("admin: ")
-    terminal.type("one\n")
-    terminal.wait("Again: ")
-    terminal.type("two\n")
+    terminal.process.terminate()
     assert terminal.end() == REFUSED
-    for interrupt in (lambda: terminal.type("half\x03"), lambda: terminal.process.terminate()):
-        terminal = Terminal("-d", OTHER, "password")
-        terminal.wait("admin: ")
-        interrupt()
-        assert terminal.end() == REFUSED
     assert len(overheard.times(1016)) == 2
 
 

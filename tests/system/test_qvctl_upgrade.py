@@ -183,7 +183,6 @@ def test_upgrade_of_an_agent(overheard, wifi_manager, agent, images):
 
 
 def test_served_image(overheard, wifi_manager, agent, images, tmp_path):
-    BOARD.write_text(ROOTFS_BOARDS[0])
     file = tmp_path / "new firmware.img"
     file.write_bytes(bytes(range(256)) * 20000)
     status, output, said = qvctl("-d", MAC, "upgrade", "--serve", str(file))

@@ -5,7 +5,7 @@ import signal
 import time
 
 import pytest
-from firmware import BOARD, IMAGE, ROOTFS_BOARDS, STALLED
+from firmware import IMAGE, STALLED
 from firmware import flash, statuses, tools_called, upgrade, wait_statuses
 from harness import poll, set_tool
 
@@ -69,7 +69,6 @@ def test_session_lost_meanwhile(
 @pytest.mark.parametrize("commands", [[1002], [1032], [1002, 1032]])
 def test_download(broker, controller, images, agent, commands, name):
     """Alone, and with an upgrade that waits for the first one's end."""
-    BOARD.write_text(ROOTFS_BOARDS[0])
     if name == "unanswered":
         images.hold()
     mark, log = controller.reports.mark(), agent.log.mark()

@@ -14,11 +14,6 @@ from harness import poll, set_tool
 REFUSED = "^QV_ERR: firmware upgrade refused: another one runs"
 
 
-@pytest.fixture
-def rootfs_board():
-    BOARD.write_text(ROOTFS_BOARDS[0])
-
-
 def wait_served(controller):
     """Until commands are answered; the last status may be ahead of that. The question is one that
     the agent does not ask by itself."""
@@ -78,7 +73,7 @@ def test_servers_that_are_none(controller, images, agent):
     assert len(images.requests) == 1
 
 
-def test_commands_during_background_upgrades(controller, wifi_manager, images, agent, rootfs_board):
+def test_commands_during_background_upgrades(controller, wifi_manager, images, agent):
     """An upgrade that waits for another; its end leaves the next undisturbed."""
     images.hold()
     mark, log = controller.reports.mark(), agent.log.mark()
@@ -104,7 +99,7 @@ def test_commands_during_background_upgrades(controller, wifi_manager, images, a
     assert len(images.requests) == 2
 
 
-def test_nobody_waits_for_a_slow_reboot(controller, images, agent, rootfs_board):
+def test_nobody_waits_for_a_slow_reboot(controller, images, agent):
     set_tool("reboot", delay=2)
     mark = controller.reports.mark()
     controller.send(upgrade(1032, images, reboot="1"))
@@ -121,7 +116,7 @@ def test_nobody_waits_for_a_slow_reboot(controller, images, agent, rootfs_board)
 
 @pytest.mark.parametrize("command", [1002, 1032, 1033])
 def test_flashing_outlives_signals_to_the_agent(
-    controller, images, rootfs_board, own_tool, broker, start_agent, command
+    controller, images, own_tool, broker, start_agent, command
 ):
     progress = harness.AP_DIR / "tools/progress"
     own_tool("updata_rootfs.sh", f"echo begun >{progress}; sleep 1; echo done >>{progress}")
