@@ -78,11 +78,11 @@ class Timeline:
 def poll(test, timeout, what):
     """Returns the first true value of test()."""
     deadline = time.monotonic() + timeout
-    while time.monotonic() < deadline:
-        if value := test():
-            return value
+    while not (value := test()):
+        if time.monotonic() > deadline:
+            raise Deadline(f"{what} not seen within {timeout} s")
         time.sleep(0.01)
-    raise Deadline(f"{what} not seen within {timeout} s")
+    return value
 
 
 def keep_lines(pipe, timeline):

@@ -217,7 +217,7 @@ def test_keys():
     assert qvctl("set", "settings", "--help")[1].endswith(f"\n\nKeys:\n{listed}\n")
     rows = json.loads(qvctl("--json", "get", "keys", "ap")[1])
     (country,) = [row["meaning"] for row in rows if "country" in row["key"]]
-    assert (len(rows), country) == (13, "Country code as a number.")
+    assert country == "Country code as a number."
     for words in ((), ("set", "ap"), ("get",), ("upgrade",)):
         assert max(map(len, qvctl(*words, "--help")[1].splitlines())) <= 80
     for what, table in {"settings": "systemSettings", "lan": "lan", "maclist": "macLists"}.items():

@@ -32,6 +32,7 @@ def system_stats(controller, agent, timeout, sound=True):
         ("short", "KX7310", 2),
         ("close", "", 2),
         ("long", "", 2),
+        ("wrong-id", "", 2),
     ],
 )
 def test_faulty_wifi_manager(controller, wifi_manager, agent, fault, hw_name, within):
