@@ -44,10 +44,10 @@ def test_in_the_moment_of_leaving(broker, controller, link, linked_agent):
     linked_agent.process.send_signal(signal.SIGSTOP)
     for number in range(1, COMMANDS + 1):
         controller.send({"type": 1000, "timestamp": number})
+    link.shut()
     time.sleep(due - time.monotonic())
     linked_agent.process.send_signal(signal.SIGCONT)
     linked_agent.wait_line("^sm->state:1$", 1)
-    link.shut()
     time.sleep(AWAY_S)
     mark = controller.reports.mark()
     link.open()
