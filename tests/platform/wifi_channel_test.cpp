@@ -3,6 +3,7 @@
 #include "scratch_root.h"
 
 #include <cstring>
+#include <semaphore>
 #include <string>
 #include <string_view>
 #include <sys/socket.h>
@@ -24,26 +25,31 @@ TEST_F(WifiChannel, AConnectionIsKeptAsLongAsItIsGood) {
     const ScopedFd listener(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
     ASSERT_EQ(bind(listener.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
     ASSERT_EQ(listen(listener.get(), 1), 0);
+    std::counting_semaphore<> settled(0); // nothing more happens before the next request
     std::thread manager([&] {
         ScopedFd connections[3];
         const std::vector<int> answers[] = {{1, 1, 1}, {1, 2}, {1}};
         for (size_t i = 0; i < std::size(connections); ++i) {
             connections[i].reset(accept(listener.get(), nullptr, nullptr));
-            for (const int times : answers[i]) {
+            for (size_t k = 0; k < answers[i].size(); ++k) {
                 char request = 0;
                 EXPECT_EQ(recv(connections[i].get(), &request, 1, 0), 1);
-                for (int sent = 0; sent < times; ++sent) {
+                for (int sent = 0; sent < answers[i][k]; ++sent) {
                     EXPECT_EQ(send(connections[i].get(), &request, 1, MSG_NOSIGNAL), 1);
                 }
+                if (k + 1 == answers[i].size()) {
+                    connections[0].reset();
+                }
+                settled.release();
             }
-            connections[0].reset();
         }
     });
-    std::thread([] {
+    std::thread([&] {
         for (const char request : std::string_view("123456")) {
             char reply = '.';
             EXPECT_EQ(qv_ctrl_send_wifi_mgr_msg(&request, 1, &reply, 1), 0);
             EXPECT_EQ(reply, request);
+            settled.acquire();
         }
     }).join();
     manager.join();

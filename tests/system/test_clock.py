@@ -36,8 +36,9 @@ def test_announcements_and_reports(controller, clock, stepped_agent):
     assert -HOUR_S * 1000 < passed_ms < (20 - HOUR_S) * 1000  # the agent really saw it
     clock.step(2 * HOUR_S)
     wait_next(controller, DISCOVERY, LATE_S)
+    mark = controller.reports.mark()
     controller.send(1034)
-    wait_next(controller, SYSTEM_STATS, 2)
+    controller.wait_report(SYSTEM_STATS, 2, mark)
     wait_next(controller, SYSTEM_STATS, 5 + LATE_S)
     clock.step(-HOUR_S)
     wait_next(controller, SYSTEM_STATS, 10 + LATE_S)
