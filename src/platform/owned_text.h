@@ -20,12 +20,4 @@ inline OwnedText qv_allocate_text(size_t size) {
     return OwnedText(static_cast<char*>(malloc(size)));
 }
 
-/// Gives back the room behind the first `size` characters, as far as the heap takes it.
-inline void qv_shrink_text(OwnedText& text, size_t size) {
-    if (void* const shrunk = realloc(text.get(), size); shrunk != nullptr) {
-        static_cast<void>(text.release()); // realloc(3) has it
-        text.reset(static_cast<char*>(shrunk));
-    }
-}
-
 #endif

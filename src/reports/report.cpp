@@ -81,14 +81,11 @@ int32_t build(AgentContext& context, const ReportKind* row, int32_t argument, Re
     const Sender sender = {qv_get_timestamp_ms(), qv_agent_identity(context)};
     WifiMgrReply reply;
     const std::span<const std::byte> record = record_of(context, *row, argument, reply);
-    OwnedText text = qv_allocate_text(room_of(*row, record) + JSON_TEXT_SLACK);
+    char* const text = buffer.room(room_of(*row, record) + JSON_TEXT_SLACK);
     if (text != nullptr) {
-        char* const end =
-            qv_put(put_body(put_envelope(text.get(), *row, sender), *row, record), END);
+        char* const end = qv_put(put_body(put_envelope(text, *row, sender), *row, record), END);
         *end = '\0';
-        length = static_cast<uint32_t>(end - text.get());
-        qv_shrink_text(text, length + size_t{1}); // the packet of a long report goes behind it
-        buffer.take(std::move(text));
+        length = static_cast<uint32_t>(end - text);
     }
     return 0;
 }

@@ -11,21 +11,31 @@
 
 struct AgentContext;
 
-/// The text of one report, as long as that is.
+/// The text of one report. Its room stays for the next one: pages made for every large report
+/// would take as long as writing it.
 class ReportBuffer {
 public:
-    /// Takes a NUL-terminated text instead of its own.
-    void take(OwnedText text) {
-        text_ = std::move(text);
+    /// At least `size` bytes in place of the text, or none when memory is out: then it stays.
+    char* room(size_t size) {
+        if (size > size_) {
+            OwnedText larger = qv_allocate_text(size);
+            if (larger == nullptr) {
+                return nullptr;
+            }
+            text_ = std::move(larger);
+            size_ = size;
+        }
+        return text_.get();
     }
 
-    /// NUL-terminated; empty before the first take.
+    /// NUL-terminated, by whoever has written it; empty before that.
     const char* text() const {
         return text_ == nullptr ? "" : text_.get();
     }
 
 private:
     OwnedText text_;
+    size_t size_ = 0;
 };
 
 /// Builds the report of a kind from the context's catalogue: the text goes into `buffer`, its

@@ -6,7 +6,7 @@
 
 void qv_send_report(AgentContext& context, ReportType type, const char* error_line,
                     int32_t argument) {
-    ReportBuffer buffer;
+    static thread_local ReportBuffer buffer;
     uint32_t length = 0;
     if (qv_json_build_msg_of_type(context, type, buffer, length, argument) < 0) {
         qv_log("%s\n", error_line);
