@@ -20,7 +20,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock; // CLOCK_MONOTONIC: a set clock changes no time limit
 
-// For connect, send and receive together.
+// For connect and receive together.
 constexpr std::chrono::seconds EXCHANGE_LIMIT{5};
 
 // Bounds the socket's next blocking call by the deadline. False when it has passed.
@@ -68,12 +68,10 @@ bool is_quiet(const ScopedFd& connection) {
     return recv(connection.get(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) < 0 && errno == EAGAIN;
 }
 
-bool send_request(const ScopedFd& connection, Clock::time_point deadline,
-                  std::string_view request) {
-    const ssize_t sent = call_until(connection.get(), SO_SNDTIMEO, deadline, [&] {
-        return send(connection.get(), request.data(), request.size(), MSG_NOSIGNAL);
-    });
-    return sent == static_cast<ssize_t>(request.size());
+/// There is room for it: nothing is sent before the last request was answered.
+bool send_request(const ScopedFd& connection, std::string_view request) {
+    return send(connection.get(), request.data(), request.size(), MSG_NOSIGNAL | MSG_DONTWAIT) ==
+           static_cast<ssize_t>(request.size());
 }
 
 // Empty when the manager does not take the connection in time.
@@ -93,11 +91,11 @@ ScopedFd connect_to_manager(Clock::time_point deadline) {
 // Over the connection of the last exchange, or a new one where that has ended: a manager that was
 // started anew since then is asked like any other.
 bool ask(ScopedFd& connection, Clock::time_point deadline, std::string_view request) {
-    if (is_quiet(connection) && send_request(connection, deadline, request)) {
+    if (is_quiet(connection) && send_request(connection, request)) {
         return true;
     }
     connection = connect_to_manager(deadline);
-    return connection.valid() && send_request(connection, deadline, request);
+    return connection.valid() && send_request(connection, request);
 }
 
 // The reply goes into the caller's buffer only once its length is known to fit.
