@@ -2,23 +2,38 @@
 #ifndef QV_SIMULATOR_WATCHED_FILE_H
 #define QV_SIMULATOR_WATCHED_FILE_H
 
+#include "platform/scoped_fd.h"
+
+#include <array>
+#include <filesystem>
 #include <string>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <tuple>
+#include <unistd.h>
 #include <utility>
 
 class WatchedFile {
 public:
-    explicit WatchedFile(std::string path = {}) : path_(std::move(path)) {}
+    explicit WatchedFile(std::string path = {}) : path_(std::move(path)) {
+        const auto folder = std::filesystem::path(path_).parent_path();
+        constexpr uint32_t CHANGES = IN_CREATE | IN_CLOSE_WRITE | IN_MOVE | IN_DELETE;
+        if (inotify_add_watch(events_.get(), folder.c_str(), CHANGES) < 0) {
+            events_.reset(); // a system has few of them, and a fleet many files
+        }
+    }
 
     [[nodiscard]] const std::string& path() const {
         return path_;
     }
 
     /// Whether it was made, written, replaced or removed since the last call, as far as its times
-    /// tell; one that was never there has not. Costs one system call, where reading costs more than
-    /// a reply.
+    /// tell; one that was never there has not. Costs one small system call, where reading costs
+    /// more than a reply.
     bool has_changed() {
+        if (events_.valid() && !may_have_changed()) {
+            return false;
+        }
         struct stat file {};
         if (stat(path_.c_str(), &file) != 0) {
             file = {};
@@ -30,7 +45,19 @@ public:
 private:
     using State = std::tuple<ino_t, off_t, time_t, long>;
 
+    /// Whether anything has happened to a file of its folder.
+    bool may_have_changed() {
+        bool found = std::exchange(fresh_, false);
+        std::array<char, 4096> ignored;
+        while (read(events_.get(), ignored.data(), ignored.size()) > 0) {
+            found = true;
+        }
+        return found;
+    }
+
     std::string path_;
+    ScopedFd events_{inotify_init1(IN_NONBLOCK | IN_CLOEXEC)}; ///< of its folder
+    bool fresh_ = true;                                        ///< not looked at yet
     State seen_{};
 };
 
