@@ -1,10 +1,11 @@
 # 32-bit ARM with glibc: the distribution's cross-compiler, the libraries that
-# scripts/sysroot-armhf unpacked, and qemu's user emulation to run what is built.
+# scripts/sysroot-armhf unpacked to QV_SYSROOT, and qemu's user emulation to run what is built.
+list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES QV_SYSROOT)
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR arm)
 set(triplet arm-linux-gnueabihf)
 
-get_filename_component(CMAKE_SYSROOT ${CMAKE_CURRENT_LIST_DIR}/../build-armhf/sysroot ABSOLUTE)
+set(CMAKE_SYSROOT ${QV_SYSROOT})
 set(CMAKE_C_COMPILER ${triplet}-gcc)
 set(CMAKE_CXX_COMPILER ${triplet}-g++)
 set(CMAKE_LIBRARY_ARCHITECTURE ${triplet})
