@@ -33,6 +33,9 @@ void show(const Report& report, const Options& options, const Arguments& argumen
                                reading.distinct, style));
     } else {
         print_lines(body_lines(report, arguments.all, style));
+        if (!arguments.all) {
+            note_left_out(report, style);
+        }
     }
 }
 

@@ -71,9 +71,8 @@ size_t narrow(std::vector<std::vector<std::string>>& rows, size_t columns) {
     return rows[0].size();
 }
 
-/// Names the members that a table does not show, at most as many as find room on a line.
-void add_left_out(std::vector<std::string>& lines, std::span<const char* const> all,
-                  std::span<const char* const> shown, const Style& style) {
+/// Names the members that a table does not show; empty when it shows them all.
+std::string left_out(std::span<const char* const> all, std::span<const char* const> shown) {
     std::string names;
     size_t count = 0;
     for (const char* const key : all) {
@@ -82,12 +81,15 @@ void add_left_out(std::vector<std::string>& lines, std::span<const char* const> 
             ++count;
         }
     }
-    if (count == 0) {
-        return;
-    }
-    const std::string text = "left out, see get --all: " + std::to_string(count) +
-                             (count == 1 ? " member: " : " members: ") + names;
-    lines.push_back(style.paint(Paint::faint, shortened(text, style.columns, style)));
+    return count == 0 ? ""
+                      : "left out, see get --all: " + std::to_string(count) +
+                            (count == 1 ? " member: " : " members: ") + names;
+}
+
+/// The members that a table of such reports has; none for all that they have.
+std::span<const char* const> columns_for(const Report& report) {
+    const ReportKind* const kind = find_report_kind(report.type);
+    return kind == nullptr ? std::span<const char* const>() : kind->columns;
 }
 
 } // namespace
@@ -138,8 +140,9 @@ std::vector<std::string> list_lines(json_object* list, std::span<const char* con
     keys.resize(narrow(rows, style.columns));
     std::vector<std::string> lines = align(rows);
     lines[0] = style.paint(Paint::faint, lines[0]);
-    if (style.columns > 0) {
-        add_left_out(lines, all, keys, style);
+    const std::string rest = left_out(all, keys);
+    if (style.columns > 0 && !rest.empty()) {
+        lines.push_back(style.paint(Paint::faint, shortened(rest, style.columns, style)));
     }
     return lines;
 }
@@ -147,12 +150,9 @@ std::vector<std::string> list_lines(json_object* list, std::span<const char* con
 std::vector<std::string> body_lines(const Report& report, bool all, const Style& style) {
     json_object* const body = report.body();
     if (is_list_of_objects(body)) {
-        const ReportKind* const kind = find_report_kind(report.type);
         return all && json_object_array_length(body) > 0
                    ? entry_lines(body, style)
-                   : list_lines(body,
-                                kind == nullptr ? std::span<const char* const>() : kind->columns,
-                                style);
+                   : list_lines(body, columns_for(report), style);
     }
     if (json_object_is_type(body, json_type_object) != 0) {
         return object_lines(body, style);
@@ -161,6 +161,19 @@ std::vector<std::string> body_lines(const Report& report, bool all, const Style&
         return {cell_of(body) + ": " + upgrade_status_text(json_object_get_int(body))};
     }
     return {body == nullptr ? printable(report.text) : cell_of(body)};
+}
+
+void note_left_out(const Report& report, const Style& style) {
+    const std::span<const char* const> columns = columns_for(report);
+    json_object* const body = report.body();
+    if (style.columns > 0 || columns.empty() || !is_list_of_objects(body) ||
+        json_object_array_length(body) == 0) {
+        return;
+    }
+    const std::string text = left_out(keys_of(json_object_array_get_idx(body, 0)), columns);
+    if (!text.empty()) {
+        fprintf(stderr, "note: %s\n", text.c_str());
+    }
 }
 
 JsonPtr distinct_entries(json_object* list, std::span<const char* const> columns) {

@@ -126,7 +126,9 @@ void show(const Report& report, const Options& options) {
     if (options.json) {
         puts(json_line(shown).c_str());
     } else {
-        print_lines(body_lines(shown, false, Style::of_output(options)));
+        const Style style = Style::of_output(options);
+        print_lines(body_lines(shown, false, style));
+        note_left_out(shown, style);
     }
 }
 

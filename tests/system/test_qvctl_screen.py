@@ -92,6 +92,13 @@ def test_tables_fit(agent, overheard):
         assert terminal.end() == ANSWERED
         terminal.wait(said)
         assert max(map(len, terminal.seen.splitlines())) <= 80
+    for words, note in (
+        ("aps", "note: left out, see get --all: 6 members: "),
+        ("aps --all", ""),
+        ("stations", ""),
+    ):
+        said = qvctl("-d", MAC, "get", *words.split())[2]
+        assert (said.count("\n"), said.startswith(note)) == (int(note != ""), True), said
     terminal = Terminal("-d", MAC, "--no-color", "watch", "-n", "1")
     assert terminal.end(15) == ANSWERED
     terminal.wait(rf"{MAC}  1003 system statistics  \r\n    hw_name=KX7310 fwinfo=\S+ .*\.\.\.\r\n")
