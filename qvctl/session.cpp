@@ -257,6 +257,9 @@ void Session::check(int result) {
         fail(complaint_);
     }
     const bool is_ended = result == MOSQ_ERR_CONN_LOST || errno == EPROTO;
+    if (!subscribed_ && answer_ == 0 && is_ended) { // brokers that end the session in place of 0x80
+        fail(std::string("ends the session, as when it does not let ") + REPORT_TOPIC + " be read");
+    }
     if (!subscribed_ && !options_.cafile.empty() && is_ended) {
         fail("ends the session, as when it wants another certificate");
     }

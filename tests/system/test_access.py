@@ -158,19 +158,24 @@ def test_logins(tmp_path):
     assert not faults
 
 
-def test_subscription_refused():
-    """As mosquitto's list of rights never does, but other brokers do."""
+@pytest.mark.parametrize("tells", [True, False])
+def test_subscription_refused(tells):
+    """As mosquitto's list of rights never does, but other brokers do, some by ending the session."""
 
     def refuse(connection):
         connection.recv(512)
         connection.sendall(bytes([0x20, 3, 0, 0, 0]))  # CONNACK of MQTT 5
         message = connection.recv(512)[2:4]
-        connection.sendall(bytes([0x90, 4, *message, 0, NOT_AUTHORIZED]))
+        if tells:
+            connection.sendall(bytes([0x90, 4, *message, 0, NOT_AUTHORIZED]))
+        else:
+            connection.close()
 
     broker = StandInBroker(refuse)
+    said = "" if tells else "ends the session, as when it "
     assert qvctl("devices") == (
         REFUSED,
-        f"qvctl: broker localhost:1883: does not let {REPORT_TOPIC} be read\n",
+        f"qvctl: broker localhost:1883: {said}does not let {REPORT_TOPIC} be read\n",
     )
     broker.close()
 
