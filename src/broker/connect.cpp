@@ -21,11 +21,19 @@ using Clock = MqttSession::Clock;
 
 constexpr std::chrono::seconds RETRY_PAUSE{2};
 
+bool handshake_begun(MqttSession& session) {
+    const std::lock_guard guard(session.client_lock);
+    return qv_tls_handshake_begun(session.client);
+}
+
 /// Waits for the TCP connection. Returns a library result as mosquitto_connect would.
 int await_connection(AgentContext& context, int descriptor, Clock::time_point deadline) {
     if (!qv_link_await(context, descriptor, POLLOUT, deadline)) {
         errno = ETIMEDOUT;
         return MOSQ_ERR_ERRNO;
+    }
+    if (handshake_begun(*context.session)) {
+        return MOSQ_ERR_SUCCESS; // if it has ended since, the handshake tells why
     }
     int error = 0;
     socklen_t size = sizeof error;
@@ -51,7 +59,11 @@ int await_handshake(AgentContext& context, int descriptor, Clock::time_point dea
     int result = MOSQ_ERR_SUCCESS;
     for (short awaited = handshake_awaits(session); awaited != 0 && result == MOSQ_ERR_SUCCESS;
          awaited = handshake_awaits(session)) {
-        if (Clock::now() >= deadline || !qv_link_await(context, descriptor, awaited, deadline)) {
+        if (awaited == POLLERR) {
+            return MOSQ_ERR_TLS;
+        }
+        if (qv_link_gives_up(session) || Clock::now() >= deadline ||
+            !qv_link_await(context, descriptor, awaited, deadline)) {
             if (!qv_link_gives_up(session)) {
                 qv_log("QV_ERR: TLS handshake failed: no answer in time\n");
             }

@@ -38,8 +38,22 @@ void set_server_name(SSL* ssl) {
 
 const char* failure(const SSL* ssl) {
     const long verified = SSL_get_verify_result(ssl);
-    return verified == X509_V_OK ? reason_of(ERR_peek_last_error())
-                                 : X509_verify_cert_error_string(verified);
+    if (verified != X509_V_OK) {
+        return X509_verify_cert_error_string(verified);
+    }
+    const unsigned long error = ERR_peek_last_error();
+    return error != 0 ? reason_of(error) : "connection lost";
+}
+
+/// After a step of it. Without an error of TLS the connection has failed under it.
+bool can_go_on(const SSL* ssl) {
+    const int state = SSL_get_error(ssl, -1);
+    return state == SSL_ERROR_WANT_READ || state == SSL_ERROR_WANT_WRITE;
+}
+
+/// Something of it went out, so there was a connection.
+bool has_begun(const SSL* ssl) {
+    return BIO_number_written(SSL_get_wbio(ssl)) > 0;
 }
 
 /// As the error that follows an alert names it; SSL_alert_desc_string_long does not know them all.
@@ -47,12 +61,14 @@ const char* alert_name(int value) {
     return reason_of(ERR_PACK(ERR_LIB_SSL, 0, SSL_AD_REASON_OFFSET + (value & 0xff)));
 }
 
-/// SSL_CTX_set_info_callback(3). An error is there at the end of a step alone that cannot go on.
+/// SSL_CTX_set_info_callback(3). The end of a step that cannot go on is the handshake's; before its
+/// first, a connection was refused, which the connect call tells.
 void on_progress(const SSL* ssl, int where, int value) {
     const bool shaking_hands = SSL_is_init_finished(ssl) == 0;
     if ((where & SSL_CB_HANDSHAKE_START) != 0) {
         set_server_name(const_cast<SSL*>(ssl)); // const for observers' sake; the object is not
-    } else if (where == SSL_CB_CONNECT_EXIT && shaking_hands && ERR_peek_error() != 0) {
+    } else if (where == SSL_CB_CONNECT_EXIT && shaking_hands && has_begun(ssl) &&
+               !can_go_on(ssl)) {
         qv_log("QV_ERR: TLS handshake failed: %s\n", failure(ssl));
     } else if (where == SSL_CB_READ_ALERT && !shaking_hands && value >> 8 == SSL3_AL_FATAL) {
         qv_log("QV_ERR: TLS session ended by the broker: %s\n", alert_name(value));
@@ -178,10 +194,18 @@ int qv_tls_use(mosquitto* client, const Credentials& files, const char* host) {
     return given;
 }
 
+bool qv_tls_handshake_begun(mosquitto* client) {
+    const auto* ssl = static_cast<const SSL*>(mosquitto_ssl_get(client));
+    return ssl != nullptr && has_begun(ssl);
+}
+
 short qv_tls_handshake_awaits(mosquitto* client) {
     const auto* ssl = static_cast<const SSL*>(mosquitto_ssl_get(client));
     if (ssl == nullptr || SSL_is_init_finished(ssl) != 0) {
         return 0;
+    }
+    if (!can_go_on(ssl)) {
+        return POLLERR;
     }
     return SSL_want_write(ssl) ? POLLOUT : POLLIN;
 }

@@ -11,8 +11,12 @@ struct Credentials;
 /// a name or an address. Reads the files. Returns a library result, and what is wrong in one line.
 int qv_tls_use(mosquitto* client, const Credentials& files, const char* host);
 
+/// Whether something of a handshake went out on the client's connection, which was made then.
+bool qv_tls_handshake_begun(mosquitto* client);
+
 /// The event of poll(2) that the handshake on the client's connection waits for, 0 when it is done
-/// or when there is none. mosquitto_loop_read takes the next step of it, whatever the event.
+/// or when there is none, POLLERR when the connection has failed under it, which one line has told;
+/// the library would try for ever. mosquitto_loop_read takes the next step, whatever the event.
 short qv_tls_handshake_awaits(mosquitto* client);
 
 #endif

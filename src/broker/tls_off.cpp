@@ -8,6 +8,10 @@ int qv_tls_use(mosquitto* /*client*/, const Credentials& files, const char* /*ho
     return MOSQ_ERR_NOT_SUPPORTED;
 }
 
+bool qv_tls_handshake_begun(mosquitto* /*client*/) {
+    return false;
+}
+
 short qv_tls_handshake_awaits(mosquitto* /*client*/) {
     return 0;
 }

@@ -5,7 +5,8 @@ import subprocess
 
 import pytest
 import secured
-from harness import AP_DIR, REPORT_TOPIC, Broker, MqttClient, StandInBroker, edit_store, poll
+from harness import AP_DIR, REPORT_TOPIC, Broker, MqttClient, PacketSession, StandInBroker
+from harness import edit_store, poll
 from qvctl import ANSWERED, ENVIRONMENT, MAC, NO_ANSWER, OTHER, QVCTL, REFUSED
 from secured import PROJECT, certify
 
@@ -177,6 +178,23 @@ def test_subscription_refused(tells):
         REFUSED,
         f"qvctl: broker localhost:1883: {said}does not let {REPORT_TOPIC} be read\n",
     )
+    broker.close()
+
+
+def test_subscription_refused_to_a_device(start_agent):
+    """That the request went out is said before, and no more than that."""
+
+    def refuse(connection):
+        session = PacketSession(connection)
+        session.accept()
+        while len(session.packets) < 2:
+            session.read_some()
+        session.send(session.SUBACK, session.packets[1][1][:2] + b"\x80")
+
+    broker = StandInBroker(refuse)
+    agent = start_agent()
+    agent.wait_line("^QV_ERR: the broker refuses the subscription, no command will come$", 5)
+    assert len(agent.lines("^QV_ERR: |^Successfully subscribed")) == 2
     broker.close()
 
 

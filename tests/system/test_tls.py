@@ -1,8 +1,10 @@
 """The broker link secured by files in /etc/qvagent: who gets in, who does not and why, and that a
 device which has such files never says a word in plain text."""
+import contextlib
 import os
 import shutil
 import socket
+import ssl
 import subprocess
 import time
 
@@ -44,7 +46,7 @@ def made(tmp_path_factory):
     for folder, dates in (("lapsed", {"end": 2024}), ("later", {"begin": 2047})):
         shutil.copytree(top / "good", top / folder)
         certify(top / folder, "127.0.0.1", **dates)
-    certify(top / "strange", NAME)
+    certify(top / "strange", NAME, "localhost")
     subprocess.run(["mosquitto_passwd", "-b", "-c", top / "users", "known", "secret"], check=True)
     return top
 
@@ -218,11 +220,27 @@ def test_files_are_read_for_each_session(broker, controller, start_agent, instal
     poll(lambda: sessions(broker, "first") == 2, 8, "session of first")
 
 
-def speak_plain(connection):
+def speak_plain(connection, *_):
     connection.sendall(bytes.fromhex("20 02 00 00 90 03 00 01 00"))  # CONNACK, SUBACK
 
 
-def dawdle(connection):
+def reset(connection, *_):
+    harness.PacketSession(connection).reset()
+
+
+def reset_after_answer(connection, hello, folder):
+    """The device's next message of the handshake finds no connection."""
+    context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+    context.load_cert_chain(folder / "server.pem", folder / "server.key")
+    heard, answer = ssl.MemoryBIO(), ssl.MemoryBIO()
+    heard.write(hello)
+    with contextlib.suppress(ssl.SSLWantReadError):
+        context.wrap_bio(heard, answer, server_side=True).do_handshake()
+    connection.sendall(answer.read())
+    reset(connection)
+
+
+def dawdle(connection, *_):
     """A message of the handshake that has no end."""
     connection.sendall(bytes.fromhex("16 03 03 40 00 02 00 3f fc"))
     while True:
@@ -234,19 +252,21 @@ def dawdle(connection):
     "meet, line, seconds",
     [
         (speak_plain, FAILED + "wrong version number$", 0),
-        (socket.socket.close, FAILED, 0),
+        (lambda connection, *_: connection.close(), FAILED, 0),
+        (reset, FAILED + "connection lost$", 0),
+        (reset_after_answer, FAILED + "connection lost$", 0),
         (dawdle, FAILED + "no answer in time$", 10),
     ],
 )
-def test_no_word_to_others(start_agent, install, meet, line, seconds):
+def test_no_word_to_others(made, start_agent, install, meet, line, seconds):
     """Nor is a handshake awaited for longer than an attempt may last, or the agent's end may."""
     heard = []
 
     def listen(connection):
         heard.append(connection.recv(4096))
-        meet(connection)
+        meet(connection, heard[-1], made / "strange")
 
-    install("ca.pem", "login")
+    install("ca.pem", "login", authority="strange")
     lead(1883, "localhost")
     listener = harness.StandInBroker(listen)
     try:
