@@ -21,7 +21,8 @@ std::vector<std::string> list_lines(json_object* list, std::span<const char* con
 /// `all` shows every member of a list's entries, one line each.
 std::vector<std::string> body_lines(const Report& report, bool all, const Style& style);
 
-/// Says on standard error what body_lines left out of a table, where no terminal shows its last line.
+/// Says on standard error what body_lines left out of a table, where no terminal shows its last
+/// line.
 void note_left_out(const Report& report, const Style& style);
 
 /// Whether there is nothing but zeros, empty texts and empty lists in it, as in the reports of a

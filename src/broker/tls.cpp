@@ -67,8 +67,7 @@ void on_progress(const SSL* ssl, int where, int value) {
     const bool shaking_hands = SSL_is_init_finished(ssl) == 0;
     if ((where & SSL_CB_HANDSHAKE_START) != 0) {
         set_server_name(const_cast<SSL*>(ssl)); // const for observers' sake; the object is not
-    } else if (where == SSL_CB_CONNECT_EXIT && shaking_hands && has_begun(ssl) &&
-               !can_go_on(ssl)) {
+    } else if (where == SSL_CB_CONNECT_EXIT && shaking_hands && has_begun(ssl) && !can_go_on(ssl)) {
         qv_log("QV_ERR: TLS handshake failed: %s\n", failure(ssl));
     } else if (where == SSL_CB_READ_ALERT && !shaking_hands && value >> 8 == SSL3_AL_FATAL) {
         qv_log("QV_ERR: TLS session ended by the broker: %s\n", alert_name(value));
@@ -77,20 +76,28 @@ void on_progress(const SSL* ssl, int where, int value) {
 
 // --- Validity where the clock was never set, as it comes through this very link ---
 
+const ASN1_TIME* later_of(const ASN1_TIME* known, const X509* certificate) {
+    const ASN1_TIME* const start = X509_get0_notBefore(certificate);
+    return known == nullptr || ASN1_TIME_compare(start, known) > 0 ? start : known;
+}
+
 /// When the youngest of our own certificates became valid: it is not earlier than that. None when
 /// there are none.
-const ASN1_TIME* youngest_start(const SSL_CTX* context) {
-    const X509* const own = SSL_CTX_get0_certificate(context);
-    const ASN1_TIME* youngest = own != nullptr ? X509_get0_notBefore(own) : nullptr;
+const ASN1_TIME* youngest_start(SSL_CTX* context) {
+    const ASN1_TIME* youngest = nullptr;
+    if (const X509* const own = SSL_CTX_get0_certificate(context); own != nullptr) {
+        youngest = later_of(youngest, own);
+    }
+    STACK_OF(X509)* issuers = nullptr; // what follows the device's own in its file
+    SSL_CTX_get0_chain_certs(context, &issuers);
+    for (int i = 0; i < sk_X509_num(issuers); ++i) {
+        youngest = later_of(youngest, sk_X509_value(issuers, i));
+    }
     const auto* known = X509_STORE_get0_objects(SSL_CTX_get_cert_store(context));
     for (int i = 0; i < sk_X509_OBJECT_num(known); ++i) {
         const X509* const authority = X509_OBJECT_get0_X509(sk_X509_OBJECT_value(known, i));
-        if (authority == nullptr) {
-            continue; // a revocation list
-        }
-        const ASN1_TIME* const start = X509_get0_notBefore(authority);
-        if (youngest == nullptr || ASN1_TIME_compare(start, youngest) > 0) {
-            youngest = start;
+        if (authority != nullptr) { // a revocation list else
+            youngest = later_of(youngest, authority);
         }
     }
     return youngest;

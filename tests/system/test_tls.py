@@ -43,6 +43,9 @@ def made(tmp_path_factory):
     certify(top / "good", NAME, "127.0.0.1")
     certify(top / "good", "--device", "first", "second")
     certify(top / "good", "--device", "young", begin=2025)
+    certify(top / "good", "--device", "issued")
+    with open(top / "good/issued.pem", "a", encoding="ascii") as chain:
+        chain.write((top / "good/young.pem").read_text())
     for folder, dates in (("lapsed", {"end": 2024}), ("later", {"begin": 2047})):
         shutil.copytree(top / "good", top / folder)
         certify(top / folder, "127.0.0.1", **dates)
@@ -165,7 +168,7 @@ def test_built_without_tls(broker, start_agent, install):
 
 
 # Judged at the later of the clock and the youngest of the device's own certificates, which are of
-# 2020 and, with that of "young", of 2025.
+# 2020 and, with that of "young", of 2025; so is what follows that of "issued".
 @pytest.mark.parametrize(
     "authority, device, year, host, port, line",
     [
@@ -174,6 +177,7 @@ def test_built_without_tls(broker, start_agent, install):
         ("strange", "", None, "::1", OPEN, FAILED + "IP address mismatch$"),
         ("good", "", None, "127.0.0.1", LAPSED, FAILED + "certificate has expired$"),
         ("good", "young", 1970, "127.0.0.1", LAPSED, FAILED + "certificate has expired$"),
+        ("good", "issued", 1970, "127.0.0.1", LAPSED, FAILED + "certificate has expired$"),
         ("good", "", 1970, "127.0.0.1", LATER, FAILED + "certificate is not yet valid$"),
         ("good", "", None, "127.0.0.1", STRICT, "^QV_ERR: TLS session .* certificate required$"),
     ],
