@@ -1,5 +1,6 @@
 """Who gets to a broker that follows examples/broker, and what each may do there."""
 import os
+import shutil
 import signal
 import subprocess
 
@@ -32,7 +33,11 @@ class SecureBroker(Broker):
 def authority():
     certify(AUTHORITY)
     certify(AUTHORITY, "--device", DEVICE, OTHER_DEVICE)
-    certify(AUTHORITY, "--controller", "noc", "late")
+    for _ in range(2):  # the second time renewed
+        certify(AUTHORITY, "--controller", "noc", "late")
+        for old in AUTHORITY.glob("late.*"):
+            if not (kept := old.with_stem("early")).exists():
+                shutil.copy(old, kept)
     rights = (AUTHORITY / "access").read_text()
     certify(AUTHORITY, "--device", "guest")
     (AUTHORITY / "access").write_text(rights)  # the guest has none
@@ -116,7 +121,8 @@ def test_who_gets_in(secure_broker):
         assert piece in qvctl(*words, "devices")[1]
     certify(AUTHORITY, "--revoke", "late")
     secure_broker.process.send_signal(signal.SIGHUP)
-    poll(lambda: "certificate" in qvctl(*own("late"), "devices")[1], 5, "a refusal")
+    for name in ("late", "early"):
+        poll(lambda: "certificate" in qvctl(*own(name), "devices")[1], 5, "a refusal")
 
 
 # Lines of the configuration file, environment and command line; then what qvctl says.

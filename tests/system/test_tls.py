@@ -3,7 +3,6 @@ device which has such files never says a word in plain text."""
 import contextlib
 import os
 import shutil
-import socket
 import ssl
 import subprocess
 import time
