@@ -159,9 +159,8 @@ class Cluster:
         configuration = FOLDER / "haproxy.cfg"
         text = (CONFIGURATION / "haproxy.cfg").read_text()
         if self._tls:
-            open_ports = ("    bind @HOST@:1883", "    bind @HOST@:8883")
-            kept = [line for line in text.splitlines() if not line.startswith(open_ports)]
-            text = "\n".join([*kept, (CONFIGURATION / "passthrough.cfg").read_text()])
+            kept = re.sub(r"^frontend mqtt\n.*?(?=^listen )", "", text, flags=re.M | re.S)
+            text = kept + (CONFIGURATION / "passthrough.cfg").read_text()
         configuration.write_text(text.replace("@HOST@", self.host).replace("@FOLDER@", str(FOLDER)))
         make_certificate()
         with open(FOLDER / "haproxy.out", "wb") as output:
