@@ -16,13 +16,20 @@ namespace {
 
 constexpr mode_t RIGHTS_OF_OTHERS = S_IRWXG | S_IRWXO;
 
-/// A link that leads nowhere is present, and so is what cannot be looked at: where a file was
-/// meant to be, the link must not be less than that file asks for.
+bool leads_nowhere(const char* path) {
+    struct stat entry {};
+    return lstat(path, &entry) == 0 && stat(path, &entry) != 0;
+}
+
+/// A link that leads nowhere is present, and so is what cannot be looked at, and all files of a
+/// folder that is such a link: where a file was meant to be, the broker link must not be less than
+/// that file asks for.
 CredentialFile find(const char* name) {
     CredentialFile file;
     snprintf(file.path.data(), file.path.size(), "%s/%s", qv_agent_folder(), name);
     struct stat entry {};
-    file.present = lstat(file.path.data(), &entry) == 0 || errno != ENOENT;
+    file.present =
+        lstat(file.path.data(), &entry) == 0 || errno != ENOENT || leads_nowhere(qv_agent_folder());
     return file;
 }
 

@@ -18,6 +18,8 @@ def certify(folder, *words, begin=2020, end=2048):
 
 def install(authority, device, names):
     """Puts files into the agent's folder in place of all that it had."""
+    if FOLDER.is_symlink():
+        FOLDER.unlink()
     shutil.rmtree(FOLDER, ignore_errors=True)
     FOLDER.mkdir(mode=0o700)
     for name in names:

@@ -130,6 +130,7 @@ def test_admitted(broker, controller, wifi_manager, start_in, install, names, ye
         (("ca.pem", "client.pem"), ":", "client.pem without .*/client.key$"),
         (("ca.pem", "client.key"), ":", "client.key without .*/client.pem$"),
         (("ca.pem",), "ln -sf nowhere ca.pem", "ca.pem is not a file"),
+        (("ca.pem",), "rm ca.pem; rmdir $PWD; ln -s nowhere $PWD", "ca.pem is not a file"),
         (("ca.pem",), "rm ca.pem; mkfifo ca.pem", "ca.pem is not a file"),
         (("ca.pem",), "echo none >ca.pem", "ca.pem cannot be used: "),
         (SECURED, "echo none >client.pem", "client.pem cannot be used: "),
