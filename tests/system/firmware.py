@@ -6,7 +6,7 @@ import pathlib
 import threading
 
 import contract
-from harness import tool_calls
+from harness import EASE_S, tool_calls
 
 IMAGE = pathlib.Path("/tmp/qv_firmware.img")
 BOARD = pathlib.Path("/tmp/sysinfo/board_name")
@@ -98,7 +98,7 @@ def statuses(controller, since):
     ]
 
 
-def wait_statuses(controller, since, wanted, timeout=5):
+def wait_statuses(controller, since, wanted, timeout=EASE_S):
     """Until as many status reports have come as there are wanted ones: they must be those."""
     controller.wait_report(UPDATA_STATS, timeout, since, len(wanted))
     assert statuses(controller, since) == wanted

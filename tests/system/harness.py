@@ -4,6 +4,7 @@ wifi manager, the configuration store and the device tools of one simulated acce
 Every wait has a deadline; a test that would hang fails instead.
 """
 import contextlib
+import fcntl
 import itertools
 import json
 import os
@@ -29,6 +30,9 @@ REPORT_TOPIC = "qv/dev_to_controller"
 
 DISCOVERY = 1000
 SYSTEM_STATS = 1003
+
+# For what has no deadline of its own, on a machine that is busy.
+EASE_S = 10
 
 SANITIZER = re.compile(r"Sanitizer|runtime error:")
 
@@ -134,7 +138,7 @@ class Agent:
             reader.join(5)
         return status
 
-    def stop(self, timeout=8, signal_number=signal.SIGTERM):
+    def stop(self, timeout=2 * EASE_S, signal_number=signal.SIGTERM):
         """Asks the agent to end. Returns its exit status and the seconds that it took."""
         asked = time.monotonic()
         self.process.send_signal(signal_number)
@@ -150,7 +154,7 @@ class Agent:
         finally:
             if self.process.poll() is None:
                 self.process.kill()
-            self.exit_status(5)
+            self.exit_status(EASE_S)
         faults = [line for _, line in self.errors.items() if SANITIZER.search(line)]
         assert not faults, "\n".join(line for _, line in self.errors.items())
 
@@ -169,7 +173,7 @@ class Broker:
     def start(self):
         nowhere = {"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
         self.process = subprocess.Popen(["mosquitto", "-c", self.CONFIG], **nowhere)
-        poll(self._listens, 5, "broker")
+        poll(self._listens, EASE_S, "broker")
         return self
 
     def _listens(self):
@@ -182,7 +186,7 @@ class Broker:
     def kill(self):
         """Ends the broker without a farewell to its clients."""
         self.process.kill()
-        self.process.wait(5)
+        self.process.wait(EASE_S)
         self.process = None
 
     def close(self):
@@ -200,7 +204,7 @@ class Broker:
     def agent_subscriptions(self):
         return self.count(r"Received SUBSCRIBE from auto-")
 
-    def wait_subscribed(self, count=1, timeout=8):
+    def wait_subscribed(self, count=1, timeout=EASE_S):
         """Until the agent has subscribed so often; its own log is ahead of the broker."""
         poll(lambda: self.agent_subscriptions() >= count, timeout, f"subscription {count}")
 
@@ -225,7 +229,7 @@ class MqttClient:
     def connect(self, host="127.0.0.1", port=1883):
         self._client.connect(host, port)
         self._client.loop_start()
-        assert self._ready.wait(5), "no session with the broker"
+        assert self._ready.wait(EASE_S), "no session with the broker"
         return self
 
     def reconnect(self):
@@ -282,7 +286,7 @@ class Controller(MqttClient):
         wanted = {"since": since, "count": count, "what": f"report {kind}"}
         return self.reports.wait(lambda report: report.get("type") == kind, timeout, **wanted)
 
-    def ask(self, command, kind, timeout=3):
+    def ask(self, command, kind, timeout=EASE_S):
         """The first report of that kind behind a command."""
         mark = self.reports.mark()
         self.send(command)
@@ -321,8 +325,17 @@ class WifiManager:
         command = [BUILD_DIR / "wifi_manager_sim", *arguments]
         self.process = subprocess.Popen(command, stdout=subprocess.PIPE)
         keep_lines(self.process.stdout, self.log)
-        poll(self.SOCKET.is_socket, 5, "wifi manager")
+        poll(self._listens, EASE_S, "wifi manager")
         return self
+
+    def _listens(self):
+        """Its socket's file is there a moment before that."""
+        try:
+            with socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET) as connection:
+                connection.connect(str(self.SOCKET))
+            return True
+        except OSError:
+            return False
 
     def behave(self, faults):
         """Faults as lines of "<message identifier or all> <fault>", none when empty."""
@@ -347,7 +360,7 @@ class WifiManager:
         if self.process is None:
             return
         self.process.terminate()
-        status = self.process.wait(5)
+        status = self.process.wait(EASE_S)
         self.process = None
         assert status == 0, f"wifi manager ended with status {status}"
 
@@ -542,13 +555,18 @@ def store_option(package, section, option):
 
 
 def edit_store(package, old, new):
-    """Replaces a piece of text in a package, as an outside tool would: atomically."""
+    """Replaces a piece of text in a package, as an outside tool would: atomically, and with the
+    package locked, so that neither this edit nor one of the agent's is lost."""
     path = ZENDRY_ROOT / "etc/config" / package
-    text = path.read_text()
-    assert old in text, f"{old!r} is not in {path}"
-    fresh = path.with_suffix(".edited")
-    fresh.write_text(text.replace(old, new))
-    fresh.replace(path)
+    with open(path) as file:
+        fcntl.flock(file, fcntl.LOCK_EX)
+        if not os.path.samestat(os.stat(path), os.fstat(file.fileno())):  # replaced meanwhile
+            return edit_store(package, old, new)
+        text = file.read()
+        assert old in text, f"{old!r} is not in {path}"
+        fresh = path.with_suffix(".edited")
+        fresh.write_text(text.replace(old, new))
+        fresh.replace(path)
 
 
 def tool_calls():

@@ -44,15 +44,16 @@ def sent(command, mac=MAC):
 
 
 class PretendedDevice:
-    """Answers every command with the same reports, each after a pause in seconds, and a question for
-    system statistics with some, unless it is `busy`. A `rival` command of another controller comes
-    right before that."""
+    """Answers every command with the same reports, each after a pause in seconds, and then does
+    what it is to do `then`; and a question for system statistics with some, unless it is `busy`. A
+    `rival` command of another controller comes right before that."""
 
-    def __init__(self, answers=(), busy=False, rival=None):
+    def __init__(self, answers=(), busy=False, rival=None, then=lambda: None):
         self.fwname = "Y"
         self._answers = answers
         self._busy = busy
         self._rival = rival
+        self._then = then
         self._client = MqttClient(
             "pretended",
             lambda message: threading.Thread(target=self._take, args=[message]).start(),
@@ -83,6 +84,7 @@ class PretendedDevice:
         for pause, kind, data in self._answers:
             time.sleep(pause)
             self.report(kind, data)
+        self._then()
 
     def idle(self):
         self.report(1003, SYSTEM_STATS["data"])

@@ -8,7 +8,7 @@ import time
 
 import harness
 from firmware import STALLED, UPDATA_STATS, statuses, upgrade, wait_statuses
-from harness import DISCOVERY, SYSTEM_STATS, gaps
+from harness import DISCOVERY, EASE_S, SYSTEM_STATS, gaps
 
 ANNOUNCEMENT_S = 5
 BUSY_LOOK_S = 4  # at least, between two looks of the main loop at a state that is busy
@@ -42,7 +42,7 @@ def test_announces_until_spoken_to_then_reports_every_ten_seconds(
     assert (stats["macaddr"], stats["ip"]) == (MAC, ADDRESS)
 
     # The first of the agent's own reports comes with the main loop's next pass.
-    controller.wait_report(SYSTEM_STATS, 6, spoken)
+    controller.wait_report(SYSTEM_STATS, ANNOUNCEMENT_S + 3, spoken)
     before = cpu_seconds(agent)
     controller.wait_report(SYSTEM_STATS, 24, spoken, count=3)
     used = cpu_seconds(agent) - before
@@ -63,7 +63,7 @@ def test_background_upgrade_as_first_command(broker, controller, agent, images):
     mark, begin = controller.reports.mark(), time.monotonic()
     controller.send(upgrade(1032, images, image_name=STALLED))
     wait_statuses(controller, mark, [201])
-    controller.wait_report(UPDATA_STATS, STALL_LIMIT_S + SPEED_WINDOW_S + 2, mark, 2)
+    controller.wait_report(UPDATA_STATS, STALL_LIMIT_S + SPEED_WINDOW_S + EASE_S, mark, 2)
     assert statuses(controller, mark) == [201, -1]
     stalled_for = time.monotonic() - begin
     assert stalled_for > STALL_LIMIT_S
@@ -72,7 +72,7 @@ def test_background_upgrade_as_first_command(broker, controller, agent, images):
     assert not controller.times(SYSTEM_STATS, mark)
     assert broker.agent_sessions() == 1
     controller.send(1000)
-    controller.wait_report(SYSTEM_STATS, ANNOUNCEMENT_S + 1, mark)
+    controller.wait_report(SYSTEM_STATS, ANNOUNCEMENT_S + 3, mark)
 
 
 def broker_socket(agent):
@@ -96,13 +96,13 @@ def test_reports_are_not_held_back(agent):
 
 def test_first_contact_log(controller, agent):
     controller.send({"type": "1034"})
-    controller.wait_report(SYSTEM_STATS, 3)
+    controller.wait_report(SYSTEM_STATS, EASE_S)
     steps = [f"device_macaddr: {MAC}", f"ipaddr---------{ADDRESS}", "sm->state:1"]
     steps += ["qva->broker: 127.0.0.1", "qva->broker: 1883", "127.0.0.1 1883"]
     steps += ["Successfully subscribed to topic", f"SUB TOPIC=qv/device_{MAC}"]
     steps += ["hdr.type: 1034, hdr.ts: 0", "process_msg->type 1034", "SUB MSG:payload="]
     steps += ["qv_get_system_stats: HW Name: KX7310", "PUB MSG: topic=qv/dev_to_controller len="]
-    agent.wait_line(f"^{steps[-1]}.* 1003,", 2)
+    agent.wait_line(f"^{steps[-1]}.* 1003,", EASE_S)
     log = "\n".join(line for _, line in agent.log.items())
     assert re.search("^" + "(.|\n)*^".join(map(re.escape, steps)), log, re.M), log
     assert harness.store_option("system", "broker", "status") == "1"

@@ -1,7 +1,7 @@
 """Whatever arrives on the command topic: a line in the log, and the next command is answered."""
 import json
 
-from harness import SYSTEM_STATS
+from harness import EASE_S, SYSTEM_STATS
 
 MEGABYTE = 1 << 20
 PARSE_ERROR = r"^inet_recv_request\(\) json parse error, "
@@ -32,7 +32,7 @@ def test_bad_input_leaves_a_line_and_a_working_agent(controller, agent):
         mark, reports = agent.log.mark(), controller.reports.mark()
         controller.send(message, valid=False)
         controller.send({"type": 1034, "timestamp": 4711})
-        agent.wait_line("^hdr.type: 1034, hdr.ts: 4711$", 5, mark)
-        controller.wait_report(SYSTEM_STATS, 5, reports)
+        agent.wait_line("^hdr.type: 1034, hdr.ts: 4711$", EASE_S, mark)
+        controller.wait_report(SYSTEM_STATS, EASE_S, reports)
         agent.wait_line(line, 2, mark)
         assert agent.process.poll() is None, message[:80]

@@ -1,7 +1,7 @@
 """What a command sets is in the wifi manager's state, and in the report that follows."""
 import contract
 import pytest
-from harness import DISCOVERY
+from harness import DISCOVERY, EASE_S
 
 
 def body_after(controller, kind, command, data):
@@ -69,7 +69,7 @@ def test_network_settings_end_in_a_new_session(broker, controller, still, agent)
         assert body == dict.fromkeys(body, "") | given
         assert still.state()[member] == body
         broker.wait_subscribed(number + 1, 12)
-        controller.wait_report(DISCOVERY, 6, sent)
+        controller.wait_report(DISCOVERY, EASE_S, sent)
         assert broker.agent_sessions() == broker.agent_subscriptions() == number + 1
     assert still.state()["interfaces"][0]["ipaddr"] == "10.0.0.1"
 

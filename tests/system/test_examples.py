@@ -27,11 +27,11 @@ def send_alone(controller, number, command):
 
     controller.send(command)
     if kind is not None:
-        controller.reports.wait(wanted, 5, mark, what=f"report {kind}")
+        controller.reports.wait(wanted, harness.EASE_S, mark, what=f"report {kind}")
     if number in LAST_STATUS:  # a job may still hold the device for a moment
         return
     controller.send(1034)
-    controller.wait_report(1003, 5, mark, count=1 + (number == 1034))
+    controller.wait_report(1003, harness.EASE_S, mark, count=1 + (number == 1034))
     kinds = {seen["type"] for _, seen in controller.reports.items(mark)}
     assert kinds <= {1003, kind}, number
 
@@ -39,7 +39,8 @@ def send_alone(controller, number, command):
 def test_commands_are_answered_as_the_contract_says(controller, wifi_manager, agent, images):
     images.image = IMAGE
     wifi_manager.restart("--still")
-    controller.wait_report(harness.DISCOVERY, 8)
+    # Right behind one: the next is not on its way when the first command is sent.
+    controller.wait_report(harness.DISCOVERY, harness.EASE_S, controller.reports.mark())
     # Those that end the session, or hold the device for longest, come behind the others.
     last = (contract.RECONNECTING, LAST_STATUS)
     for number in sorted(contract.EXAMPLES, key=lambda number: [number in them for them in last]):

@@ -5,7 +5,7 @@ import signal
 import subprocess
 import time
 
-from harness import BUILD_DIR, poll
+from harness import BUILD_DIR, EASE_S, poll
 
 REPO = pathlib.Path(__file__).resolve().parents[2]
 LAUNCHER = [REPO / "simulator/simulated-ap", "--build", BUILD_DIR]
@@ -71,7 +71,7 @@ def test_killed_launcher_leaves_nothing():
     for process in both:
         process.kill()
         process.wait(5)
-    poll(lambda: left() < 1, 5, "the end of every process")
+    poll(lambda: left() < 1, EASE_S, "the end of every process")
     assert [process.stdout.read() for process in both] == ["", ""]  # nobody holds the pipe
 
 

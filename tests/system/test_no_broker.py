@@ -6,7 +6,7 @@ import subprocess
 
 import harness
 import pytest
-from harness import gaps, poll
+from harness import EASE_S, gaps, poll
 
 MUTE_HOST = "192.168.1.77"
 REFUSED = bytes([0x20, 2, 0, 5])  # CONNACK, not authorised
@@ -49,7 +49,7 @@ def test_addresses_of_a_name_share_the_time(broker, start_agent, system_file, se
     with socket.create_server(("::1", 1883), family=socket.AF_INET6, backlog=0):
         with socket.create_connection(("::1", 1883)):
             start_agent()
-            broker.wait_subscribed(timeout=3)
+            broker.wait_subscribed(timeout=6)  # the first alone would take 10 s
 
 
 @pytest.fixture
@@ -71,13 +71,13 @@ MUTE = [
 def test_mute_one_is_left(request, broker, start_agent, set_host, what, host, failure, other):
     request.getfixturevalue(what)
     agent = start_agent()
-    begin, _ = agent.wait_line("^qva->broker: 1883$", 5)  # the start itself may be slow
-    failed, _ = agent.wait_line(failure, 10.5)
+    begin, _ = agent.wait_line("^qva->broker: 1883$", EASE_S)  # the start itself may be slow
+    failed, _ = agent.wait_line(failure, 12)
     assert failed - begin < 10.5
     set_host(other, host)
-    again, _ = agent.wait_line("^qva->broker: 1883$", 3, count=2)
-    assert again - failed > 1.8
-    broker.wait_subscribed(timeout=2)
+    again, _ = agent.wait_line("^qva->broker: 1883$", EASE_S, count=2)
+    assert again - failed > 1.5
+    broker.wait_subscribed()
 
 
 def address_space(agent):
@@ -93,17 +93,17 @@ def test_broker_comes_up_later(
     set_host("broker.test")
     harness.edit_store("system", "option status '0'", "option status '1'")  # as a crash leaves it
     agent = start_agent()
-    agent.wait_line("^COULD NOT CONNECT: ", 5, count=2)
+    agent.wait_line("^COULD NOT CONNECT: ", EASE_S, count=2)
     before = address_space(agent)
-    agent.wait_line("^COULD NOT CONNECT: ", 3, count=3)
+    agent.wait_line("^COULD NOT CONNECT: ", EASE_S, count=3)
     assert address_space(agent) == before or harness.sanitized() or harness.emulated()
     attempts = [at for at, _ in agent.lines("^broker.test 1883$")]
-    assert all(1.8 < gap < 2.6 for gap in gaps(attempts)), attempts
+    assert all(1.5 < gap < 3 for gap in gaps(attempts)), attempts
     assert harness.store_option("system", "broker", "status") == "0"
     stopped_broker.start()
     idle_controller.connect()
-    stopped_broker.wait_subscribed(timeout=3)
-    idle_controller.wait_report(harness.DISCOVERY, 4)
+    stopped_broker.wait_subscribed()
+    idle_controller.wait_report(harness.DISCOVERY, EASE_S)
     assert stopped_broker.agent_sessions() == 1
     assert harness.store_option("system", "broker", "status") == "1"
 
@@ -122,14 +122,14 @@ def test_hostile_broker_is_not_stormed(start_agent, stopped_broker, meet, logged
     listener = harness.StandInBroker(meet)
     try:
         agent = start_agent()
-        poll(lambda: len(listener.accepted) >= 3, 12, "third attempt")
+        poll(lambda: len(listener.accepted) >= 3, 2 * EASE_S, "third attempt")
     finally:
         listener.close()
     assert all(gap > 1.9 for gap in gaps(listener.accepted)), listener.accepted
-    agent.wait_line(logged, 2)
+    agent.wait_line(logged, EASE_S)
     # The agent is none the worse for it.
     stopped_broker.start()
-    stopped_broker.wait_subscribed(timeout=6)
+    stopped_broker.wait_subscribed()
 
 
 @pytest.fixture
@@ -142,9 +142,9 @@ def silent_broker():
 
 def test_broker_that_never_accepts_the_session_is_left(start_agent, silent_broker):
     agent = start_agent()
-    poll(lambda: len(silent_broker.accepted) >= 2, 14, "second attempt")
-    assert 9.5 < gaps(silent_broker.accepted)[0] < 11.5
-    agent.wait_line("^Disconnected from MQTT broker with result code: 27$", 1)
+    poll(lambda: len(silent_broker.accepted) >= 2, 12 + EASE_S, "second attempt")
+    assert 9 < gaps(silent_broker.accepted)[0] < 12
+    agent.wait_line("^Disconnected from MQTT broker with result code: 27$", EASE_S)
 
 
 @pytest.mark.parametrize(
@@ -153,9 +153,9 @@ def test_broker_that_never_accepts_the_session_is_left(start_agent, silent_broke
 def test_sigterm_while_connecting(start_agent, broker_kind, request):
     listener = None if broker_kind == "absent" else request.getfixturevalue(broker_kind)
     agent = start_agent()
-    agent.wait_line("^qva->broker: 1883$", 5)
+    agent.wait_line("^qva->broker: 1883$", EASE_S)
     if broker_kind == "silent_broker":
-        poll(lambda: listener.accepted, 3, "connection")
+        poll(lambda: listener.accepted, EASE_S, "connection")
     status, seconds = agent.stop()
     assert (status, seconds < 3) == (0, True)
     assert harness.store_option("system", "broker", "status") == "0"

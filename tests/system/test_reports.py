@@ -5,6 +5,7 @@ The order and widths of the members are the unit tests' matter.
 import json
 
 import pytest
+from harness import EASE_S
 
 
 def of_state(key):
@@ -80,7 +81,7 @@ def test_every_report_by_command(controller, wifi_manager, agent, tmp_path):
     for command, *_ in LAST_REPORTS:
         controller.send(command)
     for _, kind, key, expected in LAST_REPORTS:
-        _, report = controller.wait_report(kind, 3)
+        _, report = controller.wait_report(kind, EASE_S)
         assert_carries(*report["data"].items(), key, expected(state))
 
 

@@ -7,9 +7,10 @@ import time
 
 import harness
 import pytest
-from harness import PacketSession, poll
+from harness import EASE_S, PacketSession, poll
 
 ACCEPT_LIMIT_S = 10
+REST_S = 1.5  # longer than the agent takes for a report, on a machine that is busy
 FIT, TOO_MANY = 20, 40  # reports of 40 KB that the agent keeps, and that wait for room
 REPORT = "^PUB MSG: .* msg=(.*sta_stats_list.*)"
 # For what waits: on the session that is left, and on one attempt to make another.
@@ -37,7 +38,7 @@ def listener():
     server = socket.create_server(("127.0.0.1", 1883))
     server.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
     server.setsockopt(socket.IPPROTO_TCP, socket.TCP_MAXSEG, 1000)
-    server.settimeout(5)
+    server.settimeout(EASE_S)
     yield server
     server.close()
 
@@ -50,8 +51,8 @@ def ask(listener, wifi_manager, idle_controller):
     def send(agent, session, count):
         for _ in range(count):
             session.publish(idle_controller.topic, b'{"type":1024,"timestamp":1}')
-        agent.wait_line(REPORT, 5)
-        poll(lambda: time.monotonic() - agent.lines(REPORT)[-1][0] > 0.5, 10, "rest")
+        agent.wait_line(REPORT, EASE_S)
+        poll(lambda: time.monotonic() - agent.lines(REPORT)[-1][0] > REST_S, 30, "rest")
 
     return send
 
@@ -70,7 +71,7 @@ def test_lost_in_the_middle_of_a_report(listener, start_agent, ask):
     first.reset()
     agent.process.send_signal(signal.SIGCONT)
     second = accepted(listener)
-    poll(lambda: second.read(0.2) and len(reports(second)) >= FIT // 2, 5, "the rest")
+    poll(lambda: second.read(0.2) and len(reports(second)) >= FIT // 2, EASE_S, "the rest")
     assert reports(first) + reports(second) == said(agent)
     assert len(said(agent)) == FIT
     second.reset()
@@ -89,7 +90,7 @@ def choked(listener, start_agent, ask):
 
 def test_nothing_is_dropped_while_the_session_lives(choked):
     agent, session = choked
-    poll(lambda: session.read(0.2) and len(reports(session)) >= TOO_MANY, 5, "every report")
+    poll(lambda: session.read(0.2) and len(reports(session)) >= TOO_MANY, EASE_S, "every report")
     assert reports(session) == said(agent)
     assert not agent.lines("dropped")
 
@@ -103,7 +104,7 @@ def test_farewell(listener, start_agent, ask, idle_controller):
     with contextlib.suppress(ConnectionError):
         while session.read_some():
             session.publish(idle_controller.topic, b'{"type":1000,"timestamp":1}')
-    assert agent.exit_status(1) == 0
+    assert agent.exit_status(EASE_S) == 0
     assert reports(session) == said(agent)
     assert session.packets[-1] == (session.DISCONNECT, b"")
     session.reset()
@@ -120,12 +121,12 @@ def test_accepted_at_the_very_limit(listener, start_agent):
     agent = start_agent()
     session = PacketSession(listener.accept()[0])
     begin = time.monotonic()
-    time.sleep(ACCEPT_LIMIT_S - 0.1)
+    time.sleep(ACCEPT_LIMIT_S - 0.5)  # the agent's time may run for longer than this test's
     agent.process.send_signal(signal.SIGSTOP)
     session.accept()
     time.sleep(begin + ACCEPT_LIMIT_S + 0.2 - time.monotonic())
     agent.process.send_signal(signal.SIGCONT)
-    agent.wait_line("^Successfully subscribed to topic$", 1)
+    agent.wait_line("^Successfully subscribed to topic$", EASE_S)
     listener.settimeout(2.5)  # longer than the pause between two attempts
     with pytest.raises(TimeoutError):
         listener.accept()

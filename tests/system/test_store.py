@@ -8,7 +8,7 @@ import time
 
 import harness
 import pytest
-from harness import SYSTEM_STATS, ZENDRY_ROOT
+from harness import EASE_S, SYSTEM_STATS, ZENDRY_ROOT
 
 PACKAGES = ZENDRY_ROOT / "etc/config"
 SYSTEM = PACKAGES / "system"
@@ -20,6 +20,7 @@ CONNECTED = "\toption status '1'\n"
 WHOLE = [FACTORY, FACTORY + ENTRY, FACTORY + ENTRY + CONNECTED]
 
 WIRELESS = PACKAGES / "wireless"
+LOCK_LIMIT_S = 5
 LOCKED = f"^QV_ERR: {SYSTEM}: locked by another program$"
 
 
@@ -51,7 +52,7 @@ def test_killed_at_any_system_call_of_its_first_start(broker, wifi_manager, star
             agent = start_agent()
             agent.wait_line("^Successfully subscribed to topic$", 5)
             agent.process.kill()
-            agent.exit_status(2)
+            agent.exit_status(EASE_S)
             assert SYSTEM.read_text() == WHOLE[-1], f"killed at {point}"
         if system == WHOLE[-1]:
             break
@@ -68,7 +69,8 @@ def held_package(store):
 def test_holder_that_hangs_is_left_alone(controller, agent, held_package):
     controller.send({"type": 1017, "timestamp": 1, "data": {"general_data": "roof"}})
     controller.send(1034)
-    controller.wait_report(SYSTEM_STATS, 7)
+    controller.wait_report(SYSTEM_STATS, LOCK_LIMIT_S + EASE_S)
+    agent.wait_line(LOCKED, EASE_S)
     assert len(agent.lines(LOCKED)) == 1
 
     # Who holds another package has the whole time.
@@ -78,9 +80,11 @@ def test_holder_that_hangs_is_left_alone(controller, agent, held_package):
         mark = agent.log.mark()
         flags = {"maclist_size": 0, "wifi0Flag": 1, "wifi1Flag": 0}
         controller.send({"type": 1020, "timestamp": 1, "data": {"general_data": flags}})
-        agent.wait_line("^process_msg->type 1020", 2, mark)
+        agent.wait_line("^process_msg->type 1020", EASE_S, mark)
         time.sleep(0.6)
-    harness.poll(lambda: WIRELESS.read_text().count("list maclist") == lists - 2, 2, "the edit")
+    harness.poll(
+        lambda: WIRELESS.read_text().count("list maclist") == lists - 2, EASE_S, "the edit"
+    )
 
     status, seconds = agent.stop()
     assert (status, seconds < 2) == (0, True)
@@ -88,7 +92,7 @@ def test_holder_that_hangs_is_left_alone(controller, agent, held_package):
 
 def test_store_that_is_held_at_the_start(broker, wifi_manager, held_package, start_agent):
     agent = start_agent()
-    agent.wait_line("^COULD NOT CONNECT: ", 8)
+    agent.wait_line("^COULD NOT CONNECT: ", LOCK_LIMIT_S + EASE_S)
     assert agent.lines(LOCKED)
     fcntl.flock(held_package, fcntl.LOCK_UN)
-    broker.wait_subscribed(timeout=5)
+    broker.wait_subscribed()
