@@ -132,6 +132,12 @@ class Soak:
         for command, changes in zip(itertools.cycle(UPGRADES), endings):
             self.send(firmware.upgrade(command, self.images, **changes))
             self.answers()
+        # An answer may be to an earlier question: no status may be left for the next account.
+        harness.poll(self._upgrades_told, ANSWER_S, "the end of every upgrade")
+
+    def _upgrades_told(self):
+        told = [it in storm.ENDS for it in firmware.statuses(self.controller, 0)]
+        return sum(told) == len(self.agent.lines(storm.BEGUN))
 
     def broker_restart(self):
         self.broker.kill()
