@@ -4,9 +4,9 @@
 #ifdef __GLIBC__
 #include <malloc.h>
 
-/// Bytes from which a block has its own pages, mallopt(3): less than the texts that matter, more
-/// than what is allocated often. Once set, glibc no longer raises it by itself.
-constexpr int OWN_PAGES_FROM = 16384;
+/// Bytes from which a block has its own pages, mallopt(3): more than a report's packet, for which
+/// new pages would be made every time. Once set, glibc no longer raises it by itself.
+constexpr int OWN_PAGES_FROM = 131072;
 
 void qv_settle_heap() {
     mallopt(M_MMAP_THRESHOLD, OWN_PAGES_FROM);
