@@ -38,6 +38,7 @@ class Plan:
         self.quick = quick
         self.starts = 1 if quick else 5
         self.share = 0.05 if quick else 1  # of a case's commands
+        self.warm_up_s = 0 if quick else 1
         self.idle_s = 1 if quick else 30  # three of the agent's own reports
         self.queued = 3 * BATCH if quick else 100 * BATCH
         self.profiled = 0 if quick else 200  # commands
@@ -86,7 +87,8 @@ def idle_minute(result, agent, plan):
 
 
 def sequential(program, case, plan):
-    return client("rounds", case.command, plan.of(case.commands), 1, program.cpu_us)
+    commands = plan.of(case.commands)
+    return client("rounds", case.command, commands, 1, program.cpu_us, plan.warm_up_s)
 
 
 def under_load(program, case, plan):
@@ -95,9 +97,15 @@ def under_load(program, case, plan):
     if case == CASES[0]:
         bursts = plan.of(5 * case.commands) // OUTSTANDING
         result["throughput"] = client(
-            "throughput", case.command, plan.of(5 * case.commands), OUTSTANDING
+            "throughput",
+            case.command,
+            plan.of(5 * case.commands),
+            OUTSTANDING,
+            warm_up_s=plan.warm_up_s,
         )
-        result["burst"] = client("rounds", case.command, bursts, OUTSTANDING)
+        result["burst"] = client(
+            "rounds", case.command, bursts, OUTSTANDING, warm_up_s=plan.warm_up_s
+        )
     return result
 
 

@@ -112,15 +112,15 @@ class WifiManager(harness.WifiManager):
         return self
 
 
-def client(mode, command, count, at_once, cpu_us=lambda: 0):
+def client(mode, command, count, at_once, cpu_us=lambda: 0, warm_up_s=0):
     """One measurement, again when a report that the agent sent by itself has spoilt it."""
     program = str(harness.BUILD_DIR / "bench_client")
     for _ in range(5):
-        words = [program, mode, TOPIC, str(command), str(count), str(at_once)]
+        words = [program, mode, TOPIC, *map(str, (command, count, at_once, 1000 * warm_up_s))]
         before = cpu_us()
         result = json.loads(subprocess.run(words, stdout=subprocess.PIPE, check=True).stdout)
         if result["unasked"] == 0:
-            return {**result, "cpu_us": (cpu_us() - before) / count}
+            return {**result, "cpu_us": (cpu_us() - before) / result["commands"]}
     raise harness.Deadline(f"unasked reports in every measurement of {command}")
 
 
