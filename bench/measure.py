@@ -16,6 +16,7 @@ import time
 import callgrind
 import programs
 import report
+import stand_ins
 from programs import Agent, Floor, WifiManager, ask, client, gauge, harness
 
 Case = collections.namedtuple("Case", "name command message commands wifi_manager")
@@ -56,7 +57,7 @@ def start_to_connack(program):
         connection.sendall(b"\x20\x02\x00\x00")
         accepted.append(time.monotonic())
 
-    broker = harness.StandInBroker(accept)
+    broker = stand_ins.StandInBroker(accept)
     with program() as started:
         harness.poll(lambda: accepted, 10, "CONNECT")
         taken = accepted[0] - started.started

@@ -20,6 +20,7 @@ import gauge  # finds the system tests' modules
 import contract
 import firmware
 import harness
+import stand_ins
 import storm
 from harness import SYSTEM_STATS, SteppedClock
 
@@ -79,7 +80,7 @@ class Soak:
         firmware.BOARD.write_text(firmware.ROOTFS_BOARDS[0])  # which does not restart by itself
         self.images = firmware.ImageServer()
         self.start_wifi_manager()
-        self.link = harness.Link(1884)
+        self.link = stand_ins.Link(1884)
         harness.edit_store("system", "option port '1883'", f"option port '{self.link.port}'")
         self.clock = None if harness.emulated() else SteppedClock()
         self.controller = harness.Controller("qv/device_" + os.environ["AP_MAC"]).connect()

@@ -5,6 +5,7 @@ import subprocess
 
 import firmware
 import harness
+import stand_ins
 import pytest
 import qvctl
 
@@ -99,7 +100,7 @@ def system_file():
 @pytest.fixture
 def link(store):
     """The agent's way to the broker, not the controller's."""
-    way = harness.Link(1884)
+    way = stand_ins.Link(1884)
     harness.edit_store("system", "option port '1883'", f"option port '{way.port}'")
     yield way
     way.close()

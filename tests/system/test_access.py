@@ -6,7 +6,8 @@ import subprocess
 
 import pytest
 import secured
-from harness import AP_DIR, REPORT_TOPIC, Broker, MqttClient, PacketSession, StandInBroker
+from harness import AP_DIR, REPORT_TOPIC, Broker, MqttClient
+from stand_ins import PacketSession, StandInBroker
 from harness import edit_store, poll
 from qvctl import ANSWERED, ENVIRONMENT, MAC, NO_ANSWER, OTHER, QVCTL, REFUSED
 from secured import PROJECT, certify

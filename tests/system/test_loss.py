@@ -2,6 +2,7 @@
 import time
 
 import harness
+import stand_ins
 import pytest
 from firmware import UPDATA_STATS, flash, statuses, tools_called
 from harness import DISCOVERY, EASE_S, SYSTEM_STATS, poll, set_tool, tool_calls
@@ -23,7 +24,7 @@ def announcing(controller, linked_agent):
 
 @pytest.fixture
 def other_link():
-    way = harness.Link(1885)
+    way = stand_ins.Link(1885)
     yield way
     way.close()
 

@@ -5,6 +5,7 @@ import socket
 import subprocess
 
 import harness
+import stand_ins
 import pytest
 from harness import EASE_S, gaps, poll
 
@@ -119,7 +120,7 @@ HOSTILE = {
 
 @pytest.mark.parametrize("meet, logged", HOSTILE.values(), ids=HOSTILE.keys())
 def test_hostile_broker_is_not_stormed(start_agent, stopped_broker, meet, logged):
-    listener = harness.StandInBroker(meet)
+    listener = stand_ins.StandInBroker(meet)
     try:
         agent = start_agent()
         poll(lambda: len(listener.accepted) >= 3, 2 * EASE_S, "third attempt")
@@ -135,7 +136,7 @@ def test_hostile_broker_is_not_stormed(start_agent, stopped_broker, meet, logged
 @pytest.fixture
 def silent_broker():
     """Accepts connections and says nothing."""
-    listener = harness.StandInBroker(lambda connection: None)
+    listener = stand_ins.StandInBroker(lambda connection: None)
     yield listener
     listener.close()
 

@@ -2,7 +2,8 @@
 import socket
 import time
 
-from harness import REPORT_TOPIC, PacketSession, StandInBroker, poll
+from harness import REPORT_TOPIC, poll
+from stand_ins import PacketSession, StandInBroker
 from qvctl import ANSWERED, OTHER, REFUSED, qvctl
 
 MQTT_5 = 5  # as a CONNECT has it

@@ -8,6 +8,7 @@ import subprocess
 import time
 
 import harness
+import stand_ins
 import pytest
 import secured
 from harness import DISCOVERY, EASE_S, SYSTEM_STATS, poll
@@ -228,7 +229,7 @@ def speak_plain(connection, *_):
 
 
 def reset(connection, *_):
-    harness.PacketSession(connection).reset()
+    stand_ins.PacketSession(connection).reset()
 
 
 def reset_after_answer(connection, hello, folder):
@@ -271,7 +272,7 @@ def test_no_word_to_others(made, start_agent, install, meet, line, seconds):
 
     install("ca.pem", "login", authority="strange")
     lead(1883, "localhost")
-    listener = harness.StandInBroker(listen)
+    listener = stand_ins.StandInBroker(listen)
     try:
         agent = start_agent()
         agent.wait_line(line, seconds + EASE_S)
