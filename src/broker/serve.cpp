@@ -65,7 +65,7 @@ void check_keep_alive(MqttSession& session) {
     session.link.heard = session.spoke;
 }
 
-/// Reads at most one inbound message, and writes what is left over.
+/// Reads one inbound message at most, or all that TLS has decrypted, and writes what is left over.
 void serve_once(MqttSession& session, short events) {
     const std::lock_guard guard(session.client_lock);
     if ((events & ~POLLOUT) != 0) {
