@@ -75,8 +75,8 @@ class AccessPoint:
         return lines[-1] if lines else "(no log)"
 
 
-def ip_batch(lines):
-    subprocess.run(["ip", "-batch", "-"], input="\n".join(lines), text=True, check=True)
+def ip_batch(lines, *options):
+    subprocess.run(["ip", *options, "-batch", "-"], input="\n".join(lines), text=True, check=True)
 
 
 def add_uplink(namespace, port):
