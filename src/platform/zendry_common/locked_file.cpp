@@ -174,7 +174,7 @@ int LockedFile::open(const std::string& name) {
     return error;
 }
 
-int LockedFile::read(size_t limit, std::string& content) {
+int LockedFile::read_content(size_t limit, std::string& content) {
     content.clear();
     return fd_.valid() ? read_all(fd_.get(), limit, content) : 0;
 }

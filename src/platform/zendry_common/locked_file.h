@@ -33,7 +33,7 @@ public:
     [[nodiscard]] int open(const std::string& name);
 
     /// The content as it was locked, at most limit bytes (EFBIG above it). Once, before replace.
-    [[nodiscard]] int read(size_t limit, std::string& content);
+    [[nodiscard]] int read_content(size_t limit, std::string& content);
 
     /// Puts content in place of the file, which keeps its mode and owner, and stays locked. A kill
     /// or a power cut at any moment leaves the old or the new file, whole; after a failure it is

@@ -32,7 +32,7 @@ std::unique_ptr<UciSession> UciSession::open() {
 bool UciSession::load(Package& package) {
     int error = package.file.open(package.path);
     if (error == 0) {
-        error = package.file.read(UCI_MAX_SIZE, package.stored);
+        error = package.file.read_content(UCI_MAX_SIZE, package.stored);
     }
     if (error != 0) {
         qv_log("QV_ERR: %s: %s\n", package.path.c_str(),
