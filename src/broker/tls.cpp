@@ -62,12 +62,13 @@ const char* alert_name(int value) {
 }
 
 /// SSL_CTX_set_info_callback(3). The end of a step that cannot go on is the handshake's; before its
-/// first, a connection was refused, which the connect call tells.
+/// first, without an error of TLS, a connection was refused, which the connect call tells.
 void on_progress(const SSL* ssl, int where, int value) {
     const bool shaking_hands = SSL_is_init_finished(ssl) == 0;
     if ((where & SSL_CB_HANDSHAKE_START) != 0) {
         set_server_name(const_cast<SSL*>(ssl)); // const for observers' sake; the object is not
-    } else if (where == SSL_CB_CONNECT_EXIT && shaking_hands && has_begun(ssl) && !can_go_on(ssl)) {
+    } else if (where == SSL_CB_CONNECT_EXIT && shaking_hands && !can_go_on(ssl) &&
+               (has_begun(ssl) || ERR_peek_error() != 0)) {
         qv_log("QV_ERR: TLS handshake failed: %s\n", failure(ssl));
     } else if (where == SSL_CB_READ_ALERT && !shaking_hands && value >> 8 == SSL3_AL_FATAL) {
         qv_log("QV_ERR: TLS session ended by the broker: %s\n", alert_name(value));

@@ -15,8 +15,9 @@ int qv_tls_use(mosquitto* client, const Credentials& files, const char* host);
 bool qv_tls_handshake_begun(mosquitto* client);
 
 /// The event of poll(2) that the handshake on the client's connection waits for, 0 when it is done
-/// or when there is none, POLLERR when the connection has failed under it, which one line has told;
-/// the library would try for ever. mosquitto_loop_read takes the next step, whatever the event.
+/// or when there is none, POLLERR when the connection has failed under it, which one line has told
+/// if anything was sent; the library would try for ever. mosquitto_loop_read takes the next step,
+/// whatever the event.
 short qv_tls_handshake_awaits(mosquitto* client);
 
 #endif
