@@ -3,6 +3,7 @@ device which has such files never says a word in plain text."""
 import contextlib
 import os
 import shutil
+import signal
 import ssl
 import subprocess
 import time
@@ -232,16 +233,19 @@ def reset(connection, *_):
     stand_ins.PacketSession(connection).reset()
 
 
-def reset_after_answer(connection, hello, folder):
-    """The device's next message of the handshake finds no connection."""
+def reset_after_answer(connection, hello, folder, agent):
+    """The device, held until then, finds no connection for its next message of the handshake."""
     context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
     context.load_cert_chain(folder / "server.pem", folder / "server.key")
     heard, answer = ssl.MemoryBIO(), ssl.MemoryBIO()
     heard.write(hello)
     with contextlib.suppress(ssl.SSLWantReadError):
         context.wrap_bio(heard, answer, server_side=True).do_handshake()
+    agent.process.send_signal(signal.SIGSTOP)
+    os.waitpid(agent.process.pid, os.WUNTRACED)
     connection.sendall(answer.read())
     reset(connection)
+    agent.process.send_signal(signal.SIGCONT)
 
 
 def dawdle(connection, *_):
@@ -264,17 +268,19 @@ def dawdle(connection, *_):
 )
 def test_no_word_to_others(made, start_agent, install, meet, line, seconds):
     """Nor is a handshake awaited for longer than an attempt may last, or the agent's end may."""
-    heard = []
+    heard, started = [], []
 
     def listen(connection):
         heard.append(connection.recv(4096))
-        meet(connection, heard[-1], made / "strange")
+        poll(lambda: started, EASE_S, "agent")
+        meet(connection, heard[-1], made / "strange", *started)
 
     install("ca.pem", "login", authority="strange")
     lead(1883, "localhost")
     listener = stand_ins.StandInBroker(listen)
     try:
         agent = start_agent()
+        started.append(agent)
         agent.wait_line(line, seconds + EASE_S)
         poll(lambda: len(heard) == 2, EASE_S, "second attempt")
         status, took = agent.stop()
